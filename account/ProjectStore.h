@@ -1,0 +1,88 @@
+#pragma once
+
+#include "account/APIError.h"
+#include "account/KeychainService.h"
+#include "account/Project.h"
+#include "platform/HttpSession.h"
+#include "platform/Preferences.h"
+
+#include <QObject>
+#include <QProcessEnvironment>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+#include <variant>
+#include <vector>
+
+namespace quibel {
+
+using ProjectList = std::vector<Project>;
+using ProjectsResult = std::variant<ProjectList, APIError>;
+
+/// The user's projects and the account state around them.
+///
+/// Thread: main.
+class ProjectStore : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Surroundings
+    {
+        Preferences& defaults;
+        SecretItems& secretItems;
+        HttpSession& session;
+        QProcessEnvironment environment;
+    };
+
+    explicit ProjectStore(const Surroundings& surroundings);
+
+    /// The list that the capture panel offers: the fetched one, else the remembered identifiers.
+    [[nodiscard]] ProjectList projects() const;
+
+    /// The entry that the panel selects first; none for an empty list.
+    [[nodiscard]] std::optional<Project> preferredProject(const ProjectList& list) const;
+
+    /// Remembers `project` as the one used last, for this run and, unless it is a mock, beyond.
+    void recordUse(const Project& project);
+
+    /// The effective API key: the stored one, else the environment's; empty counts as none.
+    [[nodiscard]] std::optional<QString> apiKey() const;
+
+    /// Where the service is: preference, environment, built-in default; none when nothing parses.
+    [[nodiscard]] std::optional<QUrl> apiBaseURL() const;
+
+    /// Asks the service for the projects and applies an answer that is not empty.
+    void fetchProjects(const QString& apiKey);
+
+    /// Asks the service for the projects. `completion` is called once: at once with `network` when
+    /// there is no base URL, else in a later turn of the event loop; not when the store is gone.
+    ///
+    /// A key that the service rejects signs the user out before `completion` is called.
+    void requestProjects(const QString& apiKey,
+                         std::function<void(const ProjectsResult&)> completion);
+
+    /// Sorts `fetched` (recently used first, the rest by name), installs it and reports it.
+    void applyFetchedProjects(ProjectList fetched);
+
+    /// Signs the user out locally: key, list and remembered projects are gone at once,
+    /// `onUnauthorized` is called in a later turn of the event loop.
+    void handleUnauthorized();
+
+    bool didAttemptFetch = false;
+    std::function<void()> onUnauthorized;
+    std::function<void()> onAuthorized;
+
+private:
+    [[nodiscard]] QStringList identifierCache() const;
+
+    Preferences& defaults;
+    HttpSession& session;
+    QProcessEnvironment environment;
+    KeychainService keychain;
+    std::optional<QString> lastUsedProjectIDInSession;
+    ProjectList fetchedProjects;
+};
+
+} // namespace quibel

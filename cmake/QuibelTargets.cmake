@@ -1,0 +1,45 @@
+# What every target of this project has in common, in one place.
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+add_library(quibel_options INTERFACE)
+target_compile_features(quibel_options INTERFACE cxx_std_20)
+target_include_directories(quibel_options INTERFACE "${CMAKE_SOURCE_DIR}")
+target_compile_options(quibel_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wundef)
+target_compile_definitions(quibel_options INTERFACE
+  QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+
+# quibel_library(<folder> SOURCES <files> [PUBLIC <libraries>] [PRIVATE <libraries>])
+# One folder is one static library, quibel::<folder>.
+function(quibel_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;PUBLIC;PRIVATE")
+  add_library(quibel_${name} STATIC ${ARG_SOURCES})
+  add_library(quibel::${name} ALIAS quibel_${name})
+  set_target_properties(quibel_${name} PROPERTIES AUTOMOC ON AUTORCC ON CXX_EXTENSIONS OFF)
+  target_link_libraries(quibel_${name} PUBLIC quibel_options ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+endfunction()
+
+# quibel_program(<binary name> SOURCES <files> LIBRARIES <libraries>)
+function(quibel_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBRARIES")
+  add_executable(${name} ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES AUTOMOC ON CXX_EXTENSIONS OFF)
+  target_link_libraries(${name} PRIVATE quibel_options ${ARG_LIBRARIES})
+endfunction()
+
+# quibel_test(<class> [SOURCES <more files>] LIBRARIES <libraries> [LABELS <labels>] [TIMEOUT <seconds>])
+# One Qt Test class a file; <class>.cpp lies beside the CMakeLists.txt that calls this.
+function(quibel_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 60)
+  endif()
+  add_executable(${name} ${name}.cpp ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES AUTOMOC ON CXX_EXTENSIONS OFF
+    RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests/bin")
+  target_link_libraries(${name} PRIVATE quibel_options Qt6::Test ${ARG_LIBRARIES})
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES
+    TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" ENVIRONMENT "${QUIBEL_TEST_ENVIRONMENT}")
+endfunction()

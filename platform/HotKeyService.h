@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace quibel {
+
+/// Names one hot key of one program: a four-character code, its first byte the most significant,
+/// and a number.
+struct HotKeyID
+{
+    std::uint32_t signature = 0;
+    std::uint32_t id = 0;
+
+    bool operator==(const HotKeyID&) const = default;
+};
+
+/// A key by its position, as on the ANSI layout.
+enum class VirtualKey : std::uint32_t { b = 11 };
+
+/// Modifier masks, to be combined by `|`.
+enum class HotKeyModifiers : std::uint32_t { command = 256, shift = 512 };
+
+[[nodiscard]] constexpr HotKeyModifiers operator|(HotKeyModifiers a, HotKeyModifiers b)
+{
+    return static_cast<HotKeyModifiers>(static_cast<std::uint32_t>(a)
+                                        | static_cast<std::uint32_t>(b));
+}
+
+enum class HotKeyRef : std::uint32_t {};
+enum class HotKeyHandlerRef : std::uint32_t {};
+
+/// System-wide hot keys: whichever application is in front, a press reaches the handler.
+///
+/// Thread: main; handlers are called there too, once for each press however long it is held.
+class HotKeyService
+{
+public:
+    /// Receives the identifier of the pressed hot key; none when it could not be read.
+    using Handler = std::function<void(std::optional<HotKeyID>)>;
+
+    HotKeyService() = default;
+    HotKeyService(const HotKeyService&) = delete;
+    HotKeyService& operator=(const HotKeyService&) = delete;
+    virtual ~HotKeyService() = default;
+
+    /// Errors: none when the window system cannot deliver such events.
+    [[nodiscard]] virtual std::optional<HotKeyHandlerRef> installHandler(Handler handler) = 0;
+
+    /// Errors: none when nothing could be registered, for example because another program has the
+    /// key; the adapter says why, once, on standard error.
+    [[nodiscard]] virtual std::optional<HotKeyRef>
+    registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) = 0;
+
+    virtual void unregisterHotKey(HotKeyRef hotKey) = 0;
+    virtual void removeHandler(HotKeyHandlerRef handler) = 0;
+};
+
+} // namespace quibel

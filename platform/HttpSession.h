@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace quibel {
+
+struct HttpRequest
+{
+    QByteArray method;
+    QUrl url;
+    std::vector<std::pair<QByteArray, QByteArray>> headers;
+    QByteArray body;
+
+    bool operator==(const HttpRequest&) const = default;
+};
+
+/// Why no complete answer came.
+enum class TransportErrorCode {
+    notConnectedToInternet,
+    cannotFindHost,
+    cannotConnectToHost,
+    timedOut,
+    dnsLookupFailed,
+    networkConnectionLost,
+    secureConnectionFailed,
+    requestRefused, ///< Not sent: this session does not send such a request.
+    responseTooLarge,
+    other, ///< Any other failure of loading a URL.
+    unknown, ///< A failure that is not one of loading a URL.
+};
+
+struct TransportError
+{
+    TransportErrorCode code = TransportErrorCode::unknown;
+    QString localizedDescription;
+
+    bool operator==(const TransportError&) const = default;
+};
+
+/// How a request ended. A status can stand beside an error: the answer broke off after it.
+struct HttpOutcome
+{
+    std::optional<TransportError> error;
+    std::optional<int> status; ///< None when there was no HTTP response.
+    std::optional<QByteArray> body;
+
+    bool operator==(const HttpOutcome&) const = default;
+};
+
+/// Sends HTTP requests, each once.
+///
+/// A request without progress for the session's timeout (60 s for the agent) ends as `timedOut`.
+/// Redirects are followed within the origin of the request only; any other is the answer itself.
+/// Requests that would carry a key in the clear to another machine, or with control characters in a
+/// header, end as `requestRefused`.
+///
+/// Thread: main.
+class HttpSession
+{
+public:
+    using Completion = std::function<void(const HttpOutcome&)>;
+
+    HttpSession() = default;
+    HttpSession(const HttpSession&) = delete;
+    HttpSession& operator=(const HttpSession&) = delete;
+    virtual ~HttpSession() = default;
+
+    /// Calls `completion` once, on the main thread, in a later turn of its event loop; never after
+    /// the session is gone.
+    virtual void send(const HttpRequest& request, Completion completion) = 0;
+};
+
+} // namespace quibel

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace quibel {
+
+/// What identifies an item of the secret store.
+struct SecretIdentity
+{
+    QString service;
+    QString account;
+
+    bool operator==(const SecretIdentity&) const = default;
+};
+
+enum class SecretStatus {
+    success,
+    duplicateItem, ///< `add`: an item with this identity exists.
+    itemNotFound,
+    unavailable, ///< No store, a locked one, one that went away, or no answer in time.
+};
+
+struct SecretAnswer
+{
+    SecretStatus status = SecretStatus::unavailable;
+    std::optional<QByteArray> data; ///< Set on success, unless the store gave no data.
+
+    bool operator==(const SecretAnswer&) const = default;
+};
+
+/// The user's secret store (key ring), one item at a time.
+///
+/// Thread: main. Every call is synchronous and returns within two seconds.
+class SecretItems
+{
+public:
+    SecretItems() = default;
+    SecretItems(const SecretItems&) = delete;
+    SecretItems& operator=(const SecretItems&) = delete;
+    virtual ~SecretItems() = default;
+
+    [[nodiscard]] virtual SecretStatus add(const SecretIdentity& identity, const QByteArray& data)
+        = 0;
+    [[nodiscard]] virtual SecretStatus update(const SecretIdentity& identity,
+                                              const QByteArray& data)
+        = 0;
+    [[nodiscard]] virtual SecretAnswer copyMatching(const SecretIdentity& identity) = 0;
+    virtual SecretStatus remove(const SecretIdentity& identity) = 0;
+};
+
+} // namespace quibel

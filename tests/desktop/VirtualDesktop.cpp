@@ -1,0 +1,212 @@
+#include "tests/desktop/VirtualDesktop.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QThread>
+
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel::testing {
+
+namespace {
+
+constexpr int patienceMs = 30'000;
+
+bool fail(const QString& what)
+{
+    std::fprintf(stderr, "virtual desktop: %s\n", qPrintable(what));
+    return false;
+}
+
+} // namespace
+
+VirtualDesktop::VirtualDesktop(Options wanted)
+    : options(std::move(wanted))
+    , surroundings(QProcessEnvironment::systemEnvironment())
+{
+    const QDir home(directory.path());
+    const auto make = [&](const QString& name) {
+        home.mkpath(name);
+        const QString path = home.filePath(name);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        return path;
+    };
+    surroundings.insert(u"HOME"_s, directory.path());
+    surroundings.insert(u"XDG_RUNTIME_DIR"_s, make(u"run"_s));
+    surroundings.insert(u"XDG_CONFIG_HOME"_s, make(u"config"_s));
+    surroundings.insert(u"XDG_DATA_HOME"_s, make(u"data"_s));
+    surroundings.insert(u"XDG_CACHE_HOME"_s, make(u"cache"_s));
+    for (const auto& name : { u"WAYLAND_DISPLAY"_s, u"XAUTHORITY"_s, u"XDG_CURRENT_DESKTOP"_s,
+                              u"QT_QPA_PLATFORM"_s, u"QT_QPA_PLATFORMTHEME"_s, u"SESSION_MANAGER"_s,
+                              u"QUIBEL_API_KEY"_s, u"QUIBEL_API_BASE_URL"_s, u"http_proxy"_s,
+                              u"https_proxy"_s, u"all_proxy"_s, u"HTTP_PROXY"_s, u"HTTPS_PROXY"_s })
+        surroundings.remove(name);
+    surroundings.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+    surroundings.insert(u"NO_AT_BRIDGE"_s, u"1"_s);
+    surroundings.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+}
+
+VirtualDesktop::~VirtualDesktop()
+{
+    // In the reverse order: clients before the bus and the X server, which would take them along.
+    while (!processes.empty())
+        stop(processes.back().get());
+}
+
+bool VirtualDesktop::start()
+{
+    return startServer() && startBus() && (options.windowManager.isEmpty() || startWindowManager())
+        && (!options.keyRing || startKeyRing()) && (!options.tray || startTray());
+}
+
+void VirtualDesktop::enter() const
+{
+    const QStringList here = QProcessEnvironment::systemEnvironment().keys();
+    for (const QString& name : here)
+        if (!surroundings.contains(name))
+            qunsetenv(name.toLocal8Bit().constData());
+    const QStringList names = surroundings.keys();
+    for (const QString& name : names)
+        qputenv(name.toLocal8Bit().constData(), surroundings.value(name).toLocal8Bit());
+}
+
+QProcess* VirtualDesktop::launch(const QString& program, const QStringList& arguments)
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(surroundings);
+    process->start(program, arguments);
+    if (!process->waitForStarted(patienceMs)) {
+        fail(program + u" does not start"_s);
+        return nullptr;
+    }
+    processes.push_back(std::move(process));
+    return processes.back().get();
+}
+
+std::optional<QByteArray> VirtualDesktop::output(const QString& program,
+                                                 const QStringList& arguments,
+                                                 const QByteArray& input) const
+{
+    QProcess process;
+    process.setProcessEnvironment(surroundings);
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(patienceMs) || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0)
+        return std::nullopt;
+    return process.readAllStandardOutput();
+}
+
+void VirtualDesktop::stop(QProcess* process)
+{
+    const auto found = std::ranges::find(processes, process, &std::unique_ptr<QProcess>::get);
+    if (found == processes.end())
+        return;
+    process->terminate();
+    if (!process->waitForFinished(5'000)) {
+        process->kill();
+        process->waitForFinished(5'000);
+    }
+    processes.erase(found);
+}
+
+bool VirtualDesktop::startServer()
+{
+    auto server = std::make_unique<QProcess>();
+    // The server picks a free display itself and tells its number on standard output, so that any
+    // number of desktops can run side by side.
+    server->start(u"Xvfb"_s,
+                  { u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, options.screen, u"-nolisten"_s,
+                    u"tcp"_s, u"-noreset"_s });
+    QByteArray number;
+    while (!number.contains('\n'))
+        if (server->waitForReadyRead(patienceMs))
+            number += server->readAllStandardOutput();
+        else
+            return fail(u"no X server: "_s + QString::fromLocal8Bit(server->readAllStandardError()));
+    surroundings.insert(u"DISPLAY"_s, u":"_s + QString::fromLatin1(number.trimmed()));
+    processes.push_back(std::move(server));
+    return true;
+}
+
+bool VirtualDesktop::startBus()
+{
+    QProcess* bus = launch(u"dbus-daemon"_s, { u"--session"_s, u"--nofork"_s, u"--nopidfile"_s, u"--print-address=1"_s });
+    if (bus == nullptr)
+        return false;
+    QByteArray address;
+    while (!address.contains('\n'))
+        if (bus->waitForReadyRead(patienceMs))
+            address += bus->readAllStandardOutput();
+        else
+            return fail(u"no session bus"_s);
+    surroundings.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromLatin1(address.trimmed()));
+    return true;
+}
+
+bool VirtualDesktop::startWindowManager()
+{
+    return launch(options.windowManager) != nullptr
+        && waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s }, "window id");
+}
+
+bool VirtualDesktop::startKeyRing()
+{
+    keyRing = launch(u"gnome-keyring-daemon"_s,
+                     { u"--foreground"_s, u"--unlock"_s, u"--components=secrets"_s });
+    if (keyRing == nullptr)
+        return false;
+    keyRing->write("password");
+    keyRing->closeWriteChannel();
+    // The name comes before the login collection is open; the alias tells when that is done.
+    return waitUntilOutput(u"gdbus"_s,
+                           { u"call"_s, u"--session"_s, u"--dest"_s, u"org.freedesktop.secrets"_s,
+                             u"--object-path"_s, u"/org/freedesktop/secrets"_s, u"--method"_s,
+                             u"org.freedesktop.Secret.Service.ReadAlias"_s, u"default"_s },
+                           "/collection/");
+}
+
+void VirtualDesktop::stopKeyRing()
+{
+    if (keyRing == nullptr)
+        return;
+    keyRing->kill();
+    keyRing->waitForFinished(patienceMs);
+    stop(keyRing);
+    keyRing = nullptr;
+}
+
+bool VirtualDesktop::startTray()
+{
+    const QString configuration = home() + u"/tint2rc"_s;
+    QFile file(configuration);
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(u"cannot write "_s + configuration);
+    file.write("panel_items = S\npanel_size = 100% 32\npanel_position = bottom center horizontal\n"
+               "strut_policy = follow_size\nrounded = 0\nbackground_color = #202020 100\n");
+    file.close();
+    return launch(u"tint2"_s, { u"-c"_s, configuration }) != nullptr
+        && waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_WORKAREA"_s }, "768");
+}
+
+bool VirtualDesktop::waitUntilOutput(const QString& program, const QStringList& arguments,
+                                     const QByteArray& expected) const
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < patienceMs) {
+        if (output(program, arguments).value_or(QByteArray()).contains(expected))
+            return true;
+        QThread::msleep(20);
+    }
+    return fail(program + u" never told "_s + QString::fromLatin1(expected));
+}
+
+} // namespace quibel::testing

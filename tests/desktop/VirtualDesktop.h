@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+#include <vector>
+
+namespace quibel::testing {
+
+/// A private desktop with fresh directories: X server, session bus and, as asked for, a window
+/// manager, a key ring and a panel with a tray. Everything it started ends with it.
+///
+/// Thread: the one that made it; the calls wait.
+class VirtualDesktop
+{
+public:
+    struct Options
+    {
+        QString screen = QStringLiteral("1280x800x24");
+        QString windowManager = QStringLiteral("openbox"); ///< Empty for none.
+        bool keyRing = false;
+        bool tray = false;
+    };
+
+    explicit VirtualDesktop(Options options);
+    VirtualDesktop(const VirtualDesktop&) = delete;
+    VirtualDesktop& operator=(const VirtualDesktop&) = delete;
+    ~VirtualDesktop();
+
+    /// Errors: false, with the reason on standard error.
+    [[nodiscard]] bool start();
+
+    /// What a program of this desktop runs in.
+    [[nodiscard]] QProcessEnvironment environment() const { return surroundings; }
+
+    /// Makes this process a program of the desktop; before any QGuiApplication is made.
+    void enter() const;
+
+    [[nodiscard]] QString home() const { return directory.path(); }
+
+    /// Starts a program on the desktop; it ends with the desktop. Null when it does not start.
+    QProcess* launch(const QString& program, const QStringList& arguments = {});
+
+    /// Runs a program on the desktop to its end and returns what it wrote; none when it failed.
+    [[nodiscard]] std::optional<QByteArray> output(const QString& program,
+                                                   const QStringList& arguments = {},
+                                                   const QByteArray& input = {}) const;
+
+    /// Ends one program that `launch` started.
+    void stop(QProcess* process);
+
+    bool startWindowManager();
+    bool startKeyRing();
+    /// Ends the key ring, as a crash would.
+    void stopKeyRing();
+    bool startTray();
+
+private:
+    bool startServer();
+    bool startBus();
+    [[nodiscard]] bool waitUntilOutput(const QString& program, const QStringList& arguments,
+                                       const QByteArray& expected) const;
+
+    Options options;
+    QTemporaryDir directory;
+    QProcessEnvironment surroundings;
+    std::vector<std::unique_ptr<QProcess>> processes;
+    QProcess* keyRing = nullptr;
+};
+
+} // namespace quibel::testing
