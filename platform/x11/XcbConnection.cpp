@@ -1,0 +1,71 @@
+#include "platform/x11/XcbConnection.h"
+
+#include <QAbstractEventDispatcher>
+#include <QSocketNotifier>
+
+namespace quibel {
+
+std::unique_ptr<XcbConnection> XcbConnection::open()
+{
+    int screenNumber = 0;
+    xcb_connection_t* opened = xcb_connect(nullptr, &screenNumber);
+    if (xcb_connection_has_error(opened) != 0) {
+        xcb_disconnect(opened);
+        return nullptr;
+    }
+    return std::unique_ptr<XcbConnection>(new XcbConnection(opened, screenNumber));
+}
+
+XcbConnection::XcbConnection(xcb_connection_t* opened, int screenNumber)
+    : connection(opened)
+    , notifier(
+          std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(opened), QSocketNotifier::Read))
+{
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
+    for (; screenNumber > 0 && screens.rem > 1; --screenNumber)
+        xcb_screen_next(&screens);
+    defaultScreen = screens.data;
+
+    connect(notifier.get(), &QSocketNotifier::activated, this, &XcbConnection::dispatch);
+    // Waiting for a reply reads events along with it; the socket does not become readable for those
+    // again, so they are looked for before each sleep of the loop.
+    if (auto* loop = QAbstractEventDispatcher::instance(); loop != nullptr)
+        connect(loop, &QAbstractEventDispatcher::aboutToBlock, this, &XcbConnection::dispatch);
+}
+
+XcbConnection::~XcbConnection()
+{
+    notifier.reset();
+    xcb_disconnect(connection);
+}
+
+xcb_atom_t XcbConnection::atom(const QByteArray& name)
+{
+    const auto known = atoms.constFind(name);
+    if (known != atoms.constEnd())
+        return *known;
+    const auto cookie
+        = xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.constData());
+    const XcbOwned<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(connection, cookie, nullptr));
+    const xcb_atom_t atom = reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+    if (reply)
+        atoms.insert(name, atom);
+    return atom;
+}
+
+void XcbConnection::flush()
+{
+    xcb_flush(connection);
+}
+
+void XcbConnection::dispatch()
+{
+    while (const XcbOwned<xcb_generic_event_t> next { xcb_poll_for_event(connection) })
+        Q_EMIT event(next.get());
+    // A server that has gone leaves the socket readable for ever.
+    if (xcb_connection_has_error(connection) != 0)
+        notifier->setEnabled(false);
+}
+
+} // namespace quibel
