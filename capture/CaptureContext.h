@@ -9,7 +9,7 @@ namespace quibel {
 /// What the user was looking at when the capture began.
 struct CaptureContext
 {
-    QString appName; ///< Empty when unknown.
+    QString appName;  ///< Empty when unknown.
     QString bundleID; ///< Empty when unknown.
     std::optional<QString> windowTitle;
 

@@ -12,12 +12,12 @@ struct ScreenshotMetadata
 {
     QString source;
     QString captureType; ///< "active_window" or "display_fallback".
-    QString capturedAt; ///< ISO 8601, UTC, whole seconds.
+    QString capturedAt;  ///< ISO 8601, UTC, whole seconds.
     std::optional<QString> appName;
     std::optional<QString> bundleID;
     std::optional<QString> windowTitle;
     std::optional<QString> imageFormat;
-    std::optional<int> imageWidth; ///< Pixels.
+    std::optional<int> imageWidth;  ///< Pixels.
     std::optional<int> imageHeight; ///< Pixels.
     std::optional<qint64> byteSize;
     std::optional<QString> branchID;

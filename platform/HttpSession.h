@@ -32,7 +32,7 @@ enum class TransportErrorCode {
     secureConnectionFailed,
     requestRefused, ///< Not sent: this session does not send such a request.
     responseTooLarge,
-    other, ///< Any other failure of loading a URL.
+    other,   ///< Any other failure of loading a URL.
     unknown, ///< A failure that is not one of loading a URL.
 };
 

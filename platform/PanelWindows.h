@@ -8,7 +8,7 @@ namespace quibel {
 
 enum class PanelKind {
     capture, ///< No frame; above everything, on every desktop, also over a full-screen window.
-    dialog, ///< Titled and closable; floats above ordinary windows.
+    dialog,  ///< Titled and closable; floats above ordinary windows.
 };
 
 /// What a panel needs from the window system beyond what the toolkit does for any window.
@@ -26,7 +26,8 @@ public:
     /// pager or switcher offers it.
     virtual void prepare(QWindow& panel, PanelKind kind) = 0;
 
-    /// Puts the panel's top-left corner at `origin`, in points in the coordinates of `Screen::frame`.
+    /// Puts the panel's top-left corner at `origin`, in points in the coordinates of
+    /// `Screen::frame`.
     virtual void place(QWindow& panel, QPoint origin) = 0;
 
     /// Shows the panel in front and gives it the keyboard, ignoring which application has it now.

@@ -101,7 +101,8 @@ public:
     CaptureStream& operator=(const CaptureStream&) = delete;
     virtual ~CaptureStream() = default;
 
-    /// Samples go to `output` on `queue`. The stream keeps `output` alive while work for it is queued.
+    /// Samples go to `output` on `queue`. The stream keeps `output` alive while work for it is
+    /// queued.
     virtual void addOutput(std::shared_ptr<StreamOutput> output, SerialExecutor queue) = 0;
 
     /// Returns at once. Errors: false when the capture cannot start.
@@ -125,13 +126,11 @@ public:
     /// What can be captured now. `completion` is called once, on the main thread.
     ///
     /// Errors: `completion` gets none.
-    virtual void
-    shareableContent(std::function<void(std::optional<ShareableContent>)> completion)
+    virtual void shareableContent(std::function<void(std::optional<ShareableContent>)> completion)
         = 0;
 
     [[nodiscard]] virtual std::unique_ptr<CaptureStream>
-    makeStream(const ContentFilter& filter, const StreamConfiguration& configuration)
-        = 0;
+    makeStream(const ContentFilter& filter, const StreamConfiguration& configuration) = 0;
 };
 
 } // namespace quibel

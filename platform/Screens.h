@@ -19,7 +19,7 @@ struct Screen
     std::optional<DisplayID> displayID;
     QRect frame;
     QRect visibleFrame; ///< `frame` without panels and docks.
-    QRect pixelFrame; ///< The same area in the window system's own pixels.
+    QRect pixelFrame;   ///< The same area in the window system's own pixels.
 
     bool operator==(const Screen&) const = default;
 };

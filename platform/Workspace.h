@@ -15,7 +15,7 @@ using WindowNumber = std::uint32_t;
 /// An application that owns windows, as the desktop knows it.
 struct RunningApplication
 {
-    QString localizedName; ///< Empty when the desktop has none for it.
+    QString localizedName;    ///< Empty when the desktop has none for it.
     QString bundleIdentifier; ///< Empty when the desktop has none for it.
     std::optional<ProcessIdentifier> processIdentifier;
     WindowNumber keyWindow = 0; ///< The window that activation gives the keyboard to; 0 for none.
@@ -29,7 +29,7 @@ struct WindowInfo
     std::optional<WindowNumber> number;
     std::optional<ProcessIdentifier> ownerProcess;
     std::optional<QString> name;
-    std::optional<int> layer; ///< 0 for ordinary windows; others float above or lie below them.
+    std::optional<int> layer;     ///< 0 for ordinary windows; others float above or lie below them.
     std::optional<QRectF> bounds; ///< Points, in the coordinates of `Screen::frame`.
 
     bool operator==(const WindowInfo&) const = default;
