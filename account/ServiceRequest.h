@@ -12,11 +12,13 @@ namespace quibel {
 [[nodiscard]] QUrl appendingPathComponent(const QUrl& base, const QString& path);
 
 /// A GET of `path` with the key as bearer token and no other header.
-[[nodiscard]] HttpRequest makeGetRequest(const QUrl& base, const QString& path,
-                                         const QString& apiKey);
+[[nodiscard]] HttpRequest
+makeGetRequest(const QUrl& base, const QString& path, const QString& apiKey);
 
 /// A POST of a JSON document to `path` with the key as bearer token.
-[[nodiscard]] HttpRequest makePostRequest(const QUrl& base, const QString& path,
-                                          const QString& apiKey, const QByteArray& json);
+[[nodiscard]] HttpRequest makePostRequest(const QUrl& base,
+                                          const QString& path,
+                                          const QString& apiKey,
+                                          const QByteArray& json);
 
 } // namespace quibel
