@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/PanelWindows.h"
+
+#include <QStringList>
+#include <QWindow>
+
+#include <optional>
+
+namespace quibel {
+
+/// Does with a panel what an obliging window system would, and records it.
+class FakePanelWindows final : public PanelWindows
+{
+public:
+    void prepare(QWindow& window, PanelKind panelKind) override
+    {
+        calls << QStringLiteral("prepare");
+        panel = &window;
+        kind = panelKind;
+    }
+
+    void place(QWindow& window, QPoint topLeft) override
+    {
+        calls << QStringLiteral("place");
+        origin = topLeft;
+        window.setPosition(topLeft);
+    }
+
+    void makeKeyAndOrderFront(QWindow& window) override
+    {
+        calls << QStringLiteral("makeKeyAndOrderFront");
+        window.show();
+        window.raise();
+        window.requestActivate();
+    }
+
+    void orderOut(QWindow& window) override
+    {
+        calls << QStringLiteral("orderOut");
+        window.hide();
+    }
+
+    QStringList calls;        ///< Names of the operations, in order.
+    QWindow* panel = nullptr; ///< As last prepared.
+    std::optional<PanelKind> kind;
+    std::optional<QPoint> origin; ///< As last placed.
+};
+
+} // namespace quibel
