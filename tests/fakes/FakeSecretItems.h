@@ -10,7 +10,7 @@
 
 namespace quibel {
 
-/// A secret store in memory that counts for nothing outside the test.
+/// A secret store in memory.
 class FakeSecretItems final : public SecretItems
 {
 public:

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QByteArray>
+#include <QProcessEnvironment>
+
+#include <functional>
+
+namespace quibel {
+
+class HotKeyService;
+class HttpSession;
+class PanelWindows;
+class Preferences;
+class ScreenCapture;
+class Screens;
+class SecretItems;
+class StatusArea;
+class Workspace;
+
+/// One desktop: an adapter for every port, and what the process was started with.
+struct Platform
+{
+    Workspace& workspace;
+    Screens& screens;
+    HotKeyService& hotKeys;
+    SecretItems& secretItems;
+    ScreenCapture& screenCapture;
+    Preferences& preferences;
+    HttpSession& session;
+    PanelWindows& panelWindows;
+    StatusArea& statusArea;
+    QProcessEnvironment environment;
+    /// Writes one piece of text on standard output, at once.
+    std::function<void(const QByteArray&)> standardOutput;
+    /// Ends the program after the current turn of the event loop.
+    std::function<void()> terminate;
+};
+
+} // namespace quibel

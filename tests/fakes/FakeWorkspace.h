@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/Workspace.h"
+
+namespace quibel {
+
+/// A session whose applications and windows the test sets.
+class FakeWorkspace final : public Workspace
+{
+public:
+    void setActivationPolicy(ActivationPolicy wanted) override { policy = wanted; }
+
+    [[nodiscard]] std::optional<RunningApplication> frontmostApplication() override
+    {
+        return frontmost;
+    }
+
+    void activate(const RunningApplication& application) override
+    {
+        activated.push_back(application);
+        frontmost = application;
+    }
+
+    [[nodiscard]] std::optional<std::vector<WindowInfo>> onScreenWindows() override
+    {
+        return windows;
+    }
+
+    std::optional<RunningApplication> frontmost;
+    std::optional<std::vector<WindowInfo>> windows = std::vector<WindowInfo> {};
+    std::optional<ActivationPolicy> policy;
+    std::vector<RunningApplication> activated; ///< In order.
+};
+
+} // namespace quibel
