@@ -1,0 +1,44 @@
+#pragma once
+
+#include "tests/service/Answer.h"
+
+#include <QObject>
+#include <QTcpSocket>
+#include <QTimer>
+
+#include <optional>
+
+namespace quibel::testing {
+
+class ScriptedService;
+
+/// One client of a ScriptedService: takes its requests one after the other and sends the answers.
+/// Ends itself with the connection.
+class ServiceConnection : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Takes `socket` over; belongs to `service`.
+    ServiceConnection(ScriptedService& service, QTcpSocket* socket);
+
+    void release();
+    void disconnectClient();
+
+private:
+    void takeBytes();
+    void takeRequests();
+    [[nodiscard]] std::optional<ReceivedRequest> nextRequest();
+    void startAnswer();
+    void continueAnswer();
+    void sendNextByte();
+
+    ScriptedService& service;
+    QTcpSocket* socket;
+    QTimer intake;
+    QTimer pace;
+    QByteArray input;
+    std::optional<Answer> answer; ///< What is still to be sent; none between two requests.
+};
+
+} // namespace quibel::testing
