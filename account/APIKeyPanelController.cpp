@@ -1,0 +1,162 @@
+#include "account/APIKeyPanelController.h"
+
+#include "account/LegibleColor.h"
+#include "platform/PanelWindows.h"
+#include "platform/Screens.h"
+
+#include <QFontInfo>
+#include <QPointer>
+#include <QVBoxLayout>
+#include <QWindow>
+
+namespace quibel {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QSize contentSize { 360, 140 };
+constexpr int margin = 16;
+constexpr int spacing = 8;
+constexpr double smallFontScale = 11.0 / 13.0;
+constexpr QColor systemRed { 255, 59, 48 };
+
+QString settingsPage(const QUrl& base)
+{
+    QUrl shown = base.adjusted(QUrl::RemoveUserInfo);
+    if (shown.port() == (shown.scheme() == u"https"_s ? 443 : 80))
+        shown.setPort(-1);
+    return shown.authority() + u"/settings"_s;
+}
+
+void makeSmallPrint(QLabel& label, const QColor& color, const QPalette& surroundings)
+{
+    QFont font;
+    font.setPointSizeF(QFontInfo(font).pointSizeF() * smallFontScale);
+    label.setFont(font);
+
+    QPalette palette;
+    palette.setColor(QPalette::WindowText, legibleColor(color, surroundings));
+    label.setPalette(palette);
+    label.setMinimumHeight(label.fontMetrics().height());
+}
+
+} // namespace
+
+APIKeyPanelController::APIKeyPanelController(ProjectStore& store,
+                                             KeychainService& keychainService,
+                                             PanelWindows& panelWindows,
+                                             Screens& desktopScreens)
+    : projectStore(store)
+    , keychain(keychainService)
+    , windows(panelWindows)
+    , screens(desktopScreens)
+    , saveButton(u"Save"_s)
+{
+    keyField.setObjectName(u"keyField"_s);
+    keyField.setAccessibleName(u"API Key"_s);
+    keyField.setEchoMode(QLineEdit::Password);
+    keyField.setPlaceholderText(u"sk_..."_s);
+    hintLabel.setObjectName(u"hintLabel"_s);
+    hintLabel.setTextFormat(Qt::PlainText);
+    errorLabel.setObjectName(u"errorLabel"_s);
+    errorLabel.setTextFormat(Qt::PlainText);
+    saveButton.setObjectName(u"saveButton"_s);
+}
+
+void APIKeyPanelController::show()
+{
+    if (!panel)
+        buildPanel();
+    errorLabel.clear();
+    keyField.clear();
+    adoptAppearance();
+    centerPanel();
+    windows.makeKeyAndOrderFront(*panel->windowHandle());
+    keyField.setFocus();
+}
+
+void APIKeyPanelController::buildPanel()
+{
+    panel = std::make_unique<EscapeDismissPanel>(windows);
+    panel->setWindowTitle(u"Connect Quibel"_s);
+    if (const std::optional<QUrl> base = projectStore.apiBaseURL())
+        hintLabel.setText(u"Generate an API key at "_s + settingsPage(*base));
+
+    auto* title = new QLabel(u"API Key"_s, panel.get());
+    title->setBuddy(&keyField);
+    auto* stack = new QVBoxLayout(panel.get());
+    stack->setContentsMargins(margin, margin, margin, margin);
+    stack->setSpacing(spacing);
+    stack->addWidget(title, 0, Qt::AlignLeading);
+    stack->addWidget(&keyField);
+    stack->addWidget(&hintLabel, 0, Qt::AlignLeading);
+    stack->addWidget(&errorLabel, 0, Qt::AlignLeading);
+    stack->addWidget(&saveButton, 0, Qt::AlignLeading);
+
+    connect(&saveButton, &QPushButton::clicked, this, &APIKeyPanelController::savePressed);
+    connect(&keyField, &QLineEdit::returnPressed, &saveButton, &QPushButton::click);
+}
+
+void APIKeyPanelController::adoptAppearance()
+{
+    const QPalette palette = panel->palette();
+    makeSmallPrint(hintLabel, palette.color(QPalette::PlaceholderText), palette);
+    makeSmallPrint(errorLabel, systemRed, palette);
+    panel->setFixedSize(contentSize.expandedTo(panel->sizeHint()));
+}
+
+void APIKeyPanelController::centerPanel()
+{
+    std::optional<Screen> screen = screens.ofKeyWindow();
+    if (!screen)
+        screen = screens.main();
+    if (!screen)
+        return;
+
+    const QSize free = screen->visibleFrame.size() - panel->frameGeometry().size();
+    windows.place(*panel->windowHandle(),
+                  screen->visibleFrame.topLeft() + QPoint(free.width() / 2, free.height() / 2));
+}
+
+void APIKeyPanelController::savePressed()
+{
+    const QString key = keyField.text().trimmed();
+    if (key.isEmpty()) {
+        errorLabel.setText(u"API key is required."_s);
+        return;
+    }
+
+    saveButton.setEnabled(false);
+    errorLabel.clear();
+    projectStore.requestProjects(
+        key, [controller = QPointer(this), key](const ProjectsResult& result) {
+            if (!controller)
+                return;
+            const auto finish = [controller, key, result] { controller->finishCheck(key, result); };
+            QMetaObject::invokeMethod(controller, finish, Qt::QueuedConnection);
+        });
+}
+
+void APIKeyPanelController::finishCheck(const QString& key, const ProjectsResult& result)
+{
+    saveButton.setEnabled(true);
+    if (const auto* error = std::get_if<APIError>(&result))
+        errorLabel.setText(*error == APIError::unauthorized ? u"Invalid API key."_s
+                                                            : u"Unable to connect."_s);
+    else if (!keychain.save(key))
+        errorLabel.setText(u"Unable to save API key."_s);
+    else
+        install(std::get<ProjectList>(result));
+}
+
+void APIKeyPanelController::install(const ProjectList& projects)
+{
+    projectStore.applyFetchedProjects(projects);
+    projectStore.didAttemptFetch = true;
+    if (const std::optional<QString> key = projectStore.apiKey())
+        projectStore.fetchProjects(*key);
+    panel->orderOut();
+}
+
+} // namespace quibel

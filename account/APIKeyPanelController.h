@@ -1,0 +1,53 @@
+#pragma once
+
+#include "account/EscapeDismissPanel.h"
+#include "account/ProjectStore.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include <memory>
+
+namespace quibel {
+
+class PanelWindows;
+class Screens;
+
+/// Lets the user paste the API key of their account and keeps it once the service accepted it.
+///
+/// Thread: main.
+class APIKeyPanelController final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// `keychain` has the same identity as the store's own.
+    APIKeyPanelController(ProjectStore& store,
+                          KeychainService& keychain,
+                          PanelWindows& panelWindows,
+                          Screens& screens);
+
+    /// Presents the panel, emptied, in the middle of the screen that the user works on.
+    void show();
+
+private:
+    void buildPanel();
+    void adoptAppearance();
+    void centerPanel();
+    void savePressed();
+    void finishCheck(const QString& key, const ProjectsResult& result);
+    void install(const ProjectList& projects);
+
+    ProjectStore& projectStore;
+    KeychainService& keychain;
+    PanelWindows& windows;
+    Screens& screens;
+    std::unique_ptr<EscapeDismissPanel> panel;
+    QLineEdit keyField;
+    QLabel hintLabel;
+    QLabel errorLabel;
+    QPushButton saveButton;
+};
+
+} // namespace quibel

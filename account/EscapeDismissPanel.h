@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QWidget>
+
+namespace quibel {
+
+class PanelWindows;
+
+/// A titled, closable panel that hides itself when the user presses Escape.
+class EscapeDismissPanel final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit EscapeDismissPanel(PanelWindows& panelWindows);
+
+    /// Hides the panel, to be shown again.
+    void orderOut();
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    PanelWindows& windows;
+};
+
+} // namespace quibel

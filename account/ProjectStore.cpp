@@ -1,0 +1,236 @@
+#include "account/ProjectStore.h"
+
+#include "account/ServiceRequest.h"
+
+#include <QCollator>
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPointer>
+#include <QTextStream>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace quibel {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString projectsKey = u"ProjectStore.projects"_s;
+const QString lastUsedProjectKey = u"quibel.lastUsedProjectId"_s;
+const QString apiBaseURLDefaultsKey = u"quibel.apiBaseURL"_s;
+
+std::optional<QString> nonEmpty(std::optional<QString> text)
+{
+    return text && !text->isEmpty() ? std::move(text) : std::nullopt;
+}
+
+/// The projects of a response body; none when it is not an array of objects with "id" and "name".
+std::optional<ProjectList> decodeProjects(const QByteArray& body)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(body);
+    if (!document.isArray())
+        return std::nullopt;
+
+    ProjectList projects;
+    const QJsonArray elements = document.array();
+    for (const QJsonValue element : elements) {
+        const QJsonValue id = element[u"id"_s];
+        const QJsonValue name = element[u"name"_s];
+        if (!id.isString() || !name.isString())
+            return std::nullopt;
+        projects.push_back({ .id = id.toString(), .name = name.toString() });
+    }
+    return projects;
+}
+
+ProjectsResult readProjects(const HttpOutcome& outcome)
+{
+    if (const std::optional<APIError> error = classifyResponse(outcome))
+        return *error;
+    if (!outcome.status || !outcome.body)
+        return APIError::server;
+    if (std::optional<ProjectList> projects = decodeProjects(*outcome.body))
+        return *std::move(projects);
+    return APIError::server;
+}
+
+QCollator makeNameCollator()
+{
+    QCollator collator;
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    // The C locale orders by bytes and knows no case.
+    if (collator.locale() == QLocale::c())
+        collator.setLocale(QLocale(QLocale::English));
+    return collator;
+}
+
+QHash<QString, qsizetype> ranksOf(const QStringList& identifiers)
+{
+    QHash<QString, qsizetype> ranks;
+    for (qsizetype i = identifiers.size(); i-- > 0;)
+        ranks.insert(identifiers[i], i);
+    if (ranks.size() != identifiers.size())
+        QTextStream(stderr) << projectsKey
+                            << " names a project more than once; its first position counts"
+                            << Qt::endl;
+    return ranks;
+}
+
+} // namespace
+
+ProjectStore::ProjectStore(const Surroundings& surroundings)
+    : defaults(surroundings.defaults)
+    , session(surroundings.session)
+    , environment(surroundings.environment)
+    , keychain(makeAgentKeychain(surroundings.secretItems))
+{
+}
+
+ProjectList ProjectStore::projects() const
+{
+    if (!fetchedProjects.empty())
+        return fetchedProjects;
+
+    ProjectList remembered;
+    for (const QString& id : identifierCache())
+        remembered.push_back({ .id = id, .name = id });
+    return remembered;
+}
+
+std::optional<Project> ProjectStore::preferredProject(const ProjectList& list) const
+{
+    if (lastUsedProjectIDInSession) {
+        const auto used = std::ranges::find(list, *lastUsedProjectIDInSession, &Project::id);
+        if (used != list.end())
+            return *used;
+    }
+    if (const std::optional<QString> lastUsed = defaults.text(lastUsedProjectKey)) {
+        const auto used = std::ranges::find_if(list, [&lastUsed](const Project& project) {
+            return project.id == *lastUsed && !project.isMock;
+        });
+        if (used != list.end())
+            return *used;
+    }
+    return list.empty() ? std::nullopt : std::optional(list.front());
+}
+
+void ProjectStore::recordUse(const Project& project)
+{
+    lastUsedProjectIDInSession = project.id;
+    if (project.isMock)
+        return;
+
+    QStringList identifiers = identifierCache();
+    identifiers.removeAll(project.id);
+    identifiers.prepend(project.id);
+    defaults.setTextList(projectsKey, identifiers);
+    defaults.setText(lastUsedProjectKey, project.id);
+}
+
+std::optional<QString> ProjectStore::apiKey() const
+{
+    if (std::optional<QString> stored = nonEmpty(keychain.read()))
+        return stored;
+    return nonEmpty(environment.value(u"QUIBEL_API_KEY"_s));
+}
+
+std::optional<QUrl> ProjectStore::apiBaseURL() const
+{
+    const QStringList candidates { defaults.text(apiBaseURLDefaultsKey).value_or(QString()),
+                                   environment.value(u"QUIBEL_API_BASE_URL"_s),
+                                   QStringLiteral(QUIBEL_DEFAULT_BASE_URL) };
+    for (const QString& candidate : candidates) {
+        QUrl url(candidate, QUrl::StrictMode);
+        if (url.isValid())
+            return url;
+    }
+    return std::nullopt;
+}
+
+void ProjectStore::fetchProjects(const QString& apiKey)
+{
+    const auto apply = [store = QPointer(this)](const ProjectsResult& result) {
+        const auto* fetched = std::get_if<ProjectList>(&result);
+        if (!store || !fetched || fetched->empty())
+            return;
+        store->applyFetchedProjects(*fetched);
+        QTextStream(stdout) << "Loaded " << fetched->size() << " projects from API" << Qt::endl;
+    };
+    requestProjects(apiKey, apply);
+}
+
+void ProjectStore::requestProjects(const QString& apiKey,
+                                   std::function<void(const ProjectsResult&)> completion)
+{
+    const std::optional<QUrl> base = apiBaseURL();
+    if (!base) {
+        completion(APIError::network);
+        return;
+    }
+
+    session.send(
+        makeGetRequest(*base, u"api/projects"_s, apiKey),
+        [store = QPointer(this), completion = std::move(completion)](const HttpOutcome& outcome) {
+            if (!store)
+                return;
+            const ProjectsResult result = readProjects(outcome);
+            if (result == ProjectsResult(APIError::unauthorized))
+                store->handleUnauthorized();
+            completion(result);
+        });
+}
+
+void ProjectStore::applyFetchedProjects(ProjectList fetched)
+{
+    struct Entry
+    {
+        qsizetype rank;
+        QCollatorSortKey nameKey;
+        Project project;
+    };
+
+    const QHash<QString, qsizetype> ranks = ranksOf(identifierCache());
+    const QCollator collator = makeNameCollator();
+    std::vector<Entry> entries;
+    entries.reserve(fetched.size());
+    for (Project& project : fetched)
+        entries.push_back({ .rank = ranks.value(project.id, std::numeric_limits<qsizetype>::max()),
+                            .nameKey = collator.sortKey(project.name),
+                            .project = std::move(project) });
+    std::ranges::stable_sort(entries, [](const Entry& a, const Entry& b) {
+        return a.rank != b.rank ? a.rank < b.rank : a.nameKey < b.nameKey;
+    });
+
+    fetchedProjects.clear();
+    fetchedProjects.reserve(entries.size());
+    for (Entry& entry : entries)
+        fetchedProjects.push_back(std::move(entry.project));
+    if (onAuthorized)
+        onAuthorized();
+}
+
+void ProjectStore::handleUnauthorized()
+{
+    keychain.remove();
+    fetchedProjects.clear();
+    lastUsedProjectIDInSession.reset();
+    defaults.remove(projectsKey);
+    defaults.remove(lastUsedProjectKey);
+    const auto report = [this] {
+        if (onUnauthorized)
+            onUnauthorized();
+    };
+    QMetaObject::invokeMethod(this, report, Qt::QueuedConnection);
+}
+
+QStringList ProjectStore::identifierCache() const
+{
+    return defaults.textList(projectsKey).value_or(QStringList());
+}
+
+} // namespace quibel
