@@ -1,0 +1,57 @@
+#include "ui/CapturePanel.h"
+
+#include "ui/CapturePanelView.h"
+
+#include <QCloseEvent>
+#include <QPainter>
+
+#include <utility>
+
+namespace quibel {
+
+namespace {
+
+constexpr QSize emptySize(320, 60);
+constexpr float lineShare = 0.3F;
+
+} // namespace
+
+CapturePanel::CapturePanel()
+    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint)
+{
+    resize(emptySize);
+    create();
+}
+
+void CapturePanel::setContentView(std::unique_ptr<CapturePanelView> view)
+{
+    CapturePanelView* former = std::exchange(contentView, view.release());
+    const QSize size = contentView->sizeHint();
+    contentView->setParent(this);
+    contentView->setGeometry({ {}, size });
+    setFixedSize(size);
+    contentView->show();
+    if (former) {
+        former->hide();
+        // The former view may be the one whose key press led here.
+        former->deleteLater();
+    }
+}
+
+void CapturePanel::closeEvent(QCloseEvent* event)
+{
+    event->accept();
+    if (isVisible() && contentView)
+        contentView->cancel();
+}
+
+void CapturePanel::paintEvent(QPaintEvent* /*event*/)
+{
+    QPainter painter(this);
+    QColor line = palette().color(QPalette::WindowText);
+    line.setAlphaF(lineShare);
+    painter.setPen(line);
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+}
+
+} // namespace quibel

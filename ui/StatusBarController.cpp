@@ -1,0 +1,123 @@
+#include "ui/StatusBarController.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPalette>
+
+#include <utility>
+
+// Outside any namespace, as the resource's functions are.
+static void loadImages()
+{
+    Q_INIT_RESOURCE(images);
+}
+
+namespace quibel {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+TemplateImage imageNamed(const QString& name)
+{
+    loadImages();
+    return TemplateImage(u":/images/"_s + name + u".svg"_s);
+}
+
+/// A title that shows `text` as it is: a menu takes a single & for the mark of a mnemonic.
+QString title(QString text)
+{
+    return text.replace(u'&', u"&&"_s);
+}
+
+} // namespace
+
+StatusBarController::StatusBarController(StatusArea& statusArea, Actions actions)
+    : area(statusArea)
+    , treeLogo(imageNamed(u"tree-logo"_s))
+    , messageItem(statusMenu.addAction(QString()))
+    , messageSeparator(statusMenu.addSeparator())
+{
+    messageItem->setEnabled(false);
+    setStatusMessage(std::nullopt);
+    addItems(std::move(actions));
+    statusMenu.installEventFilter(this);
+    connect(&area, &StatusArea::appeared, this, &StatusBarController::showStatusItem);
+    connect(&area, &StatusArea::foregroundChanged, this, &StatusBarController::updateImage);
+    if (area.isPresent())
+        showStatusItem();
+}
+
+void StatusBarController::addItems(Actions actions)
+{
+    statusMenu.addAction(u"Send Branch\t⌘⇧B"_s, this, std::move(actions.sendBranch));
+    statusMenu.addSeparator();
+    statusMenu.addAction(u"Connect Account…"_s, this, std::move(actions.connectAccount));
+    statusMenu.addSeparator();
+    quitItem = statusMenu.addAction(u"Quit"_s, this, std::move(actions.terminate));
+    quitItem->setShortcut(Qt::META | Qt::Key_Q);
+}
+
+void StatusBarController::setStatusMessage(const std::optional<QString>& message)
+{
+    const QString shown = message.value_or(QString());
+    messageItem->setText(title(shown));
+    messageItem->setVisible(!shown.isEmpty());
+    messageSeparator->setVisible(!shown.isEmpty());
+}
+
+void StatusBarController::showStatusItem()
+{
+    // Qt decides once, when the first tray icon is made, which protocol it speaks; so none is made
+    // before there is a status area.
+    if (!statusItem) {
+        statusItem = std::make_unique<QSystemTrayIcon>();
+        statusItem->setContextMenu(&statusMenu);
+        connect(statusItem.get(),
+                &QSystemTrayIcon::activated,
+                this,
+                [this](QSystemTrayIcon::ActivationReason reason) {
+                    if (reason == QSystemTrayIcon::Trigger)
+                        popUpMenu();
+                });
+        updateImage();
+    }
+    // An area that came again knows nothing of an item that was shown in the former one.
+    statusItem->hide();
+    statusItem->show();
+}
+
+void StatusBarController::updateImage()
+{
+    if (!statusItem)
+        return;
+    const QString themedName = u"quibel-tree-logo-symbolic"_s;
+    const std::optional<QColor> foreground = area.foreground();
+    if (!foreground && QIcon::hasThemeIcon(themedName))
+        statusItem->setIcon(QIcon::fromTheme(themedName));
+    else
+        statusItem->setIcon(treeLogo.icon(
+            foreground.value_or(QGuiApplication::palette().color(QPalette::WindowText))));
+}
+
+void StatusBarController::popUpMenu()
+{
+    const QRect item = statusItem->geometry();
+    statusMenu.popup(item.isValid() ? item.bottomLeft() : QCursor::pos());
+}
+
+bool StatusBarController::eventFilter(QObject* /*watched*/, QEvent* event)
+{
+    if (event->type() == QEvent::PaletteChange)
+        updateImage();
+    if (event->type() != QEvent::KeyPress
+        || QKeySequence(static_cast<QKeyEvent*>(event)->keyCombination()) != quitItem->shortcut())
+        return false;
+    // A menu without a window of its own takes no shortcuts while it is open.
+    statusMenu.close();
+    quitItem->trigger();
+    return true;
+}
+
+} // namespace quibel

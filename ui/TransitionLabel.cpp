@@ -1,0 +1,92 @@
+#include "ui/TransitionLabel.h"
+
+#include "ui/OneLineValidator.h"
+
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QStyle>
+
+#include <chrono>
+#include <utility>
+
+namespace quibel {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::chrono::milliseconds transitionTime = 60ms;
+constexpr double transitionOffset = 2;
+
+// Names come from the service, of any length; laying out a megabyte would hold the panel up.
+constexpr qsizetype longestShown = 1000;
+
+TransitionLabel::Content shownAs(TransitionLabel::Content content)
+{
+    content.text = oneLine(content.text.left(longestShown));
+    return content;
+}
+
+} // namespace
+
+TransitionLabel::TransitionLabel(const Content& initial)
+    : content(shownAs(initial))
+{
+    setTextFormat(Qt::PlainText);
+    setText(content.text);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    transition.setStartValue(0.0);
+    transition.setEndValue(1.0);
+    transition.setDuration(static_cast<int>(transitionTime.count()));
+    transition.setEasingCurve(QEasingCurve::OutQuad);
+    connect(&transition, &QVariantAnimation::valueChanged, this, qOverload<>(&QWidget::update));
+    connect(&transition, &QVariantAnimation::finished, this, [this] { leaving.reset(); });
+}
+
+void TransitionLabel::setContent(const Content& next)
+{
+    Content former = std::exchange(content, shownAs(next));
+    setText(content.text);
+    if (content.identity != former.identity && isVisible()) {
+        leaving = std::move(former);
+        transition.stop();
+        transition.start();
+    }
+    updateGeometry();
+    update();
+}
+
+QSize TransitionLabel::sizeHint() const
+{
+    const QFontMetricsF metrics(content.style.font());
+    return { qCeil(metrics.horizontalAdvance(content.text)), qCeil(metrics.height()) };
+}
+
+QSize TransitionLabel::minimumSizeHint() const
+{
+    return { 0, sizeHint().height() };
+}
+
+void TransitionLabel::paintEvent(QPaintEvent* /*event*/)
+{
+    QPainter painter(this);
+    const double progress = leaving ? transition.currentValue().toDouble() : 1;
+    if (leaving)
+        paint(painter, *leaving, 1 - progress);
+    paint(painter, content, progress);
+}
+
+void TransitionLabel::paint(QPainter& painter, const Content& shown, double presence) const
+{
+    const QFont font = shown.style.font();
+    const QString text = QFontMetricsF(font).elidedText(shown.text, Qt::ElideRight, width());
+    painter.setOpacity(presence);
+    painter.setFont(font);
+    painter.setPen(shown.style.color(palette()));
+    painter.drawText(QRectF(rect()).translated(0, (1 - presence) * transitionOffset),
+                     static_cast<int>(Qt::AlignLeading | Qt::AlignVCenter) | Qt::TextSingleLine
+                         | Qt::TextDontClip,
+                     text);
+}
+
+} // namespace quibel
