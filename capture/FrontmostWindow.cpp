@@ -1,0 +1,50 @@
+#include "capture/FrontmostWindow.h"
+
+#include <algorithm>
+
+namespace quibel {
+
+namespace {
+
+std::vector<WindowInfo> windowsOf(Workspace& workspace, std::optional<ProcessIdentifier> process)
+{
+    if (!process)
+        return {};
+    std::vector<WindowInfo> windows
+        = workspace.onScreenWindows().value_or(std::vector<WindowInfo> {});
+    std::erase_if(windows,
+                  [&](const WindowInfo& window) { return window.ownerProcess != process; });
+    return windows;
+}
+
+} // namespace
+
+std::optional<WindowNumber> findFrontmostWindowNumber(Workspace& workspace,
+                                                      std::optional<ProcessIdentifier> process)
+{
+    const auto windows = windowsOf(workspace, process);
+    const auto found = std::ranges::find_if(
+        windows, [](const WindowInfo& window) { return window.number && window.layer == 0; });
+    return found == windows.end() ? std::nullopt : found->number;
+}
+
+std::optional<DisplayID> findDisplayOfFrontmostWindow(Workspace& workspace,
+                                                      Screens& screens,
+                                                      std::optional<ProcessIdentifier> process)
+{
+    const auto windows = windowsOf(workspace, process);
+    const auto window
+        = std::ranges::find_if(windows, &std::optional<QRectF>::has_value, &WindowInfo::bounds);
+    if (window != windows.end()) {
+        const auto all = screens.all();
+        const auto screen = std::ranges::find_if(all, [&](const Screen& candidate) {
+            return QRectF(candidate.frame).intersects(*window->bounds);
+        });
+        if (screen != all.end() && screen->displayID)
+            return screen->displayID;
+    }
+    const auto main = screens.main();
+    return main ? main->displayID : std::nullopt;
+}
+
+} // namespace quibel

@@ -1,0 +1,194 @@
+#include "capture/ScreenshotCapturer.h"
+
+#include "capture/FrameEncoder.h"
+#include "capture/FrontmostWindow.h"
+#include "capture/SingleFrameStreamOutput.h"
+
+#include <QDateTime>
+#include <QPointer>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace quibel {
+
+namespace {
+
+constexpr auto frameTimeout = 600ms;
+
+std::optional<QString> unlessEmpty(const QString& text)
+{
+    return text.isEmpty() ? std::nullopt : std::optional(text);
+}
+
+/// The fields that are known before there is a frame.
+ScreenshotMetadata describe(const CaptureContext& context, const Project& project)
+{
+    return { .source = u"desktop"_s,
+             .captureType = {},
+             .capturedAt = {},
+             .appName = unlessEmpty(context.appName),
+             .bundleID = unlessEmpty(context.bundleID),
+             .windowTitle = unlessEmpty(context.windowTitle.value_or(QString())),
+             .imageFormat = u"png"_s,
+             .imageWidth = {},
+             .imageHeight = {},
+             .byteSize = {},
+             .branchID = {},
+             .projectName = project.isMock ? std::nullopt : std::optional(project.name) };
+}
+
+std::optional<ScreenshotCapture> encode(const QImage& frame, ScreenshotMetadata metadata)
+{
+    metadata.capturedAt = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
+    auto encoded = encodeFrame(frame);
+    if (!encoded)
+        return std::nullopt;
+    metadata.imageWidth = encoded->size.width();
+    metadata.imageHeight = encoded->size.height();
+    metadata.byteSize = encoded->data.size();
+    return ScreenshotCapture { .data = std::move(encoded->data), .metadata = std::move(metadata) };
+}
+
+} // namespace
+
+/// One call of `capture`.
+struct ScreenshotCapturer::Request
+{
+    ScreenshotMetadata metadata;
+    std::optional<ProcessIdentifier> process;
+    ShareableContent content;
+    Completion completion;
+};
+
+ScreenshotCapturer::ScreenshotCapturer(Workspace& workspaceToWatch,
+                                       Screens& screensToWatch,
+                                       ScreenCapture& captureToUse)
+    : workspace(workspaceToWatch)
+    , screens(screensToWatch)
+    , screenCapture(captureToUse)
+{
+}
+
+ScreenshotCapturer::~ScreenshotCapturer() = default;
+
+void ScreenshotCapturer::capture(const CaptureContext& context,
+                                 const Project& project,
+                                 Completion completion)
+{
+    const auto request = std::make_shared<Request>();
+    request->metadata = describe(context, project);
+    request->completion = std::move(completion);
+    const auto frontmost = workspace.frontmostApplication();
+    if (!frontmost) {
+        finish(request, std::nullopt);
+        return;
+    }
+    request->process = frontmost->processIdentifier;
+    screenCapture.shareableContent(
+        [capturer = QPointer(this), request](std::optional<ShareableContent> content) {
+            if (!capturer)
+                return;
+            if (!content) {
+                capturer->finish(request, std::nullopt);
+                return;
+            }
+            request->content = *std::move(content);
+            capturer->captureWindow(request);
+        });
+}
+
+void ScreenshotCapturer::captureWindow(const RequestRef& request)
+{
+    const auto number = findFrontmostWindowNumber(workspace, request->process);
+    const auto& windows = request->content.windows;
+    const auto found = std::ranges::find_if(windows, [&](const ShareableWindow& window) {
+        return window.number == number
+            || (request->process && window.ownerProcess == request->process && window.onScreen);
+    });
+    if (found == windows.end())
+        captureDisplay(request);
+    else
+        captureFrame(
+            request,
+            WindowFilter { .window = found->number },
+            QSize(static_cast<int>(found->frame.width()), static_cast<int>(found->frame.height())),
+            Source::activeWindow);
+}
+
+void ScreenshotCapturer::captureDisplay(const RequestRef& request)
+{
+    const auto chosen = findDisplayOfFrontmostWindow(workspace, screens, request->process);
+    const auto& displays = request->content.displays;
+    const auto found = std::ranges::find_if(
+        displays, [&](const ShareableDisplay& display) { return display.id == chosen; });
+    if (found == displays.end())
+        finish(request, std::nullopt);
+    else
+        captureFrame(request, DisplayFilter { .display = found->id }, found->size, Source::display);
+}
+
+void ScreenshotCapturer::captureFrame(const RequestRef& request,
+                                      const ContentFilter& filter,
+                                      QSize size,
+                                      Source source)
+{
+    auto& stream = streams[request] = screenCapture.makeStream(filter, { .size = size });
+    const auto output = std::make_shared<SingleFrameStreamOutput>();
+    stream->addOutput(output, [this](ScreenshotQueue::Job job) { queue.add(std::move(job)); });
+    // The wait comes before the start: the frame is grabbed on another thread and would be dropped
+    // if it came in between.
+    output->nextSample(frameTimeout, [this, request, source](std::optional<StreamSample> sample) {
+        if (sample && !sample->image.isNull())
+            frameDelivered(request, std::move(sample->image), source);
+        else
+            QMetaObject::invokeMethod(
+                this, [this, request, source] { noFrame(request, source); }, Qt::QueuedConnection);
+    });
+    if (!stream->start())
+        noFrame(request, source);
+}
+
+/// Runs on the queue: encodes the frame there, and frees it.
+void ScreenshotCapturer::frameDelivered(const RequestRef& request, QImage frame, Source source)
+{
+    QMetaObject::invokeMethod(
+        this, [this, request] { stopStream(request); }, Qt::QueuedConnection);
+    ScreenshotMetadata metadata = request->metadata;
+    metadata.captureType
+        = source == Source::activeWindow ? u"active_window"_s : u"display_fallback"_s;
+    auto result = encode(frame, std::move(metadata));
+    frame = {};
+    finish(request, std::move(result));
+}
+
+void ScreenshotCapturer::noFrame(const RequestRef& request, Source source)
+{
+    stopStream(request);
+    if (source == Source::activeWindow)
+        captureDisplay(request);
+    else
+        finish(request, std::nullopt);
+}
+
+void ScreenshotCapturer::stopStream(const RequestRef& request)
+{
+    const auto stream = streams.extract(request);
+    if (!stream.empty())
+        stream.mapped()->stop();
+}
+
+void ScreenshotCapturer::finish(const RequestRef& request, std::optional<ScreenshotCapture> result)
+{
+    QMetaObject::invokeMethod(
+        this,
+        [request, result = std::move(result)]() mutable {
+            std::exchange(request->completion, nullptr)(std::move(result));
+        },
+        Qt::QueuedConnection);
+}
+
+} // namespace quibel
