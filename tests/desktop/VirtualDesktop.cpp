@@ -5,10 +5,10 @@
 #include <QFile>
 #include <QThread>
 
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
+
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -42,10 +42,19 @@ VirtualDesktop::VirtualDesktop(Options wanted)
     surroundings.insert(u"XDG_CONFIG_HOME"_s, make(u"config"_s));
     surroundings.insert(u"XDG_DATA_HOME"_s, make(u"data"_s));
     surroundings.insert(u"XDG_CACHE_HOME"_s, make(u"cache"_s));
-    for (const auto& name : { u"WAYLAND_DISPLAY"_s, u"XAUTHORITY"_s, u"XDG_CURRENT_DESKTOP"_s,
-                              u"QT_QPA_PLATFORM"_s, u"QT_QPA_PLATFORMTHEME"_s, u"SESSION_MANAGER"_s,
-                              u"QUIBEL_API_KEY"_s, u"QUIBEL_API_BASE_URL"_s, u"http_proxy"_s,
-                              u"https_proxy"_s, u"all_proxy"_s, u"HTTP_PROXY"_s, u"HTTPS_PROXY"_s })
+    for (const auto& name : { u"WAYLAND_DISPLAY"_s,
+                              u"XAUTHORITY"_s,
+                              u"XDG_CURRENT_DESKTOP"_s,
+                              u"QT_QPA_PLATFORM"_s,
+                              u"QT_QPA_PLATFORMTHEME"_s,
+                              u"SESSION_MANAGER"_s,
+                              u"QUIBEL_API_KEY"_s,
+                              u"QUIBEL_API_BASE_URL"_s,
+                              u"http_proxy"_s,
+                              u"https_proxy"_s,
+                              u"all_proxy"_s,
+                              u"HTTP_PROXY"_s,
+                              u"HTTPS_PROXY"_s })
         surroundings.remove(name);
     surroundings.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
     surroundings.insert(u"NO_AT_BRIDGE"_s, u"1"_s);
@@ -123,14 +132,21 @@ bool VirtualDesktop::startServer()
     // The server picks a free display itself and tells its number on standard output, so that any
     // number of desktops can run side by side.
     server->start(u"Xvfb"_s,
-                  { u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, options.screen, u"-nolisten"_s,
-                    u"tcp"_s, u"-noreset"_s });
+                  { u"-displayfd"_s,
+                    u"1"_s,
+                    u"-screen"_s,
+                    u"0"_s,
+                    options.screen,
+                    u"-nolisten"_s,
+                    u"tcp"_s,
+                    u"-noreset"_s });
     QByteArray number;
     while (!number.contains('\n'))
         if (server->waitForReadyRead(patienceMs))
             number += server->readAllStandardOutput();
         else
-            return fail(u"no X server: "_s + QString::fromLocal8Bit(server->readAllStandardError()));
+            return fail(u"no X server: "_s
+                        + QString::fromLocal8Bit(server->readAllStandardError()));
     surroundings.insert(u"DISPLAY"_s, u":"_s + QString::fromLatin1(number.trimmed()));
     processes.push_back(std::move(server));
     return true;
@@ -138,7 +154,21 @@ bool VirtualDesktop::startServer()
 
 bool VirtualDesktop::startBus()
 {
-    QProcess* bus = launch(u"dbus-daemon"_s, { u"--session"_s, u"--nofork"_s, u"--nopidfile"_s, u"--print-address=1"_s });
+    // A bus of the system's configuration would start services by itself, such as a second key ring.
+    const QString configuration = home() + u"/bus.conf"_s;
+    QFile file(configuration);
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(u"cannot write "_s + configuration);
+    file.write("<busconfig><type>session</type><listen>unix:dir="
+               + surroundings.value(u"XDG_RUNTIME_DIR"_s).toUtf8()
+               + "</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
+                 "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>\n");
+    file.close();
+    QProcess* bus = launch(u"dbus-daemon"_s,
+                           { u"--config-file="_s + configuration,
+                             u"--nofork"_s,
+                             u"--nopidfile"_s,
+                             u"--print-address=1"_s });
     if (bus == nullptr)
         return false;
     QByteArray address;
@@ -164,12 +194,20 @@ bool VirtualDesktop::startKeyRing()
     if (keyRing == nullptr)
         return false;
     keyRing->write("password");
+    if (!keyRing->waitForBytesWritten(patienceMs))
+        return fail(u"the key ring reads no password"_s);
     keyRing->closeWriteChannel();
     // The name comes before the login collection is open; the alias tells when that is done.
     return waitUntilOutput(u"gdbus"_s,
-                           { u"call"_s, u"--session"_s, u"--dest"_s, u"org.freedesktop.secrets"_s,
-                             u"--object-path"_s, u"/org/freedesktop/secrets"_s, u"--method"_s,
-                             u"org.freedesktop.Secret.Service.ReadAlias"_s, u"default"_s },
+                           { u"call"_s,
+                             u"--session"_s,
+                             u"--dest"_s,
+                             u"org.freedesktop.secrets"_s,
+                             u"--object-path"_s,
+                             u"/org/freedesktop/secrets"_s,
+                             u"--method"_s,
+                             u"org.freedesktop.Secret.Service.ReadAlias"_s,
+                             u"default"_s },
                            "/collection/");
 }
 
@@ -196,7 +234,8 @@ bool VirtualDesktop::startTray()
         && waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_WORKAREA"_s }, "768");
 }
 
-bool VirtualDesktop::waitUntilOutput(const QString& program, const QStringList& arguments,
+bool VirtualDesktop::waitUntilOutput(const QString& program,
+                                     const QStringList& arguments,
                                      const QByteArray& expected) const
 {
     QElapsedTimer timer;

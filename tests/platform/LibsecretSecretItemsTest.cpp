@@ -1,0 +1,439 @@
+#include "platform/freedesktop/LibsecretSecretItems.h"
+#include "tests/desktop/VirtualDesktop.h"
+
+#include <QElapsedTimer>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <csignal>
+#include <functional>
+
+#include <sys/types.h>
+
+using namespace quibel;
+using namespace Qt::StringLiterals;
+using quibel::testing::VirtualDesktop;
+
+namespace {
+
+const SecretIdentity identity { .service = u"QuibelDesktop"_s, .account = u"apiKey"_s };
+const QStringList itemAttributes { u"service"_s, u"QuibelDesktop"_s, u"account"_s, u"apiKey"_s };
+
+constexpr qint64 longestCallMs = 2'000;
+
+/// What a call returned and how long it took.
+struct TimedStatus
+{
+    SecretStatus status = SecretStatus::success;
+    qint64 milliseconds = 0;
+};
+
+TimedStatus timed(const std::function<SecretStatus()>& call)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const SecretStatus status = call();
+    return { .status = status, .milliseconds = timer.elapsed() };
+}
+
+std::vector<TimedStatus> everyCall(LibsecretSecretItems& items)
+{
+    return { timed([&] { return items.copyMatching(identity).status; }),
+             timed([&] { return items.add(identity, "new"); }),
+             timed([&] { return items.update(identity, "newer"); }),
+             timed([&] { return items.remove(identity); }) };
+}
+
+/// Holds a process still, as a hang would.
+class Stopped
+{
+public:
+    explicit Stopped(pid_t process)
+        : pid(process)
+    {
+        ::kill(pid, SIGSTOP);
+    }
+    Stopped(const Stopped&) = delete;
+    Stopped& operator=(const Stopped&) = delete;
+    ~Stopped() { ::kill(pid, SIGCONT); }
+
+private:
+    pid_t pid;
+};
+
+QString secrets(const VirtualDesktop& desktop,
+                const QString& object,
+                const QString& method,
+                const QStringList& arguments)
+{
+    const auto answer = desktop.output(u"gdbus"_s,
+                                       QStringList { u"call"_s,
+                                                     u"--session"_s,
+                                                     u"--dest"_s,
+                                                     u"org.freedesktop.secrets"_s,
+                                                     u"--object-path"_s,
+                                                     object,
+                                                     u"--method"_s,
+                                                     method }
+                                           + arguments);
+    return QString::fromUtf8(answer.value_or("failed"));
+}
+
+pid_t ownerOf(const VirtualDesktop& desktop, const QString& busName)
+{
+    const auto answer = desktop.output(u"gdbus"_s,
+                                       { u"call"_s,
+                                         u"--session"_s,
+                                         u"--dest"_s,
+                                         u"org.freedesktop.DBus"_s,
+                                         u"--object-path"_s,
+                                         u"/org/freedesktop/DBus"_s,
+                                         u"--method"_s,
+                                         u"org.freedesktop.DBus.GetConnectionUnixProcessID"_s,
+                                         busName });
+    const QRegularExpression number(u"uint32 (\\d+)"_s);
+    return number.match(QString::fromUtf8(answer.value_or(""))).captured(1).toInt();
+}
+
+} // namespace
+
+class LibsecretSecretItemsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void addsAnItemThatOtherProgramsFind();
+    void readsAnItemThatAnotherProgramStored();
+    void refusesASecondItem();
+    void updatesTheItem();
+    void doesNotUpdateAnItemThatIsNotThere();
+    void readsNoItemAsNotFound();
+    void removesEveryMatchingItem();
+    void keepsBytesAsTheyAre_data();
+    void keepsBytesAsTheyAre();
+    void keepsAccountsApart();
+    void seesAnotherProgramsChangeAtOnce();
+
+    void neverAsksToUnlock();
+    void createsNoDefaultCollection();
+    void isUnavailableWithoutAService();
+    void isUnavailableWithoutASessionBus();
+    void worksAgainWithAServiceThatWasStartedAgain();
+    void returnsWhenTheServiceDiesDuringACall();
+    void returnsInTimeWhenTheServiceHangs();
+    void returnsInTimeWhenTheBusHangs();
+    void outlivesTheBus();
+
+private:
+    [[nodiscard]] std::optional<QByteArray> lookedUp() const
+    {
+        return desktop.output(u"secret-tool"_s, QStringList { u"lookup"_s } + itemAttributes);
+    }
+    void store(const QByteArray& secret, const QStringList& moreAttributes = {}) const
+    {
+        QVERIFY(desktop.output(u"secret-tool"_s,
+                               QStringList { u"store"_s, u"--label=other"_s } + itemAttributes
+                                   + moreAttributes,
+                               secret));
+    }
+    [[nodiscard]] pid_t keyRing() const { return ownerOf(desktop, u"org.freedesktop.secrets"_s); }
+
+    VirtualDesktop desktop { { .windowManager = QString(), .keyRing = true } };
+};
+
+void LibsecretSecretItemsTest::initTestCase()
+{
+    QVERIFY(desktop.start());
+    desktop.enter();
+}
+
+void LibsecretSecretItemsTest::init()
+{
+    desktop.stopKeyRing();
+    QVERIFY(desktop.startKeyRing());
+    static_cast<void>(
+        desktop.output(u"secret-tool"_s, QStringList { u"clear"_s } + itemAttributes));
+    QVERIFY(!lookedUp());
+}
+
+void LibsecretSecretItemsTest::addsAnItemThatOtherProgramsFind()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "secret"), SecretStatus::success);
+    QCOMPARE(lookedUp(), QByteArray("secret"));
+
+    const QString found = secrets(desktop,
+                                  u"/org/freedesktop/secrets"_s,
+                                  u"org.freedesktop.Secret.Service.SearchItems"_s,
+                                  { u"{'service': 'QuibelDesktop', 'account': 'apiKey'}"_s });
+    const QString path = QRegularExpression(u"'(/org/freedesktop/secrets/collection/[^']*)'"_s)
+                             .match(found)
+                             .captured(1);
+    const auto property = [&](const QString& name) {
+        return secrets(desktop,
+                       path,
+                       u"org.freedesktop.DBus.Properties.Get"_s,
+                       { u"org.freedesktop.Secret.Item"_s, name })
+            .trimmed();
+    };
+    QCOMPARE(property(u"Label"_s), u"(<'QuibelDesktop'>,)"_s);
+    QString written = property(u"Attributes"_s);
+    written.remove(u", 'xdg:schema': 'org.freedesktop.Secret.Generic'"_s);
+    QCOMPARE(written, u"(<{'account': 'apiKey', 'service': 'QuibelDesktop'}>,)"_s);
+}
+
+void LibsecretSecretItemsTest::readsAnItemThatAnotherProgramStored()
+{
+    store("from outside");
+    LibsecretSecretItems items;
+    const SecretAnswer expected { .status = SecretStatus::success, .data = "from outside" };
+    QCOMPARE(items.copyMatching(identity), expected);
+}
+
+void LibsecretSecretItemsTest::refusesASecondItem()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "first"), SecretStatus::success);
+    QCOMPARE(items.add(identity, "second"), SecretStatus::duplicateItem);
+    QCOMPARE(lookedUp(), QByteArray("first"));
+}
+
+void LibsecretSecretItemsTest::updatesTheItem()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "first"), SecretStatus::success);
+    QCOMPARE(items.update(identity, "second"), SecretStatus::success);
+    QCOMPARE(lookedUp(), QByteArray("second"));
+    QCOMPARE(items.copyMatching(identity).data, QByteArray("second"));
+    QCOMPARE(items.remove(identity), SecretStatus::success);
+    QVERIFY(!lookedUp());
+}
+
+void LibsecretSecretItemsTest::doesNotUpdateAnItemThatIsNotThere()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.update(identity, "new"), SecretStatus::itemNotFound);
+    QVERIFY(!lookedUp());
+}
+
+void LibsecretSecretItemsTest::readsNoItemAsNotFound()
+{
+    LibsecretSecretItems items;
+    const SecretAnswer expected { .status = SecretStatus::itemNotFound, .data = std::nullopt };
+    QCOMPARE(items.copyMatching(identity), expected);
+    QCOMPARE(items.remove(identity), SecretStatus::itemNotFound);
+}
+
+void LibsecretSecretItemsTest::removesEveryMatchingItem()
+{
+    store("one");
+    store("two", { u"kind"_s, u"spare"_s });
+    LibsecretSecretItems items;
+    QCOMPARE(items.remove(identity), SecretStatus::success);
+    QVERIFY(!lookedUp());
+}
+
+void LibsecretSecretItemsTest::keepsBytesAsTheyAre_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("empty") << QByteArray("");
+    QTest::newRow("spaces around") << QByteArray("  key \n");
+    QTest::newRow("beyond ASCII") << QByteArray("schl\xc3\xbcssel");
+    QTest::newRow("no text") << QByteArray("\0\xff\0", 3);
+    QTest::newRow("long") << QByteArray(20'000, 'k');
+}
+
+void LibsecretSecretItemsTest::keepsBytesAsTheyAre()
+{
+    QFETCH(const QByteArray, bytes);
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, bytes), SecretStatus::success);
+    QCOMPARE(items.copyMatching(identity).data, bytes);
+    QCOMPARE(items.update(identity, "between"), SecretStatus::success);
+    QCOMPARE(items.update(identity, bytes), SecretStatus::success);
+    QCOMPARE(items.copyMatching(identity).data, bytes);
+}
+
+void LibsecretSecretItemsTest::keepsAccountsApart()
+{
+    const SecretIdentity other { .service = u"QuibelDesktop"_s, .account = u"otherKey"_s };
+    LibsecretSecretItems items;
+    items.remove(other);
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    QCOMPARE(items.copyMatching(other).status, SecretStatus::itemNotFound);
+    QCOMPARE(items.add(other, "theirs"), SecretStatus::success);
+    QCOMPARE(items.remove(other), SecretStatus::success);
+    QCOMPARE(items.copyMatching(identity).data, QByteArray("mine"));
+}
+
+void LibsecretSecretItemsTest::seesAnotherProgramsChangeAtOnce()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    store("theirs");
+    QCOMPARE(items.copyMatching(identity).data, QByteArray("theirs"));
+    QVERIFY(desktop.output(u"secret-tool"_s, QStringList { u"clear"_s } + itemAttributes));
+    QCOMPARE(items.copyMatching(identity).status, SecretStatus::itemNotFound);
+}
+
+void LibsecretSecretItemsTest::neverAsksToUnlock()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    QProcess* const monitor = desktop.launch(
+        u"dbus-monitor"_s,
+        { u"--session"_s, u"interface='org.freedesktop.Secret.Prompt',type='method_call'"_s });
+    QVERIFY(monitor != nullptr);
+    QTRY_VERIFY(monitor->bytesAvailable() > 0);
+    const QString locked = secrets(desktop,
+                                   u"/org/freedesktop/secrets"_s,
+                                   u"org.freedesktop.Secret.Service.Lock"_s,
+                                   { u"['/org/freedesktop/secrets/collection/login']"_s });
+    QVERIFY2(locked.contains(u"/collection/login"_s), qPrintable(locked));
+
+    LibsecretSecretItems unconnected;
+    for (LibsecretSecretItems* const each : { &items, &unconnected })
+        for (const TimedStatus& call : everyCall(*each))
+            QCOMPARE(call.status, SecretStatus::unavailable);
+    const SecretIdentity other { .service = u"QuibelDesktop"_s, .account = u"otherKey"_s };
+    QCOMPARE(items.add(other, "new"), SecretStatus::unavailable);
+
+    // A program that does ask shows that the monitor would have told.
+    QProcess* const asking
+        = desktop.launch(u"secret-tool"_s, QStringList { u"lookup"_s } + itemAttributes);
+    QByteArray told;
+    QTRY_VERIFY((told += monitor->readAllStandardOutput()).contains("member=Prompt"));
+    QCOMPARE(told.count("member=Prompt"), 1);
+    desktop.stop(asking);
+    desktop.stop(monitor);
+}
+
+void LibsecretSecretItemsTest::createsNoDefaultCollection()
+{
+    VirtualDesktop fresh({ .windowManager = QString(), .keyRing = false });
+    QVERIFY(fresh.start());
+    fresh.enter();
+    // Started without a password, it makes no collection of its own.
+    QVERIFY(
+        fresh.launch(u"gnome-keyring-daemon"_s, { u"--foreground"_s, u"--components=secrets"_s }));
+    LibsecretSecretItems items;
+    QTRY_COMPARE(items.copyMatching(identity).status, SecretStatus::itemNotFound);
+    const SecretStatus status = items.add(identity, "new");
+    const QString collections = secrets(fresh,
+                                        u"/org/freedesktop/secrets"_s,
+                                        u"org.freedesktop.DBus.Properties.Get"_s,
+                                        { u"org.freedesktop.Secret.Service"_s, u"Collections"_s });
+    desktop.enter();
+    QCOMPARE(status, SecretStatus::unavailable);
+    QCOMPARE(collections.count(u"/collection/"_s), 1);
+    QVERIFY(collections.contains(u"/collection/session"_s));
+}
+
+void LibsecretSecretItemsTest::isUnavailableWithoutAService()
+{
+    desktop.stopKeyRing();
+    LibsecretSecretItems items;
+    for (const TimedStatus& call : everyCall(items)) {
+        QCOMPARE(call.status, SecretStatus::unavailable);
+        QVERIFY2(call.milliseconds < longestCallMs / 2, "waited for a service that is not there");
+    }
+}
+
+void LibsecretSecretItemsTest::isUnavailableWithoutASessionBus()
+{
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+    LibsecretSecretItems items;
+    const std::vector<TimedStatus> calls = everyCall(items);
+    desktop.enter();
+    for (const TimedStatus& call : calls) {
+        QCOMPARE(call.status, SecretStatus::unavailable);
+        QVERIFY2(call.milliseconds < longestCallMs / 2, "waited for a bus that is not there");
+    }
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+}
+
+void LibsecretSecretItemsTest::worksAgainWithAServiceThatWasStartedAgain()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    desktop.stopKeyRing();
+    QVERIFY(desktop.startKeyRing());
+    QCOMPARE(items.copyMatching(identity).data, QByteArray("mine"));
+
+    desktop.stopKeyRing();
+    QCOMPARE(items.copyMatching(identity).status, SecretStatus::unavailable);
+    QVERIFY(desktop.startKeyRing());
+    QCOMPARE(items.update(identity, "new"), SecretStatus::success);
+    QCOMPARE(lookedUp(), QByteArray("new"));
+}
+
+void LibsecretSecretItemsTest::returnsWhenTheServiceDiesDuringACall()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    const pid_t pid = keyRing();
+    QVERIFY(pid > 0);
+    ::kill(pid, SIGSTOP);
+    QProcess killer;
+    killer.start(u"sh"_s, { u"-c"_s, u"sleep 0.2; kill -KILL %1"_s.arg(pid) });
+    QVERIFY(killer.waitForStarted());
+    const TimedStatus call = timed([&] { return items.copyMatching(identity).status; });
+    QVERIFY(killer.waitForFinished());
+    QCOMPARE(call.status, SecretStatus::unavailable);
+    QVERIFY(call.milliseconds < longestCallMs);
+    desktop.stopKeyRing();
+    QVERIFY(desktop.startKeyRing());
+    QCOMPARE(items.copyMatching(identity).data, QByteArray("mine"));
+}
+
+void LibsecretSecretItemsTest::returnsInTimeWhenTheServiceHangs()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    LibsecretSecretItems unconnected;
+    {
+        const Stopped hanging(keyRing());
+        for (LibsecretSecretItems* const each : { &items, &unconnected })
+            for (const TimedStatus& call : everyCall(*each)) {
+                QCOMPARE(call.status, SecretStatus::unavailable);
+                QVERIFY2(call.milliseconds < longestCallMs, "waited too long");
+            }
+    }
+    QCOMPARE(items.copyMatching(identity).data, QByteArray("mine"));
+}
+
+void LibsecretSecretItemsTest::returnsInTimeWhenTheBusHangs()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    {
+        const Stopped hanging(ownerOf(desktop, u"org.freedesktop.DBus"_s));
+        for (const TimedStatus& call : everyCall(items)) {
+            QCOMPARE(call.status, SecretStatus::unavailable);
+            QVERIFY2(call.milliseconds < longestCallMs, "waited too long");
+        }
+    }
+    QCOMPARE(items.copyMatching(identity).data, QByteArray("mine"));
+}
+
+void LibsecretSecretItemsTest::outlivesTheBus()
+{
+    LibsecretSecretItems items;
+    {
+        VirtualDesktop shortLived({ .windowManager = QString(), .keyRing = true });
+        QVERIFY(shortLived.start());
+        shortLived.enter();
+        QCOMPARE(items.add(identity, "there"), SecretStatus::success);
+    }
+    QCOMPARE(items.copyMatching(identity).status, SecretStatus::unavailable);
+    desktop.enter();
+    QCOMPARE(items.add(identity, "here"), SecretStatus::success);
+    QCOMPARE(lookedUp(), QByteArray("here"));
+}
+
+QTEST_GUILESS_MAIN(LibsecretSecretItemsTest)
+
+#include "LibsecretSecretItemsTest.moc"
