@@ -13,14 +13,24 @@ EscapeDismissPanel::EscapeDismissPanel(PanelWindows& panelWindows)
                   | Qt::WindowCloseButtonHint)
     , windows(panelWindows)
 {
-    setAttribute(Qt::WA_QuitOnClose, false);
     create();
+    windowHandle()->installEventFilter(this);
     windows.prepare(*windowHandle(), PanelKind::dialog);
 }
 
 void EscapeDismissPanel::orderOut()
 {
     windows.orderOut(*windowHandle());
+}
+
+bool EscapeDismissPanel::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched != windowHandle() || event->type() != QEvent::Close)
+        return QWidget::eventFilter(watched, event);
+    // Qt would destroy the native window, and with it what was prepared. Refusing the event instead
+    // would keep the program from quitting.
+    orderOut();
+    return true;
 }
 
 void EscapeDismissPanel::keyPressEvent(QKeyEvent* event)

@@ -6,7 +6,7 @@ namespace quibel {
 
 class PanelWindows;
 
-/// A titled, closable panel that hides itself when the user presses Escape.
+/// A titled, closable panel that hides itself when the user presses Escape or closes it.
 class EscapeDismissPanel final : public QWidget
 {
     Q_OBJECT
@@ -16,6 +16,8 @@ public:
 
     /// Hides the panel, to be shown again.
     void orderOut();
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;

@@ -1,0 +1,165 @@
+#include "account/KeychainService.h"
+#include "tests/fakes/FakeSecretItems.h"
+
+#include <QTest>
+
+namespace quibel {
+
+using namespace Qt::StringLiterals;
+
+class KeychainServiceTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        items.emplace();
+        keychain.emplace(*items, u"Shop"_s, u"till"_s);
+    }
+
+    void keepsTheBytesOfTheKeyUnderItsIdentity()
+    {
+        QVERIFY(keychain->save(u"s\u00e9k"_s));
+        QCOMPARE(items->items.size(), std::size_t(1));
+        const SecretIdentity identity { .service = u"Shop"_s, .account = u"till"_s };
+        QCOMPARE(items->items.front().first, identity);
+        QCOMPARE(items->items.front().second, QByteArray("s\xc3\xa9k"));
+        QCOMPARE(items->calls, QStringList { u"add"_s });
+    }
+
+    void updatesOnlyWhenTheItemExists()
+    {
+        QVERIFY(keychain->save(u"first"_s));
+        QVERIFY(keychain->save(u"second"_s));
+        QCOMPARE(items->items.size(), std::size_t(1));
+        QCOMPARE(keychain->read(), u"second"_s);
+        const QStringList calls { u"add"_s, u"add"_s, u"update"_s, u"copyMatching"_s };
+        QCOMPARE(items->calls, calls);
+    }
+
+    void savesTheSameKeyTwice()
+    {
+        QVERIFY(keychain->save(u"same"_s));
+        QVERIFY(keychain->save(u"same"_s));
+        QCOMPARE(keychain->read(), u"same"_s);
+    }
+
+    void reportsThatTheStoreRefusedTheUpdate()
+    {
+        QVERIFY(keychain->save(u"first"_s));
+        items->takesUpdates = false;
+        QVERIFY(!keychain->save(u"second"_s));
+        QCOMPARE(keychain->read(), u"first"_s);
+    }
+
+    void doesNotUpdateAfterAnyOtherFailure()
+    {
+        items->available = false;
+        QVERIFY(!keychain->save(u"key"_s));
+        QCOMPARE(items->calls, QStringList { u"add"_s });
+    }
+
+    void leavesTheStoreAloneWhenTheKeyIsNotText()
+    {
+        QVERIFY(!keychain->save(u"a"_s + QChar(0xd800)));
+        QVERIFY(items->calls.isEmpty());
+    }
+
+    void readsNoneWithoutItemOrStore()
+    {
+        QCOMPARE(keychain->read(), std::nullopt);
+        QVERIFY(keychain->save(u"key"_s));
+        items->available = false;
+        QCOMPARE(keychain->read(), std::nullopt);
+    }
+
+    void readsNoneWhenTheStoreGivesNoData()
+    {
+        QVERIFY(keychain->save(u"key"_s));
+        items->givesData = false;
+        QCOMPARE(keychain->read(), std::nullopt);
+    }
+
+    void readsOnlyUtf8_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<std::optional<QString>>("key");
+        const std::optional<QString> none;
+        const auto text = [](const QString& value) { return std::optional(value); };
+        QTest::newRow("empty") << QByteArray("") << text(QString());
+        QTest::newRow("ASCII") << QByteArray("sk_1") << text(u"sk_1"_s);
+        QTest::newRow("two bytes") << QByteArray("\xc3\xa9") << text(u"\u00e9"_s);
+        QTest::newRow("byte order mark") << QByteArray("\xef\xbb\xbfk") << text(u"\ufeffk"_s);
+        QTest::newRow("line end") << QByteArray("k\n") << text(u"k\n"_s);
+        QTest::newRow("Latin-1") << QByteArray("\xe9k") << none;
+        QTest::newRow("broken off") << QByteArray("k\xc3") << none;
+        QTest::newRow("overlong") << QByteArray("\xc0\xaf") << none;
+        QTest::newRow("surrogate") << QByteArray("\xed\xa0\x80") << none;
+    }
+
+    void readsOnlyUtf8()
+    {
+        QFETCH(const QByteArray, bytes);
+        QFETCH(const std::optional<QString>, key);
+        items->items.emplace_back(SecretIdentity { .service = u"Shop"_s, .account = u"till"_s },
+                                  bytes);
+        QCOMPARE(keychain->read(), key);
+    }
+
+    void keepsSurroundingSpaces()
+    {
+        QVERIFY(keychain->save(u" key\n"_s));
+        QCOMPARE(keychain->read(), u" key\n"_s);
+    }
+
+    void removesTheItem()
+    {
+        QVERIFY(keychain->save(u"key"_s));
+        keychain->remove();
+        QCOMPARE(keychain->read(), std::nullopt);
+        QVERIFY(items->items.empty());
+    }
+
+    void removesNothingSilently()
+    {
+        keychain->remove();
+        QVERIFY(items->items.empty());
+    }
+
+    void leavesOtherItemsAlone()
+    {
+        KeychainService other(*items, u"Shop"_s, u"safe"_s);
+        QVERIFY(other.save(u"kept"_s));
+        QVERIFY(keychain->save(u"key"_s));
+        keychain->remove();
+        QCOMPARE(other.read(), u"kept"_s);
+    }
+
+    void behavesAsOneWithAnotherInstanceOfItsIdentity()
+    {
+        KeychainService twin(*items, u"Shop"_s, u"till"_s);
+        QVERIFY(keychain->save(u"first"_s));
+        QCOMPARE(twin.read(), u"first"_s);
+        QVERIFY(twin.save(u"second"_s));
+        QCOMPARE(keychain->read(), u"second"_s);
+        keychain->remove();
+        QCOMPARE(twin.read(), std::nullopt);
+    }
+
+    void givesTheAgentItsOwnItem()
+    {
+        const KeychainService agents = makeAgentKeychain(*items);
+        QCOMPARE(agents.service, u"QuibelDesktop"_s);
+        QCOMPARE(agents.account, u"apiKey"_s);
+    }
+
+private:
+    std::optional<FakeSecretItems> items;
+    std::optional<KeychainService> keychain;
+};
+
+} // namespace quibel
+
+QTEST_GUILESS_MAIN(quibel::KeychainServiceTest)
+#include "KeychainServiceTest.moc"
