@@ -26,10 +26,9 @@ CapturePanel::CapturePanel()
 void CapturePanel::setContentView(std::unique_ptr<CapturePanelView> view)
 {
     CapturePanelView* former = std::exchange(contentView, view.release());
-    const QSize size = contentView->sizeHint();
     contentView->setParent(this);
-    contentView->setGeometry({ {}, size });
-    setFixedSize(size);
+    contentView->adjustSize();
+    setFixedSize(contentView->size());
     contentView->show();
     if (former) {
         former->hide();
@@ -51,7 +50,7 @@ void CapturePanel::paintEvent(QPaintEvent* /*event*/)
     QColor line = palette().color(QPalette::WindowText);
     line.setAlphaF(lineShare);
     painter.setPen(line);
-    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    painter.drawRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5));
 }
 
 } // namespace quibel

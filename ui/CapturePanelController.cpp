@@ -31,12 +31,6 @@ QLineEdit* firstTextField(QWidget& root)
     return nullptr;
 }
 
-void focusTextField(QWidget& root)
-{
-    if (QLineEdit* field = firstTextField(root))
-        field->setFocus();
-}
-
 bool isArrowKey(int key)
 {
     return key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Down || key == Qt::Key_Up;
@@ -87,8 +81,18 @@ void CapturePanelController::show(ShowRequest request)
     positionPanel();
     panelWindows.makeKeyAndOrderFront(*window.windowHandle());
     installKeyMonitor();
-    QMetaObject::invokeMethod(
-        &root, [&root] { focusTextField(root); }, Qt::QueuedConnection);
+    const auto focus = [this, &root] { focusTextField(root); };
+    QMetaObject::invokeMethod(&root, focus, Qt::QueuedConnection);
+}
+
+void CapturePanelController::focusTextField(QWidget& root)
+{
+    // When the panel is shown again before the window system has told of its loss of the keyboard,
+    // hiding has made it inactive and no event makes it active again.
+    if (QGuiApplication::focusWindow() == panel->windowHandle())
+        QApplication::setActiveWindow(panel.get());
+    if (QLineEdit* field = firstTextField(root))
+        field->setFocus();
 }
 
 void CapturePanelController::close()

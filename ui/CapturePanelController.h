@@ -58,6 +58,7 @@ private:
     [[nodiscard]] CapturePanel& existingPanel();
     void fillState(ShowRequest& request);
     void positionPanel();
+    void focusTextField(QWidget& root);
     void installKeyMonitor();
     void handleArrowKey(int key);
     void chooseScreenshotMode(ScreenshotMode mode);

@@ -94,6 +94,7 @@ QBoxLayout* CapturePanelView::projectRow()
 {
     auto* row = new QHBoxLayout;
     row->setSpacing(6);
+    projectName->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     row->addWidget(label(u"Project:"_s, rowStyle));
     row->addWidget(projectName);
     row->addWidget(projectHint);

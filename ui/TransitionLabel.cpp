@@ -34,7 +34,7 @@ TransitionLabel::TransitionLabel(const Content& initial)
 {
     setTextFormat(Qt::PlainText);
     setText(content.text);
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     transition.setStartValue(0.0);
     transition.setEndValue(1.0);
     transition.setDuration(static_cast<int>(transitionTime.count()));

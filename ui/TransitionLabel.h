@@ -9,7 +9,7 @@
 
 namespace quibel {
 
-/// One line of text, elided where it does not fit.
+/// One line of text, elided where it gets less than the width it wants.
 ///
 /// Text of a new identity fades in from just below while the old one fades out; no timer runs
 /// before or after that.
