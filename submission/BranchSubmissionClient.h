@@ -1,0 +1,63 @@
+#pragma once
+
+#include "account/KeychainService.h"
+#include "account/ProjectStore.h"
+#include "platform/HttpSession.h"
+#include "submission/CaptureReport.h"
+#include "submission/PendingScreenshot.h"
+#include "submission/SubmissionError.h"
+
+#include <QByteArray>
+#include <QObject>
+
+#include <functional>
+#include <optional>
+
+namespace quibel {
+
+/// Sends branches and their screenshots to the service, each once.
+///
+/// Thread: main. Completions are not called after the client is gone.
+class BranchSubmissionClient : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Completion = std::function<void(const SubmissionResult&)>;
+
+    /// `pending` belongs to the caller, who fills it; an upload that has ended clears it.
+    BranchSubmissionClient(HttpSession& session,
+                           ProjectStore& projectStore,
+                           const KeychainService& keychain,
+                           PendingScreenshot& pending,
+                           const CaptureReport& report);
+
+    /// Sends a branch document. `completion` is called once; at once when nothing can be sent, else
+    /// in a later turn of the event loop. A rejected key signs the user out first.
+    void submit(const QByteArray& document, const Completion& completion);
+
+    /// The same for a branch that was kept; but when there is no key or no base URL, nothing is
+    /// sent and `completion` is not called.
+    void resend(const QByteArray& document, const Completion& completion);
+
+    /// Uploads the pending screenshot once its branch id is there too.
+    void uploadPendingScreenshot();
+
+private:
+    /// The request for `json`; or why there can be none.
+    [[nodiscard]] std::variant<HttpRequest, SubmissionError>
+    makeRequest(const QString& path, const QByteArray& json) const;
+    void send(const HttpRequest& request, Completion completion);
+    void failUpload(const QString& reason);
+
+    HttpSession& session;
+    ProjectStore& projectStore;
+    const KeychainService& keychain;
+    PendingScreenshot& pending;
+    const CaptureReport& report;
+};
+
+/// What an answer to a branch request means.
+[[nodiscard]] SubmissionResult readSubmissionResult(const HttpOutcome& outcome);
+
+} // namespace quibel
