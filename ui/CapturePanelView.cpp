@@ -18,6 +18,8 @@ namespace {
 constexpr int contentWidth = 460;
 constexpr QMargins padding(12, 8, 12, 8);
 constexpr int offlineLineHeight = 12;
+// QLineEdit keeps this much to either side of its text; the other rows begin at the very edge.
+constexpr int fieldInset = 2;
 
 constexpr TextStyle productStyle { .size = 11, .weight = QFont::Medium };
 constexpr TextStyle rowStyle { .size = 12 };
@@ -119,6 +121,7 @@ void CapturePanelView::prepareTextField()
     text->setPlaceholderText(question);
     text->setAccessibleName(question);
     text->setFrame(false);
+    text->setTextMargins(-fieldInset, 0, -fieldInset, 0);
     text->setAttribute(Qt::WA_MacSmallSize);
     text->setFont(titleStyle.font());
     text->setMaxLength(std::numeric_limits<int>::max());

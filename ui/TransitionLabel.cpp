@@ -83,8 +83,11 @@ void TransitionLabel::paint(QPainter& painter, const Content& shown, double pres
     painter.setOpacity(presence);
     painter.setFont(font);
     painter.setPen(shown.style.color(palette()));
+    // The layout's direction says where the text is, its own letters which way it runs.
+    painter.setLayoutDirection(text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+    const Qt::Alignment side = QStyle::visualAlignment(layoutDirection(), Qt::AlignLeading);
     painter.drawText(QRectF(rect()).translated(0, (1 - presence) * transitionOffset),
-                     static_cast<int>(Qt::AlignLeading | Qt::AlignVCenter) | Qt::TextSingleLine
+                     (side | Qt::AlignAbsolute | Qt::AlignVCenter).toInt() | Qt::TextSingleLine
                          | Qt::TextDontClip,
                      text);
 }
