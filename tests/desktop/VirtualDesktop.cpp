@@ -131,15 +131,9 @@ bool VirtualDesktop::startServer()
     auto server = std::make_unique<QProcess>();
     // The server picks a free display itself and tells its number on standard output, so that any
     // number of desktops can run side by side.
-    server->start(u"Xvfb"_s,
-                  { u"-displayfd"_s,
-                    u"1"_s,
-                    u"-screen"_s,
-                    u"0"_s,
-                    options.screen,
-                    u"-nolisten"_s,
-                    u"tcp"_s,
-                    u"-noreset"_s });
+    const QStringList arguments { u"-displayfd"_s, u"1"_s,         u"-screen"_s, u"0"_s,
+                                  options.screen,  u"-nolisten"_s, u"tcp"_s,     u"-noreset"_s };
+    server->start(u"Xvfb"_s, arguments + options.serverArguments);
     QByteArray number;
     while (!number.contains('\n'))
         if (server->waitForReadyRead(patienceMs))
@@ -154,7 +148,8 @@ bool VirtualDesktop::startServer()
 
 bool VirtualDesktop::startBus()
 {
-    // A bus of the system's configuration would start services by itself, such as a second key ring.
+    // A bus of the system's configuration would start services by itself, such as a second key
+    // ring.
     const QString configuration = home() + u"/bus.conf"_s;
     QFile file(configuration);
     if (!file.open(QIODevice::WriteOnly))

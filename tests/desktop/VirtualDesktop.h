@@ -21,6 +21,7 @@ public:
     struct Options
     {
         QString screen = QStringLiteral("1280x800x24");
+        QStringList serverArguments {}; ///< More of them, such as an extension to leave out.
         QString windowManager = QStringLiteral("openbox"); ///< Empty for none.
         bool keyRing = false;
         bool tray = false;
@@ -62,7 +63,8 @@ public:
 private:
     bool startServer();
     bool startBus();
-    [[nodiscard]] bool waitUntilOutput(const QString& program, const QStringList& arguments,
+    [[nodiscard]] bool waitUntilOutput(const QString& program,
+                                       const QStringList& arguments,
                                        const QByteArray& expected) const;
 
     Options options;
