@@ -154,14 +154,13 @@ std::optional<QUrl> ProjectStore::apiBaseURL() const
 
 void ProjectStore::fetchProjects(const QString& apiKey)
 {
-    const auto apply = [store = QPointer(this)](const ProjectsResult& result) {
+    requestProjects(apiKey, [store = QPointer(this)](const ProjectsResult& result) {
         const auto* fetched = std::get_if<ProjectList>(&result);
         if (!store || !fetched || fetched->empty())
             return;
         store->applyFetchedProjects(*fetched);
         QTextStream(stdout) << "Loaded " << fetched->size() << " projects from API" << Qt::endl;
-    };
-    requestProjects(apiKey, apply);
+    });
 }
 
 void ProjectStore::requestProjects(const QString& apiKey,
@@ -198,10 +197,11 @@ void ProjectStore::applyFetchedProjects(ProjectList fetched)
     const QCollator collator = makeNameCollator();
     std::vector<Entry> entries;
     entries.reserve(fetched.size());
-    for (Project& project : fetched)
-        entries.push_back({ .rank = ranks.value(project.id, std::numeric_limits<qsizetype>::max()),
-                            .nameKey = collator.sortKey(project.name),
-                            .project = std::move(project) });
+    for (Project& project : fetched) {
+        const qsizetype rank = ranks.value(project.id, std::numeric_limits<qsizetype>::max());
+        const QCollatorSortKey nameKey = collator.sortKey(project.name);
+        entries.push_back({ rank, nameKey, std::move(project) });
+    }
     std::ranges::stable_sort(entries, [](const Entry& a, const Entry& b) {
         return a.rank != b.rank ? a.rank < b.rank : a.nameKey < b.nameKey;
     });
