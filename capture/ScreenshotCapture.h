@@ -1,6 +1,10 @@
 #pragma once
 
+#include "account/Project.h"
+#include "capture/CaptureContext.h"
+
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
 
 #include <optional>
@@ -25,6 +29,10 @@ struct ScreenshotMetadata
 
     bool operator==(const ScreenshotMetadata&) const = default;
 };
+
+/// What is known of a screenshot before there is a picture. The frontmost window is tried first.
+[[nodiscard]] ScreenshotMetadata
+describeAttempt(const CaptureContext& context, const Project& project, const QDateTime& when);
 
 /// An encoded screenshot and its description.
 struct ScreenshotCapture

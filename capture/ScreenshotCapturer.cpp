@@ -19,34 +19,13 @@ namespace {
 
 constexpr auto frameTimeout = 600ms;
 
-std::optional<QString> unlessEmpty(const QString& text)
-{
-    return text.isEmpty() ? std::nullopt : std::optional(text);
-}
-
-/// The fields that are known before there is a frame.
-ScreenshotMetadata describe(const CaptureContext& context, const Project& project)
-{
-    return { .source = u"desktop"_s,
-             .captureType = {},
-             .capturedAt = {},
-             .appName = unlessEmpty(context.appName),
-             .bundleID = unlessEmpty(context.bundleID),
-             .windowTitle = unlessEmpty(context.windowTitle.value_or(QString())),
-             .imageFormat = u"png"_s,
-             .imageWidth = {},
-             .imageHeight = {},
-             .byteSize = {},
-             .branchID = {},
-             .projectName = project.isMock ? std::nullopt : std::optional(project.name) };
-}
-
 std::optional<ScreenshotCapture> encode(const QImage& frame, ScreenshotMetadata metadata)
 {
     metadata.capturedAt = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
     auto encoded = encodeFrame(frame);
     if (!encoded)
         return std::nullopt;
+    metadata.imageFormat = u"png"_s;
     metadata.imageWidth = encoded->size.width();
     metadata.imageHeight = encoded->size.height();
     metadata.byteSize = encoded->data.size();
@@ -80,7 +59,7 @@ void ScreenshotCapturer::capture(const CaptureContext& context,
                                  Completion completion)
 {
     const auto request = std::make_shared<Request>();
-    request->metadata = describe(context, project);
+    request->metadata = describeAttempt(context, project, QDateTime::currentDateTimeUtc());
     request->completion = std::move(completion);
     const auto frontmost = workspace.frontmostApplication();
     if (!frontmost) {
@@ -158,8 +137,8 @@ void ScreenshotCapturer::frameDelivered(const RequestRef& request, QImage frame,
     QMetaObject::invokeMethod(
         this, [this, request] { stopStream(request); }, Qt::QueuedConnection);
     ScreenshotMetadata metadata = request->metadata;
-    metadata.captureType
-        = source == Source::activeWindow ? u"active_window"_s : u"display_fallback"_s;
+    if (source == Source::display)
+        metadata.captureType = u"display_fallback"_s;
     auto result = encode(frame, std::move(metadata));
     frame = {};
     finish(request, std::move(result));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/HotKeyService.h"
+#include "tests/fakes/Journal.h"
 
 #include <QStringList>
 
@@ -25,6 +26,7 @@ public:
     [[nodiscard]] std::optional<HotKeyHandlerRef> installHandler(Handler handler) override
     {
         calls << QStringLiteral("installHandler");
+        note(journal, QStringLiteral("installHandler"));
         if (refusesHandlers)
             return std::nullopt;
         const HotKeyHandlerRef reference { ++lastReference };
@@ -36,6 +38,7 @@ public:
     registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) override
     {
         calls << QStringLiteral("registerHotKey");
+        note(journal, QStringLiteral("registerHotKey"));
         if (refusesHotKeys)
             return std::nullopt;
         const HotKeyRef reference { ++lastReference };
@@ -77,6 +80,7 @@ public:
     std::map<HotKeyHandlerRef, Handler> handlers;
     bool refusesHandlers = false;
     bool refusesHotKeys = false;
+    Journal* journal = nullptr;
 
 private:
     std::uint32_t lastReference = 0;

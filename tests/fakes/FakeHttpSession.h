@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/HttpSession.h"
+#include "tests/fakes/Journal.h"
 
 #include <QObject>
 
@@ -14,6 +15,7 @@ class FakeHttpSession final : public HttpSession
 public:
     void send(const HttpRequest& request, Completion completion) override
     {
+        note(journal, QString::fromLatin1(request.method) + u' ' + request.url.path());
         outstanding.emplace(requests.size(), std::move(completion));
         requests.push_back(request);
     }
@@ -50,6 +52,7 @@ public:
     }
 
     std::vector<HttpRequest> requests;
+    Journal* journal = nullptr;
 
 private:
     std::map<std::size_t, Completion> outstanding;

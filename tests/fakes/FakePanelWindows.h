@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/PanelWindows.h"
+#include "tests/fakes/Journal.h"
 
 #include <QStringList>
 #include <QWindow>
@@ -16,6 +17,7 @@ public:
     void prepare(QWindow& window, PanelKind panelKind) override
     {
         calls << QStringLiteral("prepare");
+        note(journal, QStringLiteral("prepare panel"));
         panel = &window;
         kind = panelKind;
     }
@@ -45,6 +47,7 @@ public:
     QWindow* panel = nullptr; ///< As last prepared.
     std::optional<PanelKind> kind;
     std::optional<QPoint> origin; ///< As last placed.
+    Journal* journal = nullptr;
 };
 
 } // namespace quibel

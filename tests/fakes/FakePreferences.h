@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Preferences.h"
+#include "tests/fakes/Journal.h"
 
 #include <QHash>
 #include <QVariant>
@@ -23,6 +24,7 @@ public:
 
     [[nodiscard]] std::optional<QByteArray> data(const QString& key) const override
     {
+        note(journal, QStringLiteral("read ") + key);
         return valueOf<QByteArray>(key, QMetaType::QByteArray);
     }
 
@@ -38,6 +40,7 @@ public:
 
     QHash<QString, QVariant> values;
     QStringList changes; ///< "set <key>" and "remove <key>", in order.
+    Journal* journal = nullptr;
 
 private:
     template <typename Value>

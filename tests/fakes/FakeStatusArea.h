@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/StatusArea.h"
+#include "tests/fakes/Journal.h"
 
 namespace quibel {
 
@@ -8,7 +9,11 @@ namespace quibel {
 class FakeStatusArea final : public StatusArea
 {
 public:
-    [[nodiscard]] bool isPresent() const override { return present; }
+    [[nodiscard]] bool isPresent() const override
+    {
+        note(journal, QStringLiteral("look for the status area"));
+        return present;
+    }
     [[nodiscard]] std::optional<QColor> foreground() const override { return color; }
 
     void appear()
@@ -24,6 +29,8 @@ public:
         color = foreground;
         Q_EMIT foregroundChanged();
     }
+
+    Journal* journal = nullptr;
 
 private:
     bool present = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
+#include "tests/fakes/Journal.h"
 
 namespace quibel {
 
@@ -8,7 +9,11 @@ namespace quibel {
 class FakeWorkspace final : public Workspace
 {
 public:
-    void setActivationPolicy(ActivationPolicy wanted) override { policy = wanted; }
+    void setActivationPolicy(ActivationPolicy wanted) override
+    {
+        note(journal, QStringLiteral("setActivationPolicy"));
+        policy = wanted;
+    }
 
     [[nodiscard]] std::optional<RunningApplication> frontmostApplication() override
     {
@@ -30,6 +35,7 @@ public:
     std::optional<std::vector<WindowInfo>> windows = std::vector<WindowInfo> {};
     std::optional<ActivationPolicy> policy;
     std::vector<RunningApplication> activated; ///< In order.
+    Journal* journal = nullptr;
 };
 
 } // namespace quibel

@@ -1,0 +1,103 @@
+#include "app/AppDelegate.h"
+
+#include "platform/Workspace.h"
+
+#include <QPointer>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel {
+
+AppDelegate::AppDelegate(const Platform& desktop)
+    : platform(desktop)
+    , projectStore({ .defaults = platform.preferences,
+                     .secretItems = platform.secretItems,
+                     .session = platform.session,
+                     .environment = platform.environment })
+    , keychain(makeAgentKeychain(platform.secretItems))
+    , captureFlow(platform, projectStore, keychain)
+{
+}
+
+void AppDelegate::applicationDidFinishLaunching()
+{
+    platform.workspace.setActivationPolicy(ActivationPolicy::accessory);
+    captureFlow.createPanel();
+    fetchProjectsOnce();
+    createStatusBar();
+    // The request is already on its way; its answer is applied in a later turn of the event loop,
+    // when the callbacks are there.
+    installAccountCallbacks();
+    apiKeyPanelController = std::make_unique<APIKeyPanelController>(
+        projectStore, keychain, platform.panelWindows, platform.screens);
+    captureFlow.loadLastFailedCapture();
+    registerHotKey();
+    captureFlow.preparePanel();
+}
+
+void AppDelegate::sendBranch()
+{
+    captureFlow.beginCapture(CaptureFlow::Trigger::menu);
+}
+
+void AppDelegate::connectAccount()
+{
+    if (apiKeyPanelController)
+        apiKeyPanelController->show();
+}
+
+void AppDelegate::fetchProjectsOnce()
+{
+    if (projectStore.didAttemptFetch)
+        return;
+    projectStore.didAttemptFetch = true;
+    if (const auto key = projectStore.apiKey())
+        projectStore.fetchProjects(*key);
+}
+
+void AppDelegate::createStatusBar()
+{
+    const QPointer self(this);
+    statusBarController = std::make_unique<StatusBarController>(
+        platform.statusArea,
+        StatusBarController::Actions { .sendBranch =
+                                           [self] {
+                                               if (self)
+                                                   self->sendBranch();
+                                           },
+                                       .connectAccount =
+                                           [self] {
+                                               if (self)
+                                                   self->connectAccount();
+                                           },
+                                       .terminate = platform.terminate });
+}
+
+void AppDelegate::installAccountCallbacks()
+{
+    const QPointer self(this);
+    projectStore.onUnauthorized = [self] {
+        if (!self)
+            return;
+        self->statusBarController->setStatusMessage(u"Connection lost — reconnect account"_s);
+        self->captureFlow.accountChanged(true);
+    };
+    projectStore.onAuthorized = [self] {
+        if (!self)
+            return;
+        self->statusBarController->setStatusMessage({});
+        self->captureFlow.accountChanged(false);
+    };
+}
+
+void AppDelegate::registerHotKey()
+{
+    const QPointer self(this);
+    hotKeyManager = std::make_unique<HotKeyManager>(platform.hotKeys, [self] {
+        if (self)
+            self->captureFlow.beginCapture(CaptureFlow::Trigger::hotKey);
+    });
+    hotKeyManager->registerHotKey();
+}
+
+} // namespace quibel

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "account/APIKeyPanelController.h"
+#include "account/KeychainService.h"
+#include "account/ProjectStore.h"
+#include "app/CaptureFlow.h"
+#include "platform/Platform.h"
+#include "ui/HotKeyManager.h"
+#include "ui/StatusBarController.h"
+
+#include <QObject>
+
+#include <memory>
+
+namespace quibel {
+
+/// Owns every controller for the whole run, builds them in a fixed order at launch, and connects
+/// the account to the menu.
+///
+/// Thread: main.
+class AppDelegate : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit AppDelegate(const Platform& platform);
+
+    void applicationDidFinishLaunching();
+
+    /// The menu's "Send Branch": always opens the panel.
+    void sendBranch();
+
+    /// The menu's "Connect Account…". Does nothing before launch has finished.
+    void connectAccount();
+
+private:
+    void fetchProjectsOnce();
+    void createStatusBar();
+    void installAccountCallbacks();
+    void registerHotKey();
+
+    Platform platform;
+    ProjectStore projectStore;
+    KeychainService keychain;
+    CaptureFlow captureFlow;
+    std::unique_ptr<StatusBarController> statusBarController;
+    std::unique_ptr<APIKeyPanelController> apiKeyPanelController;
+    std::unique_ptr<HotKeyManager> hotKeyManager;
+};
+
+} // namespace quibel

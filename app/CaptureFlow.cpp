@@ -1,0 +1,200 @@
+#include "app/CaptureFlow.h"
+
+#include "submission/BranchDocument.h"
+
+#include <QDateTime>
+#include <QMetaObject>
+#include <QTimer>
+
+#include <chrono>
+
+namespace quibel {
+
+namespace {
+
+/// Time for the panel to leave the screen and for the window below to be itself again.
+constexpr std::chrono::milliseconds screenshotDelay { 50 };
+
+void restoreFocus(Workspace& workspace, const std::optional<RunningApplication>& previous)
+{
+    if (previous)
+        workspace.activate(*previous);
+}
+
+} // namespace
+
+CaptureFlow::CaptureFlow(const Platform& platform, ProjectStore& store, KeychainService& keys)
+    : workspace(platform.workspace)
+    , screens(platform.screens)
+    , panelWindows(platform.panelWindows)
+    , preferences(platform.preferences)
+    , projectStore(store)
+    , keychain(keys)
+    , keptCapture(platform.preferences)
+    , report(platform.standardOutput)
+    , submission(platform.session, store, keys, pending, report)
+    , screenshots(platform.workspace, platform.screens, platform.screenCapture)
+{
+}
+
+void CaptureFlow::createPanel()
+{
+    capturePanelController = std::make_unique<CapturePanelController>(panelWindows, screens);
+}
+
+void CaptureFlow::beginCapture(Trigger trigger)
+{
+    if (trigger == Trigger::hotKey && keptCapture.interceptHotkey()) {
+        resendKeptCapture();
+        return;
+    }
+
+    const PreviousApplication previous = workspace.frontmostApplication();
+    const CaptureContext context = currentCaptureContext();
+    const ProjectList projects = projectStore.projects();
+    const auto preferred = projectStore.preferredProject(projects);
+    if (!capturePanelController)
+        return;
+
+    capturePanelController->show({
+        .projects = projects,
+        .preferredProjectID = preferred ? std::optional(preferred->id) : std::nullopt,
+        .showSyncWarning = shouldShowSyncWarning(),
+        .screenshotMode = loadScreenshotMode(),
+        .onScreenshotModeChanged = [this](ScreenshotMode mode) { saveScreenshotMode(mode); },
+        .onSubmit =
+            [this, context, previous](
+                const QString& text, const Project& project, ScreenshotMode mode) {
+                handleSubmit(text, project, mode, context, previous);
+            },
+        .onCancel = [this, previous] { restoreFocus(workspace, previous); },
+    });
+}
+
+void CaptureFlow::accountChanged(bool unauthorized)
+{
+    isUnauthorized = unauthorized;
+    keptCapture.clearLastFailedCapture();
+}
+
+void CaptureFlow::resendKeptCapture()
+{
+    if (!keptCapture.payload())
+        return;
+    submission.resend(*keptCapture.payload(), [this](const SubmissionResult& result) {
+        const auto* error = std::get_if<SubmissionError>(&result);
+        if (error == nullptr || *error == SubmissionError::unauthorized)
+            keptCapture.clearLastFailedCapture();
+    });
+}
+
+CaptureContext CaptureFlow::currentCaptureContext()
+{
+    const auto frontmost = workspace.frontmostApplication();
+    if (!frontmost)
+        return { .appName = {}, .bundleID = {}, .windowTitle = frontWindowTitle(std::nullopt) };
+    return { .appName = frontmost->localizedName,
+             .bundleID = frontmost->bundleIdentifier,
+             .windowTitle = frontWindowTitle(frontmost->processIdentifier) };
+}
+
+std::optional<QString>
+CaptureFlow::frontWindowTitle(std::optional<ProcessIdentifier> processIdentifier)
+{
+    if (!processIdentifier)
+        return std::nullopt;
+    const auto windows = workspace.onScreenWindows();
+    if (!windows)
+        return std::nullopt;
+    for (const WindowInfo& window : *windows)
+        if (window.ownerProcess == processIdentifier && window.name && !window.name->isEmpty())
+            return window.name;
+    return std::nullopt;
+}
+
+bool CaptureFlow::shouldShowSyncWarning() const
+{
+    const bool hasKey = !keychain.read().value_or(QString()).isEmpty();
+    return !hasKey || isUnauthorized || keptCapture.failed();
+}
+
+ScreenshotMode CaptureFlow::loadScreenshotMode() const
+{
+    const QString stored = preferences.text(screenshotModeKey).value_or(QString());
+    return screenshotModeFromRawValue(stored).value_or(ScreenshotMode::off);
+}
+
+void CaptureFlow::saveScreenshotMode(ScreenshotMode mode)
+{
+    preferences.setText(screenshotModeKey, rawValue(mode));
+}
+
+void CaptureFlow::handleSubmit(const QString& text,
+                               const Project& project,
+                               ScreenshotMode mode,
+                               const CaptureContext& context,
+                               const PreviousApplication& previous)
+{
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty())
+        return;
+    const auto document = buildBranchDocument(
+        trimmed, context, project.id, project.isMock, QDateTime::currentDateTimeUtc());
+    if (!document)
+        return;
+
+    QMetaObject::invokeMethod(
+        this, [this, previous] { closePanelAndRestoreFocus(previous); }, Qt::QueuedConnection);
+    submission.submit(*document,
+                      [this, project, document = *document](const SubmissionResult& result) {
+                          handleSubmitResult(result, project, document);
+                      });
+    if (mode == ScreenshotMode::on)
+        QTimer::singleShot(screenshotDelay, Qt::PreciseTimer, this, [this, context, project] {
+            startScreenshotCapture(context, project);
+        });
+}
+
+void CaptureFlow::closePanelAndRestoreFocus(const PreviousApplication& previous)
+{
+    if (capturePanelController)
+        capturePanelController->close();
+    restoreFocus(workspace, previous);
+}
+
+void CaptureFlow::handleSubmitResult(const SubmissionResult& result,
+                                     const Project& project,
+                                     const QByteArray& document)
+{
+    const auto* error = std::get_if<SubmissionError>(&result);
+    if (error == nullptr) {
+        keptCapture.clearLastFailedCapture();
+        projectStore.recordUse(project);
+        pending.pendingScreenshotBranchID = std::get<CreatedBranch>(result).id;
+        submission.uploadPendingScreenshot();
+        return;
+    }
+    pending.clear();
+    const bool dropped
+        = *error == SubmissionError::noAPIKey || *error == SubmissionError::unauthorized;
+    if (!dropped)
+        keptCapture.storeFailedCapture(document);
+}
+
+void CaptureFlow::startScreenshotCapture(const CaptureContext& context, const Project& project)
+{
+    screenshots.capture(
+        context, project, [this, context, project](std::optional<ScreenshotCapture> capture) {
+            if (!capture) {
+                report.captureFailed(
+                    describeAttempt(context, project, QDateTime::currentDateTimeUtc()), {});
+                pending.clear();
+                return;
+            }
+            pending.pendingScreenshot = std::move(capture);
+            report.captured(pending.pendingScreenshot->metadata);
+            submission.uploadPendingScreenshot();
+        });
+}
+
+} // namespace quibel

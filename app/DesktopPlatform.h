@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/Platform.h"
+
+#include <memory>
+
+namespace quibel {
+
+/// The adapters that answer on this desktop.
+///
+/// Thread: main; after the application object is made, and gone before it.
+class DesktopPlatform
+{
+public:
+    /// Before the application object is made: has the toolkit use the window system whose adapters
+    /// there are.
+    static void chooseWindowSystem();
+
+    /// Errors: null when the window system does not answer.
+    [[nodiscard]] static std::unique_ptr<DesktopPlatform> connect();
+
+    DesktopPlatform(const DesktopPlatform&) = delete;
+    DesktopPlatform& operator=(const DesktopPlatform&) = delete;
+    ~DesktopPlatform();
+
+    [[nodiscard]] Platform ports();
+
+private:
+    struct Adapters;
+
+    explicit DesktopPlatform(std::unique_ptr<Adapters> made);
+
+    std::unique_ptr<Adapters> adapters;
+};
+
+} // namespace quibel
