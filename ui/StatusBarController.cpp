@@ -71,10 +71,10 @@ void StatusBarController::showStatusItem()
 {
     // Qt decides once, when the first tray icon is made, which protocol it speaks; so none is made
     // before there is a status area.
-    if (!statusItem) {
-        statusItem = std::make_unique<QSystemTrayIcon>();
-        statusItem->setContextMenu(&statusMenu);
-        connect(statusItem.get(),
+    if (!item) {
+        item = std::make_unique<QSystemTrayIcon>();
+        item->setContextMenu(&statusMenu);
+        connect(item.get(),
                 &QSystemTrayIcon::activated,
                 this,
                 [this](QSystemTrayIcon::ActivationReason reason) {
@@ -84,27 +84,27 @@ void StatusBarController::showStatusItem()
         updateImage();
     }
     // An area that came again knows nothing of an item that was shown in the former one.
-    statusItem->hide();
-    statusItem->show();
+    item->hide();
+    item->show();
 }
 
 void StatusBarController::updateImage()
 {
-    if (!statusItem)
+    if (!item)
         return;
     const QString themedName = u"quibel-tree-logo-symbolic"_s;
     const std::optional<QColor> foreground = area.foreground();
     if (!foreground && QIcon::hasThemeIcon(themedName))
-        statusItem->setIcon(QIcon::fromTheme(themedName));
+        item->setIcon(QIcon::fromTheme(themedName));
     else
-        statusItem->setIcon(treeLogo.icon(
+        item->setIcon(treeLogo.icon(
             foreground.value_or(QGuiApplication::palette().color(QPalette::WindowText))));
 }
 
 void StatusBarController::popUpMenu()
 {
-    const QRect item = statusItem->geometry();
-    statusMenu.popup(item.isValid() ? item.bottomLeft() : QCursor::pos());
+    const QRect place = item->geometry();
+    statusMenu.popup(place.isValid() ? place.bottomLeft() : QCursor::pos());
 }
 
 bool StatusBarController::eventFilter(QObject* /*watched*/, QEvent* event)

@@ -36,6 +36,8 @@ public:
     /// Shows `message` as a line at the top of the menu; none, or an empty one, removes the line.
     void setStatusMessage(const std::optional<QString>& message);
 
+    /// Null until the status area has appeared once.
+    [[nodiscard]] QSystemTrayIcon* statusItem() const { return item.get(); }
     [[nodiscard]] QMenu& menu() { return statusMenu; }
     [[nodiscard]] QAction& statusMessageItem() { return *messageItem; }
     [[nodiscard]] QAction& statusMessageSeparator() { return *messageSeparator; }
@@ -54,7 +56,7 @@ private:
     QAction* messageItem;
     QAction* messageSeparator;
     QAction* quitItem = nullptr;
-    std::unique_ptr<QSystemTrayIcon> statusItem; ///< From the status area's first appearance on.
+    std::unique_ptr<QSystemTrayIcon> item;
 };
 
 } // namespace quibel

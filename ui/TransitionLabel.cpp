@@ -30,10 +30,10 @@ TransitionLabel::Content shownAs(TransitionLabel::Content content)
 } // namespace
 
 TransitionLabel::TransitionLabel(const Content& initial)
-    : content(shownAs(initial))
+    : current(shownAs(initial))
 {
     setTextFormat(Qt::PlainText);
-    setText(content.text);
+    setText(current.text);
     setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     transition.setStartValue(0.0);
     transition.setEndValue(1.0);
@@ -45,9 +45,9 @@ TransitionLabel::TransitionLabel(const Content& initial)
 
 void TransitionLabel::setContent(const Content& next)
 {
-    Content former = std::exchange(content, shownAs(next));
-    setText(content.text);
-    if (content.identity != former.identity && isVisible()) {
+    Content former = std::exchange(current, shownAs(next));
+    setText(current.text);
+    if (current.identity != former.identity && isVisible()) {
         leaving = std::move(former);
         transition.stop();
         transition.start();
@@ -58,8 +58,8 @@ void TransitionLabel::setContent(const Content& next)
 
 QSize TransitionLabel::sizeHint() const
 {
-    const QFontMetricsF metrics(content.style.font());
-    return { qCeil(metrics.horizontalAdvance(content.text)), qCeil(metrics.height()) };
+    const QFontMetricsF metrics(current.style.font());
+    return { qCeil(metrics.horizontalAdvance(current.text)), qCeil(metrics.height()) };
 }
 
 QSize TransitionLabel::minimumSizeHint() const
@@ -73,7 +73,7 @@ void TransitionLabel::paintEvent(QPaintEvent* /*event*/)
     const double progress = leaving ? transition.currentValue().toDouble() : 1;
     if (leaving)
         paint(painter, *leaving, 1 - progress);
-    paint(painter, content, progress);
+    paint(painter, current, progress);
 }
 
 void TransitionLabel::paint(QPainter& painter, const Content& shown, double presence) const

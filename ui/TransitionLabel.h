@@ -28,6 +28,8 @@ public:
 
     explicit TransitionLabel(const Content& initial);
 
+    [[nodiscard]] const Content& content() const { return current; }
+
     /// Shows `next`: at once, or with a transition when its identity is another one and the label
     /// is on screen.
     void setContent(const Content& next);
@@ -42,9 +44,9 @@ private:
     /// `presence` is 0 for a text that is gone, 1 for one that has arrived.
     void paint(QPainter& painter, const Content& shown, double presence) const;
 
-    Content content;
+    Content current;
     std::optional<Content> leaving;
-    QVariantAnimation transition;
+    QVariantAnimation transition { this };
 };
 
 } // namespace quibel

@@ -634,7 +634,9 @@ private Q_SLOTS:
         QVERIFY(timers() > 0); // The text cursor blinks.
         bench.controller.close();
         QTRY_COMPARE(timers(), 0);
-        for (const auto* animation : bench.panel()->findChildren<QAbstractAnimation*>())
+        const auto animations = bench.panel()->findChildren<QAbstractAnimation*>();
+        QVERIFY(!animations.isEmpty());
+        for (const auto* animation : animations)
             QTRY_COMPARE(animation->state(), QAbstractAnimation::Stopped);
     }
 };
