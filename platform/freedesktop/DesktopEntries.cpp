@@ -157,20 +157,20 @@ std::optional<DesktopEntry> DesktopEntries::find(const WindowOwner& window) cons
     QStringList names { applicationId, window.classInstance, window.className };
     names.removeAll(QString());
     for (const QString& name : std::as_const(names))
-        if (const auto entry = findByName(name))
+        if (auto entry = findByName(name))
             return entry;
     if (window.processIdentifier)
-        if (const auto entry = findByProcess(*window.processIdentifier))
+        if (auto entry = findByProcess(*window.processIdentifier))
             return entry;
     for (const QString& name : std::as_const(names))
-        if (const auto entry = index.withLastComponent(name))
+        if (auto entry = index.withLastComponent(name))
             return entry;
     return std::nullopt;
 }
 
 std::optional<DesktopEntry> DesktopEntries::findByName(const QString& name) const
 {
-    if (const auto entry = index.withId(name))
+    if (auto entry = index.withId(name))
         return entry;
     if (prepared)
         return index.withStartupWMClass(name);
@@ -186,7 +186,7 @@ std::optional<DesktopEntry> DesktopEntries::findByProcess(ProcessIdentifier proc
     if (file.isEmpty())
         return std::nullopt;
     const QString id = idOfFile(QDir::cleanPath(file), entryFolders());
-    if (const auto entry = index.withId(id))
+    if (auto entry = index.withId(id))
         return entry;
     const AppInfo info(g_desktop_app_info_new_from_filename(QFile::encodeName(file).constData()));
     return info ? std::optional(describe(id, info)) : std::nullopt;

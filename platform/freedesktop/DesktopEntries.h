@@ -26,6 +26,7 @@ struct WindowOwner
 class DesktopEntries : public QObject
 {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DesktopEntries)
 
 public:
     DesktopEntries();

@@ -26,7 +26,7 @@ void DesktopEntryIndex::add(const DesktopEntry& entry,
 
 std::optional<DesktopEntry> DesktopEntryIndex::withId(const QString& id) const
 {
-    const auto exact = entry(id);
+    auto exact = entry(id);
     return exact ? exact : entry(idsByFoldedId.value(id.toCaseFolded()));
 }
 

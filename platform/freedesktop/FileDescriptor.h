@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <unistd.h>
 
 namespace quibel {
@@ -7,13 +9,13 @@ namespace quibel {
 /// An open file of the operating system, closed at the end.
 class FileDescriptor
 {
+    Q_DISABLE_COPY_MOVE(FileDescriptor)
+
 public:
     explicit FileDescriptor(int opened)
         : descriptor(opened)
     {
     }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
     ~FileDescriptor()
     {
         if (isOpen())

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <memory>
 
 #include <gio/gio.h>
@@ -21,10 +23,10 @@ using GLibHandle = std::unique_ptr<T, GLibRelease>;
 /// Receives the error of one GLib call; true when there was one.
 class GLibError
 {
+    Q_DISABLE_COPY_MOVE(GLibError)
+
 public:
     GLibError() = default;
-    GLibError(const GLibError&) = delete;
-    GLibError& operator=(const GLibError&) = delete;
     ~GLibError() { g_clear_error(&error); }
 
     [[nodiscard]] GError** receiver() { return &error; }

@@ -51,7 +51,7 @@ std::optional<QStringList> JsonFilePreferences::textList(const QString& key) con
     if (!found.isArray() || !std::ranges::all_of(array, isText))
         return std::nullopt;
     QStringList texts;
-    for (const QJsonValue& text : array)
+    for (const auto& text : array)
         texts.append(text.toString());
     return texts;
 }

@@ -18,6 +18,8 @@ class TimedCalls;
 /// asks the user: what is locked is unavailable.
 class LibsecretSecretItems final : public SecretItems
 {
+    Q_DISABLE_COPY_MOVE(LibsecretSecretItems)
+
 public:
     LibsecretSecretItems();
     ~LibsecretSecretItems() override;

@@ -14,13 +14,13 @@ namespace quibel {
 /// deadline on, calls end as cancelled.
 class TimedCalls
 {
+    Q_DISABLE_COPY_MOVE(TimedCalls)
+
 public:
     /// Starts one call, handing `cancellable()`, the callback and the data on to it.
     using Start = std::function<void(GCancellable*, GAsyncReadyCallback, gpointer)>;
 
     TimedCalls(GMainContext* callContext, std::chrono::milliseconds limit);
-    TimedCalls(const TimedCalls&) = delete;
-    TimedCalls& operator=(const TimedCalls&) = delete;
     ~TimedCalls();
 
     [[nodiscard]] GLibHandle<GAsyncResult> resultOf(const Start& start);

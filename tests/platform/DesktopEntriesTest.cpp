@@ -21,6 +21,8 @@ constexpr int installedEntries = 300;
 /// Runs until it is told to end, with the marks of a process started from a desktop entry.
 class LaunchedProcess
 {
+    Q_DISABLE_COPY_MOVE(LaunchedProcess)
+
 public:
     /// `ownMark`: whether the mark names this process, or one that it inherited it from.
     LaunchedProcess(const QString& file, bool ownMark)
@@ -33,8 +35,6 @@ public:
         if (!process.waitForReadyRead())
             qFatal("the process does not start");
     }
-    LaunchedProcess(const LaunchedProcess&) = delete;
-    LaunchedProcess& operator=(const LaunchedProcess&) = delete;
     ~LaunchedProcess()
     {
         process.closeWriteChannel();

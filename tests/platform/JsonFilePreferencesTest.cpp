@@ -37,6 +37,8 @@ QByteArray readAll(const QString& path)
 /// Collects what is written to standard error.
 class StandardError
 {
+    Q_DISABLE_COPY_MOVE(StandardError)
+
 public:
     StandardError()
         : original(::dup(STDERR_FILENO))
@@ -45,8 +47,6 @@ public:
             qFatal("no temporary file");
         ::dup2(collected.handle(), STDERR_FILENO);
     }
-    StandardError(const StandardError&) = delete;
-    StandardError& operator=(const StandardError&) = delete;
     ~StandardError()
     {
         ::dup2(original, STDERR_FILENO);
@@ -87,6 +87,8 @@ SynchronizationLog& synchronizations()
 /// Makes writes fail from `bytes` on, as a full disk does.
 class FullDisk
 {
+    Q_DISABLE_COPY_MOVE(FullDisk)
+
 public:
     explicit FullDisk(rlim_t bytes)
     {
@@ -95,8 +97,6 @@ public:
         std::signal(SIGXFSZ, SIG_IGN);
         ::setrlimit(RLIMIT_FSIZE, &limit);
     }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
     ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before); }
 
 private:

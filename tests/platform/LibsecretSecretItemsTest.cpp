@@ -47,14 +47,14 @@ std::vector<TimedStatus> everyCall(LibsecretSecretItems& items)
 /// Holds a process still, as a hang would.
 class Stopped
 {
+    Q_DISABLE_COPY_MOVE(Stopped)
+
 public:
     explicit Stopped(pid_t process)
         : pid(process)
     {
         ::kill(pid, SIGSTOP);
     }
-    Stopped(const Stopped&) = delete;
-    Stopped& operator=(const Stopped&) = delete;
     ~Stopped() { ::kill(pid, SIGCONT); }
 
 private:
