@@ -1,0 +1,109 @@
+#include "platform/x11/XcbPanelWindows.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+
+#include <array>
+
+namespace quibel {
+
+namespace {
+
+/// The toolkit's connection: on it, the requests here stay in order with its own for the window.
+xcb_connection_t* toolkitConnection()
+{
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 != nullptr ? x11->connection() : nullptr;
+}
+
+xcb_window_t windowOf(QWindow& panel)
+{
+    return static_cast<xcb_window_t>(panel.winId());
+}
+
+} // namespace
+
+XcbPanelWindows::XcbPanelWindows(XcbConnection& connection)
+    : x(connection)
+{
+}
+
+void XcbPanelWindows::prepare(QWindow& panel, PanelKind kind)
+{
+    kinds.insert(&panel, kind);
+    if (kind == PanelKind::capture)
+        panel.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
+                       | Qt::X11BypassWindowManagerHint);
+    else
+        panel.setFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint
+                       | Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
+}
+
+void XcbPanelWindows::place(QWindow& panel, QPoint origin)
+{
+    panel.setPosition(origin);
+}
+
+void XcbPanelWindows::makeKeyAndOrderFront(QWindow& panel)
+{
+    if (kinds.value(&panel) == PanelKind::capture)
+        makeCapturePanelKey(panel);
+    else
+        makeDialogKey(panel);
+}
+
+void XcbPanelWindows::orderOut(QWindow& panel)
+{
+    panel.hide();
+}
+
+void XcbPanelWindows::makeCapturePanelKey(QWindow& panel)
+{
+    panel.show();
+    xcb_connection_t* connection = toolkitConnection();
+    const xcb_window_t window = windowOf(panel);
+    const std::array<std::uint32_t, 1> above { XCB_STACK_MODE_ABOVE };
+    xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, above.data());
+    // Behind the map request on the same connection: the window is viewable by then, since no
+    // window manager is asked. With the time of the key press the server would refuse the focus
+    // whenever another window has got it in between.
+    xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+    xcb_flush(connection);
+}
+
+void XcbPanelWindows::makeDialogKey(QWindow& panel)
+{
+    xcb_connection_t* connection = toolkitConnection();
+    const xcb_window_t window = windowOf(panel);
+    if (!panel.isVisible()) {
+        // A window manager removes the states of a window that is withdrawn, so they are set anew.
+        const std::array<xcb_atom_t, 2> states { x.atom("_NET_WM_STATE_SKIP_TASKBAR"),
+                                                 x.atom("_NET_WM_STATE_SKIP_PAGER") };
+        xcb_change_property(connection,
+                            XCB_PROP_MODE_APPEND,
+                            window,
+                            x.atom("_NET_WM_STATE"),
+                            XCB_ATOM_ATOM,
+                            32,
+                            states.size(),
+                            states.data());
+        panel.show();
+    }
+    panel.raise();
+    // As a pager asks, which window managers follow whatever they do against focus stealing.
+    xcb_client_message_event_t activate {};
+    activate.response_type = XCB_CLIENT_MESSAGE;
+    activate.format = 32;
+    activate.window = window;
+    activate.type = x.atom("_NET_ACTIVE_WINDOW");
+    activate.data.data32[0] = 2;
+    activate.data.data32[1] = XCB_CURRENT_TIME;
+    xcb_send_event(connection,
+                   0,
+                   x.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&activate));
+    xcb_flush(connection);
+}
+
+} // namespace quibel

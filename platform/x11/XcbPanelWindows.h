@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/PanelWindows.h"
+#include "platform/x11/XcbConnection.h"
+
+#include <QHash>
+
+namespace quibel {
+
+/// Panels on X11.
+///
+/// The capture panel bypasses the window manager, as launchers do: nothing stands between the key
+/// press and the panel, no prevention of focus stealing applies, and it lies over full-screen
+/// windows and on every desktop. It takes the input focus itself. The dialog is an ordinary window
+/// that floats and that no task bar, pager or switcher offers.
+class XcbPanelWindows final : public PanelWindows
+{
+public:
+    explicit XcbPanelWindows(XcbConnection& connection);
+
+    void prepare(QWindow& panel, PanelKind kind) override;
+    void place(QWindow& panel, QPoint origin) override;
+    void makeKeyAndOrderFront(QWindow& panel) override;
+    void orderOut(QWindow& panel) override;
+
+private:
+    void makeDialogKey(QWindow& panel);
+    void makeCapturePanelKey(QWindow& panel);
+
+    XcbConnection& x; ///< Knows the atoms; requests go over the toolkit's connection.
+    QHash<const QWindow*, PanelKind> kinds;
+};
+
+} // namespace quibel

@@ -1,0 +1,148 @@
+#include "platform/x11/XcbStatusArea.h"
+
+#include "platform/x11/XcbProperty.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <QDBusVariant>
+
+#include <array>
+
+#include <xcb/xfixes.h>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel {
+
+namespace {
+
+const QString watcherService = u"org.kde.StatusNotifierWatcher"_s;
+const QString watcherPath = u"/StatusNotifierWatcher"_s;
+
+template <typename Event>
+const Event& as(const xcb_generic_event_t* event)
+{
+    return *reinterpret_cast<const Event*>(event);
+}
+
+} // namespace
+
+XcbStatusArea::XcbStatusArea(XcbConnection& connection)
+    : x(connection)
+    , traySelection(x.atom("_NET_SYSTEM_TRAY_S0"))
+{
+    connect(&x, &XcbConnection::event, this, &XcbStatusArea::handleEvent);
+    watchTraySelection();
+    watchBus();
+}
+
+bool XcbStatusArea::isPresent() const
+{
+    return host || tray != XCB_WINDOW_NONE;
+}
+
+std::optional<QColor> XcbStatusArea::foreground() const
+{
+    if (host || tray == XCB_WINDOW_NONE)
+        return std::nullopt;
+    // Source: System Tray Protocol 0.3: red, green and blue of 16 bits, first those of the
+    // foreground.
+    const auto question = askProperty(x.get(), tray, x.atom("_NET_SYSTEM_TRAY_COLORS"));
+    const std::vector<std::uint32_t> colors = XcbProperty(x.get(), question).values();
+    if (colors.size() < 3)
+        return std::nullopt;
+    const auto component = [&](std::size_t index) { return static_cast<int>(colors[index] >> 8U); };
+    return QColor(component(0), component(1), component(2));
+}
+
+void XcbStatusArea::watchBus()
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    auto* owner = new QDBusServiceWatcher(
+        watcherService, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(owner, &QDBusServiceWatcher::serviceOwnerChanged, this, &XcbStatusArea::askForHost);
+    for (const auto& signal :
+         { u"StatusNotifierHostRegistered"_s, u"StatusNotifierHostUnregistered"_s })
+        bus.connect(watcherService, watcherPath, watcherService, signal, this, SLOT(askForHost()));
+    askForHost();
+}
+
+void XcbStatusArea::askForHost()
+{
+    auto question = QDBusMessage::createMethodCall(
+        watcherService, watcherPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+    question.setArguments({ watcherService, u"IsStatusNotifierHostRegistered"_s });
+    question.setAutoStartService(false);
+    auto* answer
+        = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(question), this);
+    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
+        const QDBusPendingReply<QDBusVariant> reply = *answer;
+        setHost(reply.isValid() && reply.value().variant().toBool());
+        answer->deleteLater();
+    });
+}
+
+void XcbStatusArea::setHost(bool present)
+{
+    const bool came = present && !host;
+    host = present;
+    if (came)
+        Q_EMIT appeared();
+}
+
+void XcbStatusArea::watchTraySelection()
+{
+    const auto* extension = xcb_get_extension_data(x.get(), &xcb_xfixes_id);
+    if (extension == nullptr || extension->present == 0)
+        return;
+    selectionEvent = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+    const auto version
+        = xcb_xfixes_query_version(x.get(), XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION);
+    const XcbOwned<xcb_xfixes_query_version_reply_t> agreed(
+        xcb_xfixes_query_version_reply(x.get(), version, nullptr));
+    xcb_xfixes_select_selection_input(x.get(),
+                                      x.root(),
+                                      traySelection,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    updateTray();
+}
+
+void XcbStatusArea::updateTray()
+{
+    const auto question = xcb_get_selection_owner(x.get(), traySelection);
+    const XcbOwned<xcb_get_selection_owner_reply_t> answer(
+        xcb_get_selection_owner_reply(x.get(), question, nullptr));
+    const xcb_window_t owner = answer ? answer->owner : xcb_window_t { XCB_WINDOW_NONE };
+    if (owner == tray)
+        return;
+    tray = owner;
+    if (tray == XCB_WINDOW_NONE)
+        return;
+    const std::array<std::uint32_t, 1> properties { XCB_EVENT_MASK_PROPERTY_CHANGE };
+    xcb_change_window_attributes(x.get(), tray, XCB_CW_EVENT_MASK, properties.data());
+    x.flush();
+    Q_EMIT appeared();
+    Q_EMIT foregroundChanged();
+}
+
+void XcbStatusArea::handleEvent(const xcb_generic_event_t* event)
+{
+    const std::uint8_t type = event->response_type & 0x7FU;
+    if (selectionEvent != 0 && type == selectionEvent) {
+        if (as<xcb_xfixes_selection_notify_event_t>(event).selection == traySelection)
+            updateTray();
+    } else if (type == XCB_PROPERTY_NOTIFY) {
+        const auto& changed = as<xcb_property_notify_event_t>(event);
+        if (changed.window == tray && changed.atom == x.atom("_NET_SYSTEM_TRAY_COLORS"))
+            Q_EMIT foregroundChanged();
+    }
+}
+
+} // namespace quibel

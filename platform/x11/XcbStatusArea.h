@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/StatusArea.h"
+#include "platform/x11/XcbConnection.h"
+
+namespace quibel {
+
+/// The tray of an X11 desktop: a StatusNotifier host on the session bus, or a tray window that
+/// embeds icons.
+///
+/// Asks nobody who could keep it waiting; what the bus says comes in a later turn of the event
+/// loop.
+class XcbStatusArea final : public StatusArea
+{
+    Q_OBJECT
+
+public:
+    explicit XcbStatusArea(XcbConnection& connection);
+
+    [[nodiscard]] bool isPresent() const override;
+    /// The colour that a tray window wants icons in; a StatusNotifier host colours them itself.
+    [[nodiscard]] std::optional<QColor> foreground() const override;
+
+private Q_SLOTS:
+    void askForHost();
+
+private:
+    void watchBus();
+    void watchTraySelection();
+    void setHost(bool present);
+    void updateTray();
+    void handleEvent(const xcb_generic_event_t* event);
+
+    XcbConnection& x;
+    xcb_atom_t traySelection;
+    std::uint8_t selectionEvent = 0; ///< The number of the event that tells of selections.
+    xcb_window_t tray = XCB_WINDOW_NONE;
+    bool host = false; ///< Whether a StatusNotifier host is there.
+};
+
+} // namespace quibel
