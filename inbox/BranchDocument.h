@@ -12,11 +12,11 @@ struct BranchDocument
     QString title;
     QString summary;
     QString whyForked;
-    std::optional<QString> projectID;
+    std::optional<QString> projectID {};
     QString capturedText;
     QString appName;  ///< Empty when the agent did not know it.
     QString bundleID; ///< Empty when the agent did not know it.
-    std::optional<QString> windowTitle;
+    std::optional<QString> windowTitle {};
     QString capturedAt; ///< UTC, as in 2026-11-15T22:24:38Z.
 
     bool operator==(const BranchDocument&) const = default;

@@ -11,7 +11,6 @@
 #include <QRandomGenerator>
 #include <QSqlQuery>
 #include <QUuid>
-#include <QVariant>
 
 namespace quibel::inbox {
 
@@ -116,8 +115,8 @@ StorageResult<std::unique_ptr<BranchStorage>> BranchStorage::open(const Options&
     return storage;
 }
 
-BranchStorage::BranchStorage(QSqlDatabase connection)
-    : database(std::move(connection))
+BranchStorage::BranchStorage(const QSqlDatabase& connection)
+    : database(connection)
 {
 }
 

@@ -10,6 +10,7 @@
 #include <QSize>
 #include <QSqlDatabase>
 #include <QString>
+#include <QVariant>
 
 #include <chrono>
 #include <memory>
@@ -35,8 +36,7 @@ public:
     /// Opens the database, making it or bringing it to the present schema as needed.
     [[nodiscard]] static StorageResult<std::unique_ptr<BranchStorage>> open(const Options& options);
 
-    BranchStorage(const BranchStorage&) = delete;
-    BranchStorage& operator=(const BranchStorage&) = delete;
+    Q_DISABLE_COPY_MOVE(BranchStorage)
     ~BranchStorage();
 
     /// Remembers a key by its hash; the key itself must not come here.
@@ -65,7 +65,7 @@ public:
     [[nodiscard]] StorageResult<std::optional<QByteArray>> latestPicture(const QString& branchID);
 
 private:
-    explicit BranchStorage(QSqlDatabase connection);
+    explicit BranchStorage(const QSqlDatabase& connection);
 
     [[nodiscard]] StorageResult<bool> anyRow(const QString& statement, const QVariantList& values);
     [[nodiscard]] StorageResult<QSqlQuery> execute(const QString& statement,

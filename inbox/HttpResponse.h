@@ -12,8 +12,8 @@ namespace quibel::inbox {
 struct HttpResponse
 {
     int status = 0;
-    QHash<QByteArray, QByteArray> headers;
-    QByteArray body;
+    QHash<QByteArray, QByteArray> headers {};
+    QByteArray body {};
 
     [[nodiscard]] static HttpResponse json(int status, const QJsonDocument& document);
 

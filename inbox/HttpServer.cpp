@@ -135,10 +135,8 @@ HttpServer::~HttpServer()
         stopping = true;
     }
     // libmicrohttpd must not be stopped while a connection is suspended.
-    while (auto* exchange = takeWaiting()) {
-        exchange->response = unavailable(u"the service is stopping; send it again"_s);
+    while (auto* exchange = takeWaiting())
         MHD_resume_connection(exchange->connection);
-    }
     daemon.reset();
 }
 

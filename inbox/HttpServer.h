@@ -36,9 +36,8 @@ public:
     };
 
     HttpServer(Handler requestHandler, const Limits& serverLimits);
-    HttpServer(const HttpServer&) = delete;
-    HttpServer& operator=(const HttpServer&) = delete;
-    /// Stops serving; requests that were not handled yet are answered with 503.
+    Q_DISABLE_COPY_MOVE(HttpServer)
+    /// Stops serving; requests that were not handled yet are cut off without an answer.
     ~HttpServer() override;
 
     /// Starts serving. Call it once.

@@ -84,7 +84,7 @@ QString JsonFields::utcTime(const QString& key)
 {
     static const QRegularExpression form(
         uR"(\A[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z\z)"_s);
-    const auto time = take(key).toString();
+    auto time = take(key).toString();
     require(form.match(time).hasMatch() && QDateTime::fromString(time, Qt::ISODate).isValid(),
             key,
             u"must be a time in UTC such as 2026-11-15T22:24:38Z"_s);
@@ -122,7 +122,7 @@ void JsonFields::nothingElse()
 QJsonValue JsonFields::take(const QString& key)
 {
     known.append(key);
-    const auto value = fields.value(key);
+    auto value = fields.value(key);
     require(!value.isUndefined(), key, u"is missing"_s);
     return value;
 }

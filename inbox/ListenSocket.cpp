@@ -3,7 +3,7 @@
 #include <QtEndian>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -39,7 +39,7 @@ SocketAddress toSocketAddress(const ListenAddress& address)
 
 QString lastError()
 {
-    return QString::fromLocal8Bit(std::strerror(errno));
+    return QString::fromStdString(std::generic_category().message(errno));
 }
 
 } // namespace

@@ -18,8 +18,7 @@ public:
         : query(database)
     {
     }
-    WriteTransaction(const WriteTransaction&) = delete;
-    WriteTransaction& operator=(const WriteTransaction&) = delete;
+    Q_DISABLE_COPY_MOVE(WriteTransaction)
     ~WriteTransaction()
     {
         if (open)

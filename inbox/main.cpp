@@ -11,11 +11,10 @@ int main(int argc, char* argv[])
 
     const QCoreApplication application(argc, argv);
     const auto parsed = CommandLine::parse(QCoreApplication::arguments());
-    if (const auto* line = std::get_if<CommandLine>(&parsed))
-        return run(*line);
-
-    const auto& notice = std::get<CommandLine::Notice>(parsed);
-    const bool answer = notice.kind == CommandLine::Notice::Kind::answer;
-    std::fputs(qUtf8Printable(notice.text), answer ? stdout : stderr);
-    return answer ? 0 : 2;
+    if (const auto* notice = std::get_if<CommandLine::Notice>(&parsed)) {
+        const bool answer = notice->kind == CommandLine::Notice::Kind::answer;
+        std::fputs(qUtf8Printable(notice->text), answer ? stdout : stderr);
+        return answer ? 0 : 2;
+    }
+    return run(*std::get_if<CommandLine>(&parsed));
 }
