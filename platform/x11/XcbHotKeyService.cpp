@@ -1,0 +1,180 @@
+#include "platform/x11/XcbHotKeyService.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <xkbcommon/xkbcommon-keysyms.h>
+
+namespace quibel {
+
+namespace {
+
+/// Where B lies on most keyboards; taken when the layout has no b.
+constexpr xcb_keycode_t usualKeycodeOfB = 56;
+
+bool has(HotKeyModifiers modifiers, HotKeyModifiers one)
+{
+    return (static_cast<std::uint32_t>(modifiers) & static_cast<std::uint32_t>(one)) != 0;
+}
+
+template <typename Event>
+const Event& as(const xcb_generic_event_t* event)
+{
+    return *reinterpret_cast<const Event*>(event);
+}
+
+} // namespace
+
+XcbHotKeyService::XcbHotKeyService(XcbConnection& connection)
+    : x(connection)
+    , keyboard(connection)
+{
+    connect(&x, &XcbConnection::event, this, &XcbHotKeyService::handleEvent);
+    connect(&keyboard, &XcbKeyboard::changed, this, &XcbHotKeyService::grabAgain);
+}
+
+XcbHotKeyService::~XcbHotKeyService() = default;
+
+std::optional<HotKeyHandlerRef> XcbHotKeyService::installHandler(Handler handler)
+{
+    const HotKeyHandlerRef reference { ++lastReference };
+    handlers.emplace(reference, std::move(handler));
+    return reference;
+}
+
+std::optional<HotKeyRef>
+XcbHotKeyService::registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id)
+{
+    HotKey hotKey { .key = key, .modifiers = modifiers, .id = id };
+    if (!grab(hotKey))
+        return std::nullopt;
+    const HotKeyRef reference { ++lastReference };
+    hotKeys.emplace(reference, std::move(hotKey));
+    return reference;
+}
+
+void XcbHotKeyService::unregisterHotKey(HotKeyRef hotKey)
+{
+    const auto registered = hotKeys.extract(hotKey);
+    if (registered.empty())
+        return;
+    ungrab(registered.mapped());
+    x.flush();
+}
+
+void XcbHotKeyService::removeHandler(HotKeyHandlerRef handler)
+{
+    handlers.erase(handler);
+}
+
+bool XcbHotKeyService::grab(HotKey& hotKey)
+{
+    hotKey.keycodes = keyboard.keycodesOf(XKB_KEY_b);
+    if (hotKey.keycodes.empty())
+        hotKey.keycodes = { usualKeycodeOfB };
+    hotKey.mask = 0;
+    if (has(hotKey.modifiers, HotKeyModifiers::command))
+        hotKey.mask |= keyboard.superMask();
+    if (has(hotKey.modifiers, HotKeyModifiers::shift))
+        hotKey.mask |= XCB_MOD_MASK_SHIFT;
+
+    std::vector<xcb_void_cookie_t> requests;
+    for (const xcb_keycode_t keycode : hotKey.keycodes)
+        for (const std::uint16_t locks : keyboard.lockCombinations())
+            requests.push_back(xcb_grab_key_checked(x.get(),
+                                                    0,
+                                                    x.root(),
+                                                    hotKey.mask | locks,
+                                                    keycode,
+                                                    XCB_GRAB_MODE_ASYNC,
+                                                    XCB_GRAB_MODE_SYNC));
+    const auto refused = std::ranges::count_if(requests, [this](xcb_void_cookie_t request) {
+        return XcbOwned<xcb_generic_error_t>(xcb_request_check(x.get(), request)) != nullptr;
+    });
+    if (refused > 0 && !std::exchange(saidTaken, true))
+        std::fputs("quibel-capture-agent: Super+Shift+B is taken by another program; free it there "
+                   "and start the agent again, or use the menu\n",
+                   stderr);
+    return refused < std::ssize(requests);
+}
+
+void XcbHotKeyService::ungrab(const HotKey& hotKey)
+{
+    for (const xcb_keycode_t keycode : hotKey.keycodes)
+        for (const std::uint16_t locks : keyboard.lockCombinations())
+            xcb_ungrab_key(x.get(), keycode, x.root(), hotKey.mask | locks);
+}
+
+void XcbHotKeyService::grabAgain()
+{
+    for (auto& [reference, hotKey] : hotKeys) {
+        // The masks may have changed as well: all grabs of these keys go.
+        for (const xcb_keycode_t keycode : hotKey.keycodes)
+            xcb_ungrab_key(x.get(), keycode, x.root(), XCB_MOD_MASK_ANY);
+        static_cast<void>(grab(hotKey));
+    }
+}
+
+void XcbHotKeyService::handleEvent(const xcb_generic_event_t* event)
+{
+    switch (event->response_type & 0x7FU) {
+    case XCB_KEY_PRESS:
+        keyPressed(as<xcb_key_press_event_t>(event));
+        break;
+    case XCB_KEY_RELEASE:
+        keyReleased(as<xcb_key_release_event_t>(event));
+        break;
+    default:
+        break;
+    }
+}
+
+void XcbHotKeyService::keyPressed(const xcb_key_press_event_t& press)
+{
+    if (held != 0 && press.detail != held) {
+        // Typed on while the hot key is still down: not ours, so the server is to deliver it as if
+        // there had been no grab.
+        held = 0;
+        thaw(XCB_ALLOW_REPLAY_KEYBOARD);
+        return;
+    }
+    const HotKey* pressed = hotKeyOf(press);
+    if (pressed != nullptr && std::exchange(held, press.detail) == 0)
+        deliver(pressed->id);
+    thaw(XCB_ALLOW_SYNC_KEYBOARD);
+}
+
+void XcbHotKeyService::keyReleased(const xcb_key_release_event_t& release)
+{
+    if (release.detail != held) {
+        thaw(XCB_ALLOW_SYNC_KEYBOARD);
+        return;
+    }
+    held = 0;
+    thaw(XCB_ALLOW_ASYNC_KEYBOARD);
+}
+
+void XcbHotKeyService::deliver(HotKeyID id)
+{
+    const auto installed = handlers;
+    for (const auto& [reference, handler] : installed)
+        handler(id);
+}
+
+void XcbHotKeyService::thaw(xcb_allow_t how)
+{
+    xcb_allow_events(x.get(), static_cast<std::uint8_t>(how), XCB_CURRENT_TIME);
+    x.flush();
+}
+
+const XcbHotKeyService::HotKey* XcbHotKeyService::hotKeyOf(const xcb_key_press_event_t& press) const
+{
+    const auto found = std::ranges::find_if(hotKeys, [&](const auto& entry) {
+        const HotKey& hotKey = entry.second;
+        return std::ranges::find(hotKey.keycodes, press.detail) != hotKey.keycodes.end()
+            && (press.state & hotKey.mask) == hotKey.mask;
+    });
+    return found == hotKeys.end() ? nullptr : &found->second;
+}
+
+} // namespace quibel

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/HotKeyService.h"
+#include "platform/x11/XcbKeyboard.h"
+
+#include <map>
+
+namespace quibel {
+
+/// Hot keys by passive grabs on the root window.
+///
+/// The grabs freeze the keyboard while handlers run: what is typed right behind a hot key waits in
+/// the server and goes to the window that has the focus afterwards. A handler must not take long.
+class XcbHotKeyService final : public QObject, public HotKeyService
+{
+    Q_OBJECT
+
+public:
+    explicit XcbHotKeyService(XcbConnection& connection);
+    ~XcbHotKeyService() override;
+
+    [[nodiscard]] std::optional<HotKeyHandlerRef> installHandler(Handler handler) override;
+    [[nodiscard]] std::optional<HotKeyRef>
+    registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) override;
+    void unregisterHotKey(HotKeyRef hotKey) override;
+    void removeHandler(HotKeyHandlerRef handler) override;
+
+private:
+    struct HotKey
+    {
+        VirtualKey key;
+        HotKeyModifiers modifiers;
+        HotKeyID id;
+        std::uint16_t mask = 0; ///< The modifier bits, without locks.
+        std::vector<xcb_keycode_t> keycodes {};
+    };
+
+    /// Grabs all combinations it can get. Errors: false when that is none.
+    [[nodiscard]] bool grab(HotKey& hotKey);
+    void ungrab(const HotKey& hotKey);
+    void grabAgain();
+    void handleEvent(const xcb_generic_event_t* event);
+    void keyPressed(const xcb_key_press_event_t& press);
+    void keyReleased(const xcb_key_release_event_t& release);
+    void deliver(HotKeyID id);
+    void thaw(xcb_allow_t how);
+    [[nodiscard]] const HotKey* hotKeyOf(const xcb_key_press_event_t& press) const;
+
+    XcbConnection& x;
+    XcbKeyboard keyboard;
+    std::map<HotKeyRef, HotKey> hotKeys;
+    std::map<HotKeyHandlerRef, Handler> handlers;
+    std::uint32_t lastReference = 0;
+    xcb_keycode_t held = 0; ///< The hot key that is down; 0 for none.
+    bool saidTaken = false;
+};
+
+} // namespace quibel

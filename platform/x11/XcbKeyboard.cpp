@@ -1,0 +1,176 @@
+#include "platform/x11/XcbKeyboard.h"
+
+#include <algorithm>
+#include <array>
+
+#define explicit explicitly // A member of a C structure in the header has this name.
+#include <xcb/xkb.h>
+#undef explicit
+#include <xkbcommon/xkbcommon-x11.h>
+
+namespace quibel {
+
+namespace {
+
+constexpr std::uint16_t relevantEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY
+    | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+
+/// What every event of the extension begins with.
+///
+/// Source: the X Keyboard Extension protocol, chapter 16.
+struct XkbEventHead
+{
+    std::uint8_t response_type;
+    std::uint8_t xkbType;
+};
+
+template <typename Event>
+const Event& as(const xcb_generic_event_t* event)
+{
+    return *reinterpret_cast<const Event*>(event);
+}
+
+bool isOneOf(xkb_keysym_t symbol, std::initializer_list<xkb_keysym_t> wanted)
+{
+    return std::ranges::find(wanted, symbol) != wanted.end();
+}
+
+} // namespace
+
+void XkbUnref::operator()(xkb_context* context) const
+{
+    xkb_context_unref(context);
+}
+void XkbUnref::operator()(xkb_keymap* keymap) const
+{
+    xkb_keymap_unref(keymap);
+}
+void XkbUnref::operator()(xkb_state* state) const
+{
+    xkb_state_unref(state);
+}
+
+XcbKeyboard::XcbKeyboard(XcbConnection& connection)
+    : x(connection)
+    , context(xkb_context_new(XKB_CONTEXT_NO_FLAGS))
+{
+    connect(&x, &XcbConnection::event, this, &XcbKeyboard::handleEvent);
+    selectEvents();
+    read();
+}
+
+std::vector<xcb_keycode_t> XcbKeyboard::keycodesOf(std::uint32_t symbol) const
+{
+    std::vector<xcb_keycode_t> keycodes;
+    if (!state)
+        return keycodes;
+    for (xkb_keycode_t key = xkb_keymap_min_keycode(keymap.get());
+         key <= xkb_keymap_max_keycode(keymap.get());
+         ++key) {
+        const xkb_keysym_t* symbols = nullptr;
+        const int count = xkb_keymap_key_get_syms_by_level(
+            keymap.get(), key, xkb_state_key_get_layout(state.get(), key), 0, &symbols);
+        if (count == 1 && symbols[0] == symbol)
+            keycodes.push_back(static_cast<xcb_keycode_t>(key));
+    }
+    return keycodes;
+}
+
+std::vector<std::uint16_t> XcbKeyboard::lockCombinations() const
+{
+    std::vector<std::uint16_t> combinations { 0 };
+    for (const std::uint16_t lock : locks) {
+        const std::vector<std::uint16_t> without = combinations;
+        for (const std::uint16_t combination : without)
+            combinations.push_back(combination | lock);
+    }
+    return combinations;
+}
+
+void XcbKeyboard::selectEvents()
+{
+    if (xkb_x11_setup_xkb_extension(x.get(),
+                                    XKB_X11_MIN_MAJOR_XKB_VERSION,
+                                    XKB_X11_MIN_MINOR_XKB_VERSION,
+                                    XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS,
+                                    nullptr,
+                                    nullptr,
+                                    &xkbEvent,
+                                    nullptr)
+        == 0)
+        return;
+    xcb_xkb_select_events_details_t details {};
+    details.affectNewKeyboard = XCB_XKB_NKN_DETAIL_KEYCODES;
+    details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
+    details.affectState = XCB_XKB_STATE_PART_GROUP_STATE;
+    details.stateDetails = XCB_XKB_STATE_PART_GROUP_STATE;
+    constexpr std::uint16_t mapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS
+        | XCB_XKB_MAP_PART_MODIFIER_MAP | XCB_XKB_MAP_PART_VIRTUAL_MODS;
+    xcb_xkb_select_events_aux(
+        x.get(), XCB_XKB_ID_USE_CORE_KBD, relevantEvents, 0, 0, mapParts, mapParts, &details);
+    // A held key is then one press and, at its end, one release.
+    constexpr std::uint32_t autoRepeat = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
+    xcb_xkb_per_client_flags(x.get(), XCB_XKB_ID_USE_CORE_KBD, autoRepeat, autoRepeat, 0, 0, 0);
+    x.flush();
+}
+
+void XcbKeyboard::read()
+{
+    state.reset();
+    keymap.reset();
+    if (xkbEvent != 0) {
+        const std::int32_t device = xkb_x11_get_core_keyboard_device_id(x.get());
+        keymap.reset(xkb_x11_keymap_new_from_device(
+            context.get(), x.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS));
+        if (keymap)
+            state.reset(xkb_x11_state_new_from_device(keymap.get(), x.get(), device));
+    }
+    readModifiers();
+}
+
+void XcbKeyboard::readModifiers()
+{
+    super = 0;
+    std::uint16_t numLock = 0;
+    std::uint16_t scrollLock = 0;
+    const XcbOwned<xcb_get_modifier_mapping_reply_t> mapping(
+        xcb_get_modifier_mapping_reply(x.get(), xcb_get_modifier_mapping(x.get()), nullptr));
+    if (mapping && state) {
+        const xcb_keycode_t* keys = xcb_get_modifier_mapping_keycodes(mapping.get());
+        const int count = xcb_get_modifier_mapping_keycodes_length(mapping.get());
+        for (int index = 0; index < count; ++index) {
+            const auto mask
+                = static_cast<std::uint16_t>(1U << (index / mapping->keycodes_per_modifier));
+            const xkb_keysym_t symbol = xkb_state_key_get_one_sym(state.get(), keys[index]);
+            if (isOneOf(symbol, { XKB_KEY_Super_L, XKB_KEY_Super_R }))
+                super |= mask;
+            else if (symbol == XKB_KEY_Num_Lock)
+                numLock |= mask;
+            else if (symbol == XKB_KEY_Scroll_Lock)
+                scrollLock |= mask;
+        }
+    }
+    if (super == 0)
+        super = XCB_MOD_MASK_4;
+    locks.clear();
+    for (const std::uint16_t lock :
+         { static_cast<std::uint16_t>(XCB_MOD_MASK_LOCK), numLock, scrollLock })
+        if (lock != 0 && std::ranges::find(locks, lock) == locks.end())
+            locks.push_back(lock);
+}
+
+void XcbKeyboard::handleEvent(const xcb_generic_event_t* event)
+{
+    const std::uint8_t type = event->response_type & 0x7FU;
+    const bool isXkb = xkbEvent != 0 && type == xkbEvent;
+    if (!isXkb && type != XCB_MAPPING_NOTIFY)
+        return;
+    // A modifier that goes down or up is a change of state too; only groups matter here.
+    if (isXkb && as<XkbEventHead>(event).xkbType == XCB_XKB_STATE_NOTIFY
+        && (as<xcb_xkb_state_notify_event_t>(event).changed & XCB_XKB_STATE_PART_GROUP_STATE) == 0)
+        return;
+    read();
+    Q_EMIT changed();
+}
+
+} // namespace quibel

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "platform/x11/XcbConnection.h"
+
+#include <QObject>
+
+#include <memory>
+#include <vector>
+
+struct xkb_context;
+struct xkb_keymap;
+struct xkb_state;
+
+namespace quibel {
+
+struct XkbUnref
+{
+    void operator()(xkb_context* context) const;
+    void operator()(xkb_keymap* keymap) const;
+    void operator()(xkb_state* state) const;
+};
+
+/// What the keys of the X server mean now: layouts, and the bits that modifier keys have.
+class XcbKeyboard : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit XcbKeyboard(XcbConnection& connection);
+
+    /// The keys that carry `symbol` without modifiers in the current layout.
+    ///
+    /// Source: the key symbols of xkbcommon, which are those of X11.
+    [[nodiscard]] std::vector<xcb_keycode_t> keycodesOf(std::uint32_t symbol) const;
+
+    /// The modifier bits that the Super keys set.
+    [[nodiscard]] std::uint16_t superMask() const { return super; }
+
+    /// Every combination of the bits that Caps Lock, Num Lock and Scroll Lock set.
+    [[nodiscard]] std::vector<std::uint16_t> lockCombinations() const;
+
+Q_SIGNALS:
+    /// Another layout, keyboard or set of modifier keys is in use.
+    void changed();
+
+private:
+    void selectEvents();
+    void read();
+    void readModifiers();
+    void handleEvent(const xcb_generic_event_t* event);
+
+    XcbConnection& x;
+    std::uint8_t xkbEvent = 0; ///< The number of all events of the extension; 0 without it.
+    std::unique_ptr<xkb_context, XkbUnref> context;
+    std::unique_ptr<xkb_keymap, XkbUnref> keymap;
+    std::unique_ptr<xkb_state, XkbUnref> state;
+    std::uint16_t super = 0;
+    std::vector<std::uint16_t> locks;
+};
+
+} // namespace quibel
