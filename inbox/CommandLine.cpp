@@ -23,6 +23,7 @@ Commands:
                                          port 0 takes a free one
   keys create [--name NAME]              make a key for an agent and print it, this once
   projects add NAME                      add a project and print its id
+  projects list                          list the projects, one a line
   branches [--json]                      list the branches, newest first
   screenshot BRANCH_ID [--output FILE]   write a branch's latest screenshot, a PNG
 
@@ -48,6 +49,7 @@ const QList<Form>& forms()
         { serve, { u"serve"_s }, 0, { u"listen"_s } },
         { createKey, { u"keys"_s, u"create"_s }, 0, { u"name"_s } },
         { addProject, { u"projects"_s, u"add"_s }, 1, {} },
+        { listProjects, { u"projects"_s, u"list"_s }, 0, {} },
         { listBranches, { u"branches"_s }, 0, { u"json"_s } },
         { writeScreenshot, { u"screenshot"_s }, 1, { u"output"_s } },
     };

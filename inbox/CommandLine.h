@@ -13,7 +13,14 @@ namespace quibel::inbox {
 /// What a person asked the program to do.
 struct CommandLine
 {
-    enum class Command { serve, createKey, addProject, listBranches, writeScreenshot };
+    enum class Command {
+        serve,
+        createKey,
+        addProject,
+        listProjects,
+        listBranches,
+        writeScreenshot
+    };
 
     /// Nothing to do but to say something: help, the version, or what is wrong with the call.
     struct Notice

@@ -56,6 +56,17 @@ Failure addProject(BranchStorage& storage, const CommandLine& line)
     return print(std::get<QString>(added).toUtf8() + '\n');
 }
 
+Failure listProjects(BranchStorage& storage)
+{
+    const auto found = storage.projects();
+    if (const auto* error = std::get_if<StorageError>(&found))
+        return error->reason;
+    QByteArray lines;
+    for (const auto& project : std::get<QList<StoredProject>>(found))
+        lines += project.id.toUtf8() + "  " + project.name.toUtf8() + '\n';
+    return print(lines);
+}
+
 Failure listBranches(BranchStorage& storage, const CommandLine& line)
 {
     const auto found = storage.branches();
@@ -97,6 +108,8 @@ Failure dispatch(BranchStorage& storage, const CommandLine& line)
         return createKey(storage, line);
     case CommandLine::Command::addProject:
         return addProject(storage, line);
+    case CommandLine::Command::listProjects:
+        return listProjects(storage);
     case CommandLine::Command::listBranches:
         return listBranches(storage, line);
     case CommandLine::Command::writeScreenshot:

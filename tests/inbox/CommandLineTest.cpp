@@ -40,6 +40,7 @@ private Q_SLOTS:
         QCOMPARE(parsed(u"keys create --name desk"_s).name, u"desk"_s);
         QCOMPARE(parsed(u"projects add Garden"_s).command, CommandLine::Command::addProject);
         QCOMPARE(parsed(u"projects add Garden"_s).name, u"Garden"_s);
+        QCOMPARE(parsed(u"projects list"_s).command, CommandLine::Command::listProjects);
         QCOMPARE(parsed(u"branches"_s).command, CommandLine::Command::listBranches);
         QVERIFY(!parsed(u"branches"_s).json);
         QVERIFY(parsed(u"branches --json"_s).json);
@@ -55,6 +56,7 @@ private Q_SLOTS:
         for (const auto& words : { u"serve"_s,
                                    u"keys create"_s,
                                    u"projects add x"_s,
+                                   u"projects list"_s,
                                    u"branches"_s,
                                    u"screenshot x"_s })
             QTest::newRow(qPrintable(words)) << words;

@@ -113,6 +113,17 @@ private Q_SLOTS:
         QCOMPARE(file.readAll(), picture);
     }
 
+    void listsOneProjectALine()
+    {
+        const auto none = run({ u"projects"_s, u"list"_s });
+        QCOMPARE(none.exitCode, 0);
+        QCOMPARE(none.output, QByteArray());
+        const auto zoo = run({ u"projects"_s, u"add"_s, u"Zoo"_s }).output.trimmed();
+        const auto attic = run({ u"projects"_s, u"add"_s, u"My attic"_s }).output.trimmed();
+        QCOMPARE(run({ u"projects"_s, u"list"_s }).output,
+                 zoo + "  Zoo\n" + attic + "  My attic\n");
+    }
+
     void keepsNoKeyInItsFiles()
     {
         key = run({ u"keys"_s, u"create"_s }).output.trimmed();
