@@ -21,7 +21,7 @@ int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-av
     const QApplication application(argc, argv);
     QApplication::setApplicationName(u"quibel-capture-agent"_s);
     QApplication::setApplicationDisplayName(u"Quibel"_s);
-    QApplication::setApplicationVersion(u"" QUIBEL_VERSION ""_s);
+    QApplication::setApplicationVersion(QUIBEL_VERSION);
     QApplication::setDesktopFileName(u"org.quibel.CaptureAgent"_s);
 
     QCommandLineParser parser;

@@ -1,5 +1,7 @@
 #include "platform/x11/XcbPanelWindows.h"
 
+#include "platform/x11/XcbActivation.h"
+
 #include <QGuiApplication>
 #include <QWindow>
 
@@ -90,19 +92,7 @@ void XcbPanelWindows::makeDialogKey(QWindow& panel)
         panel.show();
     }
     panel.raise();
-    // As a pager asks, which window managers follow whatever they do against focus stealing.
-    xcb_client_message_event_t activate {};
-    activate.response_type = XCB_CLIENT_MESSAGE;
-    activate.format = 32;
-    activate.window = window;
-    activate.type = x.atom("_NET_ACTIVE_WINDOW");
-    activate.data.data32[0] = 2;
-    activate.data.data32[1] = XCB_CURRENT_TIME;
-    xcb_send_event(connection,
-                   0,
-                   x.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&activate));
+    askForActivation(connection, x, window);
     xcb_flush(connection);
 }
 
