@@ -38,7 +38,6 @@ void makeSmallPrint(QLabel& label, const QColor& color, const QPalette& surround
     QPalette palette;
     palette.setColor(QPalette::WindowText, legibleColor(color, surroundings));
     label.setPalette(palette);
-    label.setMinimumHeight(label.fontMetrics().height());
 }
 
 } // namespace
@@ -103,6 +102,7 @@ void APIKeyPanelController::adoptAppearance()
     const QPalette palette = panel->palette();
     makeSmallPrint(hintLabel, palette.color(QPalette::PlaceholderText), palette);
     makeSmallPrint(errorLabel, systemRed, palette);
+    errorLabel.setMinimumHeight(hintLabel.sizeHint().height());
     panel->setFixedSize(contentSize.expandedTo(panel->sizeHint()));
 }
 

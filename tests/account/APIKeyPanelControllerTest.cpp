@@ -196,6 +196,15 @@ private Q_SLOTS:
         QVERIFY(size.height() >= hint.height() && size.width() >= hint.width());
     }
 
+    void hasRoomForAnErrorFromTheStart()
+    {
+        controller->show();
+        const QSize hint = panel()->sizeHint();
+        QTest::mouseClick(saveButton(), Qt::LeftButton);
+        QVERIFY(!errorText().isEmpty());
+        QCOMPARE(panel()->sizeHint(), hint);
+    }
+
     void presentsThePanelReadyForTheKey()
     {
         controller->show();
@@ -459,7 +468,7 @@ private Q_SLOTS:
     {
         QVERIFY(keychain->save(u"old"_s));
         QStringList events;
-        store->onUnauthorized = [this, &events] { events << u"signed out, "_s + errorText(); };
+        store->onUnauthorized = [&events] { events << u"signed out, "_s + errorText(); };
         press(u"wrong"_s);
         session->answerNext(FakeHttpSession::success(401, {}));
         QTRY_COMPARE(errorText(), u"Invalid API key."_s);

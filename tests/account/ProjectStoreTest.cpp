@@ -306,9 +306,9 @@ private Q_SLOTS:
         QTest::addColumn<std::optional<QString>>("variable");
         QTest::addColumn<std::optional<QString>>("expected");
         const auto row = [](const char* name,
-                            std::optional<QByteArray> stored,
-                            std::optional<QString> variable,
-                            std::optional<QString> expected) {
+                            const std::optional<QByteArray>& stored,
+                            const std::optional<QString>& variable,
+                            const std::optional<QString>& expected) {
             QTest::newRow(name) << stored << variable << expected;
         };
         row("nothing", {}, {}, {});
@@ -343,8 +343,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         const QString fallback = QStringLiteral(QUIBEL_DEFAULT_BASE_URL);
         const auto row = [](const char* name,
-                            std::optional<QString> preference,
-                            std::optional<QString> variable,
+                            const std::optional<QString>& preference,
+                            const std::optional<QString>& variable,
                             const QString& expected) {
             QTest::newRow(name) << preference << variable << expected;
         };
@@ -399,7 +399,7 @@ private Q_SLOTS:
         QTest::addColumn<ProjectsResult>("expected");
         const auto answer = [](const char* name,
                                int status,
-                               std::optional<QByteArray> body,
+                               const std::optional<QByteArray>& body,
                                const ProjectsResult& expected) {
             QTest::newRow(name) << HttpOutcome { .error = {}, .status = status, .body = body }
                                 << expected;
