@@ -40,7 +40,7 @@ public:
         CapturePanelView::OnCancel onCancel;
     };
 
-    CapturePanelController(PanelWindows& panelWindows, Screens& screens);
+    CapturePanelController(PanelWindows& windows, Screens& desktopScreens);
 
     /// Builds the window and loads what its texts need ahead of the first showing, which is then as
     /// quick as any later one. Without it the first showing does that.

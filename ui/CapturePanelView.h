@@ -30,7 +30,7 @@ public:
         = std::function<void(const QString& text, const Project& project, ScreenshotMode mode)>;
     using OnCancel = std::function<void()>;
 
-    CapturePanelView(const CapturePanelState& state, OnSubmit onSubmit, OnCancel onCancel);
+    CapturePanelView(const CapturePanelState& panelState, OnSubmit submitted, OnCancel cancelled);
 
     /// What Escape does.
     void cancel() const;

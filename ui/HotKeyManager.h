@@ -13,7 +13,7 @@ namespace quibel {
 class HotKeyManager
 {
 public:
-    HotKeyManager(HotKeyService& service, std::function<void()> handler);
+    HotKeyManager(HotKeyService& hotKeyService, std::function<void()> pressed);
     HotKeyManager(const HotKeyManager&) = delete;
     HotKeyManager& operator=(const HotKeyManager&) = delete;
     ~HotKeyManager();

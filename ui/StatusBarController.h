@@ -31,7 +31,7 @@ public:
         std::function<void()> terminate = QCoreApplication::quit;
     };
 
-    StatusBarController(StatusArea& area, Actions actions);
+    StatusBarController(StatusArea& statusArea, Actions actions);
 
     /// Shows `message` as a line at the top of the menu; none, or an empty one, removes the line.
     void setStatusMessage(const std::optional<QString>& message);

@@ -86,9 +86,9 @@ void TransitionLabel::paint(QPainter& painter, const Content& shown, double pres
     // The layout's direction says where the text is, its own letters which way it runs.
     painter.setLayoutDirection(text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
     const Qt::Alignment side = QStyle::visualAlignment(layoutDirection(), Qt::AlignLeading);
+    const Qt::Alignment alignment = side | Qt::AlignAbsolute | Qt::AlignVCenter;
     painter.drawText(QRectF(rect()).translated(0, (1 - presence) * transitionOffset),
-                     (side | Qt::AlignAbsolute | Qt::AlignVCenter).toInt() | Qt::TextSingleLine
-                         | Qt::TextDontClip,
+                     static_cast<int>(alignment.toInt()) | Qt::TextSingleLine | Qt::TextDontClip,
                      text);
 }
 

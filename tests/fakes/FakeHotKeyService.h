@@ -68,7 +68,7 @@ public:
     }
 
     /// Hands an event with this identifier to every handler.
-    void deliver(std::optional<HotKeyID> id)
+    void deliver(std::optional<HotKeyID> id) const
     {
         const auto installed = handlers;
         for (const auto& [reference, handler] : installed)

@@ -18,6 +18,7 @@ namespace {
 std::vector<Project> makeProjects(int count)
 {
     std::vector<Project> projects;
+    projects.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         projects.push_back({ .id = QString::number(i), .name = u"Project %1"_s.arg(i) });
     return projects;

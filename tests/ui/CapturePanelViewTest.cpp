@@ -22,6 +22,7 @@ std::vector<Project> makeProjects(int count)
 {
     const QStringList names { u"Alpha"_s, u"Beta"_s, u"Gamma"_s };
     std::vector<Project> projects;
+    projects.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         projects.push_back({ .id = QString::number(i), .name = names[i] });
     return projects;

@@ -23,7 +23,7 @@ class TemplateImageTest : public QObject
 
     QString write(const QByteArray& drawing)
     {
-        const QString fileName = directory.filePath(u"image.svg"_s);
+        QString fileName = directory.filePath(u"image.svg"_s);
         QFile file(fileName);
         if (!file.open(QIODevice::WriteOnly) || file.write(drawing) != drawing.size())
             return {};
