@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/x11/XcbConnection.h"
+
+#include <QRect>
+
+#include <vector>
+
+namespace quibel::testing {
+
+/// A bare window, as another program would have it: on a connection of its own, not known to Qt.
+///
+/// Thread: the one that made it; the calls wait for the server.
+class ClientWindow
+{
+public:
+    struct Options
+    {
+        QByteArray title {};
+        QRect geometry { 100, 100, 300, 200 };
+        QByteArray type {};                ///< End of a window type's name, such as "DOCK".
+        std::vector<QByteArray> states {}; ///< Ends of state names, such as "ABOVE".
+        bool overrideRedirect = false;
+    };
+
+    explicit ClientWindow(const Options& options);
+
+    void map();
+    void unmap();
+    void destroy();
+    void iconify();
+    void raise();
+    void setText(const QByteArray& property, const QByteArray& type, const QByteArray& text);
+    void setNumbers(const QByteArray& property,
+                    const QByteArray& type,
+                    const std::vector<std::uint32_t>& numbers);
+    /// Asks the window manager for something about this window, as a pager would.
+    void requestFromRoot(const QByteArray& message, const std::vector<std::uint32_t>& data);
+
+    [[nodiscard]] xcb_window_t id() const { return window; }
+    [[nodiscard]] XcbConnection& connection() { return *x; }
+    [[nodiscard]] bool hasFocus() const;
+    [[nodiscard]] bool isViewable() const;
+
+private:
+    void sync();
+
+    std::unique_ptr<XcbConnection> x = XcbConnection::open();
+    xcb_window_t window = XCB_WINDOW_NONE;
+};
+
+/// The window that is active, as the window manager names it.
+[[nodiscard]] xcb_window_t activeWindow(XcbConnection& connection);
+
+} // namespace quibel::testing
