@@ -153,10 +153,12 @@ private Q_SLOTS:
     {
         QFETCH(const QLocale, locale);
         QLocale::setDefault(locale);
-        store->applyFetchedProjects({ { .id = u"1"_s, .name = u"same"_s },
-                                      { .id = u"2"_s, .name = u"SAME"_s },
-                                      { .id = u"3"_s, .name = u"Same"_s } });
-        QCOMPARE(idsOf(store->projects()), QStringList({ u"1"_s, u"2"_s, u"3"_s }));
+        ProjectList fetched;
+        for (int i = 0; i < 100; ++i)
+            fetched.push_back(
+                { .id = QString::number(i), .name = i % 2 != 0 ? u"same"_s : u"SAME"_s });
+        store->applyFetchedProjects(fetched);
+        QCOMPARE(idsOf(store->projects()), idsOf(fetched));
     }
 
     void sortsAHundredThousandProjects()
