@@ -56,6 +56,11 @@ QUrl ScriptedService::url(const QString& path) const
     return url;
 }
 
+qsizetype ScriptedService::openConnectionCount() const
+{
+    return findChildren<ServiceConnection*>().size();
+}
+
 void ScriptedService::answer(const QByteArray& path, const Answer& answer)
 {
     answers.insert(path, answer);

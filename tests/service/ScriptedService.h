@@ -51,6 +51,8 @@ public:
     [[nodiscard]] const std::vector<ReceivedRequest>& requests() const { return received; }
     /// How many connections have been opened so far (for HTTPS: after the handshake).
     [[nodiscard]] int connectionCount() const { return accepted; }
+    /// How many connections are open.
+    [[nodiscard]] qsizetype openConnectionCount() const;
     /// How many bytes clients have sent so far, of incomplete requests too.
     [[nodiscard]] qint64 bytesReceived() const { return taken; }
     /// How many bytes have been sent to clients so far.

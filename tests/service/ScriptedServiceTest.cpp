@@ -181,9 +181,11 @@ void ScriptedServiceTest::neverAnswersWhenTold()
     QVERIFY(silent.input.isEmpty());
     QVERIFY(!silent.isOver());
     QCOMPARE(service.requests().size(), 2U);
+    QCOMPARE(service.openConnectionCount(), 2);
 
     service.disconnectClients();
     QTRY_VERIFY(silent.isOver());
+    QTRY_COMPARE(service.openConnectionCount(), 0);
 }
 
 void ScriptedServiceTest::sendsChunksOfOneByte()

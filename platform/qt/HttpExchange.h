@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/HttpSession.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QNetworkReply>
+#include <QObject>
+#include <QTimer>
+
+#include <chrono>
+
+namespace quibel {
+
+/// One request on its way, with the redirects that it takes. Ends itself with its completion.
+///
+/// The toolkit shows the status of a 401 or 407 only with its complete body: one that breaks off
+/// has none.
+class HttpExchange : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Options
+    {
+        QNetworkProxy::ProxyType proxy = QNetworkProxy::DefaultProxy;
+        std::chrono::milliseconds idleTimeout { 0 };
+    };
+
+    /// Sends `request` at once.
+    HttpExchange(HttpRequest request,
+                 const Options& options,
+                 HttpSession::Completion completion,
+                 QObject* parent);
+
+private:
+    void sendRequest();
+    [[nodiscard]] std::optional<int> status() const;
+    void takeBody();
+    void takeEnd();
+    [[nodiscard]] bool isWhole() const;
+    [[nodiscard]] std::optional<QUrl> redirectTarget() const;
+    void follow(const QUrl& target);
+    void fail(TransportErrorCode code, const QString& description);
+    void finish(const HttpOutcome& outcome);
+
+    HttpRequest request;
+    HttpSession::Completion completion;
+    QTimer idle;
+    QByteArray received;
+    int redirectCount = 0;
+    bool wasSent = false;
+    QNetworkAccessManager manager;
+    QNetworkReply* reply = nullptr; ///< None once the outcome is known.
+};
+
+} // namespace quibel

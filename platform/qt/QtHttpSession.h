@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/HttpSession.h"
+
+#include <QObject>
+
+#include <chrono>
+
+namespace quibel {
+
+/// HTTP over the toolkit's network access.
+///
+/// Nothing is shared between requests or kept after them: no connection, cookie, cache or
+/// credential. The environment's proxy serves other machines, never this one.
+class QtHttpSession final : public HttpSession
+{
+public:
+    explicit QtHttpSession(std::chrono::milliseconds idleTimeout);
+
+    void send(const HttpRequest& request, Completion completion) override;
+
+private:
+    std::chrono::milliseconds idleTimeout;
+    QObject exchanges; ///< Owns the requests under way; their completions end with it.
+};
+
+} // namespace quibel
