@@ -125,6 +125,7 @@ private Q_SLOTS:
         const auto problem = branchProblem(changed(sampleBranch(u"p1"_s), path, value));
         QCOMPARE(problem.isEmpty(), taken);
         QVERIFY2(taken || problem.startsWith(path + u' '), qPrintable(problem));
+        QCOMPARE(problem.endsWith(u" is missing"), value.isUndefined());
     }
 
     void namesTheFieldOfAScreenshotThatIsWrong_data()
@@ -167,6 +168,7 @@ private Q_SLOTS:
         const auto problem = screenshotProblem(changed(goodScreenshot(), path, value));
         QCOMPARE(problem.isEmpty(), taken);
         QVERIFY2(taken || problem.startsWith(path + u' '), qPrintable(problem));
+        QCOMPARE(problem.endsWith(u" is missing"), value.isUndefined());
     }
 
     void refusesWhatIsNotAJsonObject_data()

@@ -232,7 +232,9 @@ private Q_SLOTS:
         QVERIFY(std::holds_alternative<StorageError>(
             storage->addScreenshot(screenshot(u"none"_s, samplePng(size)), size)));
         QCOMPARE(Intruder(directory->path()).ask(u"SELECT count(*) FROM pictures"_s).toInt(), 0);
-        (void)value(storage->addBranch(document(u"goes on"_s)));
+        const auto branch = value(storage->addBranch(document(u"goes on"_s)));
+        (void)value(storage->addScreenshot(screenshot(branch, samplePng(size, 99)), size));
+        QCOMPARE(Intruder(directory->path()).ask(u"SELECT count(*) FROM pictures"_s).toInt(), 1);
         QVERIFY(!value(storage->latestPicture(u"none"_s)).has_value());
     }
 
