@@ -7,9 +7,14 @@
 
 namespace quibel {
 
-/// The session as the window manager tells it.
-class XcbWorkspace final : public Workspace
+/// The session as the window manager tells it or, where none does, as the input focus shows it.
+///
+/// While an activation is under way it is alone in selecting events of the root window on its
+/// connection.
+class XcbWorkspace final : public QObject, public Workspace
 {
+    Q_OBJECT
+
 public:
     XcbWorkspace(XcbConnection& connection, Screens& screens, const DesktopEntries& entries);
 
@@ -19,9 +24,15 @@ public:
     [[nodiscard]] std::optional<std::vector<WindowInfo>> onScreenWindows() override;
 
 private:
-    [[nodiscard]] RunningApplication ownerOf(xcb_window_t window);
-    [[nodiscard]] bool contains(xcb_window_t window, xcb_window_t descendant);
+    [[nodiscard]] xcb_window_t frontmostWindow();
+    [[nodiscard]] xcb_window_t focusedWindow();
     [[nodiscard]] xcb_window_t focusWithin(xcb_window_t window);
+    /// The window and what it lies in, up to below the root; empty when it is gone.
+    [[nodiscard]] std::vector<xcb_window_t> ancestry(xcb_window_t window);
+    [[nodiscard]] XcbProperty activeWindow();
+    [[nodiscard]] RunningApplication ownerOf(xcb_window_t window);
+    void selectRootEvents(xcb_event_mask_t events);
+    void handleEvent(const xcb_generic_event_t* event);
 
     XcbConnection& x;
     Screens& screens;
@@ -35,8 +46,13 @@ private:
         xcb_window_t window = XCB_WINDOW_NONE;
         xcb_window_t focus = XCB_WINDOW_NONE;
     } lastFrontmost;
-    /// The window that was activated last, until the window manager names an active one.
-    xcb_window_t activating = XCB_WINDOW_NONE;
+    /// The window that was activated last, until the window manager names an active one: it
+    /// follows later, and what it names till then is past.
+    struct
+    {
+        xcb_window_t window = XCB_WINDOW_NONE;
+        std::uint32_t request = 0; ///< The number of the request that activated it.
+    } activating;
 };
 
 /// An area of the desktop in points.

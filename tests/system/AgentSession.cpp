@@ -1,0 +1,213 @@
+#include "tests/system/AgentSession.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QPainter>
+#include <QTest>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel::testing {
+
+namespace {
+
+constexpr int panelWidth = 484;
+constexpr int patienceMs = 20'000;
+
+template <typename Condition>
+bool waitUntil(Condition condition)
+{
+    return QTest::qWaitFor(condition, patienceMs);
+}
+
+} // namespace
+
+EditorWindow::EditorWindow(const QString& title)
+    : field(this)
+{
+    setWindowTitle(title);
+    resize(400, 300);
+    field.setGeometry(20, 20, 360, 30);
+}
+
+bool EditorWindow::bringToFront()
+{
+    show();
+    raise();
+    activateWindow();
+    field.setFocus();
+    return waitUntil([this] { return isActiveWindow() && field.hasFocus(); });
+}
+
+void EditorWindow::paintEvent(QPaintEvent* /*event*/)
+{
+    QPainter painter(this);
+    for (int y = 0; y < height(); y += 10)
+        for (int x = 0; x < width(); x += 10)
+            painter.fillRect(x, y, 10, 10, QColor((x * 7) % 256, (y * 5) % 256, (x + y) % 256));
+}
+
+AgentSession::AgentSession(VirtualDesktop& where)
+    : desktop(where)
+{
+    service.answer(
+        "/api/projects",
+        Answer::json(200, R"([{"id":"p1","name":"Atlas"},{"id":"p2","name":"Beacon"}])"));
+    service.answer("/api/branches/from-agent", Answer::json(201, R"({"branch":{"id":"b1"}})"));
+    service.answer("/api/branches/b1/screenshots", Answer::json(201, "{}"));
+    QFile::remove(preferencesFile());
+    forgetKey();
+}
+
+AgentSession::~AgentSession()
+{
+    if (!isRunning())
+        return;
+    agent->terminate();
+    agent->waitForFinished(patienceMs);
+}
+
+bool AgentSession::storeKey(const QByteArray& key)
+{
+    return desktop
+        .output(u"secret-tool"_s,
+                { u"store"_s,
+                  u"--label=QuibelDesktop"_s,
+                  u"service"_s,
+                  u"QuibelDesktop"_s,
+                  u"account"_s,
+                  u"apiKey"_s },
+                key)
+        .has_value();
+}
+
+std::optional<QByteArray> AgentSession::storedKey() const
+{
+    return desktop.output(
+        u"secret-tool"_s,
+        { u"lookup"_s, u"service"_s, u"QuibelDesktop"_s, u"account"_s, u"apiKey"_s });
+}
+
+void AgentSession::forgetKey()
+{
+    static_cast<void>(desktop.output(
+        u"secret-tool"_s,
+        { u"clear"_s, u"service"_s, u"QuibelDesktop"_s, u"account"_s, u"apiKey"_s }));
+}
+
+bool AgentSession::launch(const QProcessEnvironment& extra)
+{
+    agent = std::make_unique<QProcess>();
+    QProcessEnvironment surroundings = desktop.environment();
+    surroundings.insert(u"QUIBEL_API_BASE_URL"_s, service.url().toString());
+    surroundings.insert(extra);
+    agent->setProcessEnvironment(surroundings);
+    QObject::connect(agent.get(), &QProcess::readyReadStandardOutput, agent.get(), [this] {
+        standardOutput += agent->readAllStandardOutput();
+    });
+    QObject::connect(agent.get(), &QProcess::readyReadStandardError, agent.get(), [this] {
+        standardError += agent->readAllStandardError();
+    });
+    agent->start(qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-capture-agent"_s);
+    // The panel's window is made last, after the hot key is grabbed.
+    return waitUntil([this] {
+        const auto windows = desktop.output(
+            u"xdotool"_s, { u"search"_s, u"--class"_s, u"quibel-capture-agent"_s });
+        return windows && !windows->isEmpty();
+    });
+}
+
+void AgentSession::kill()
+{
+    agent->kill();
+    agent->waitForFinished(patienceMs);
+}
+
+void AgentSession::press(const QString& keys) const
+{
+    static_cast<void>(desktop.output(u"xdotool"_s, { u"key"_s, keys }));
+}
+
+void AgentSession::type(const QString& text) const
+{
+    static_cast<void>(desktop.output(
+        u"xdotool"_s, { u"type"_s, u"--delay"_s, u"1"_s, u"--file"_s, u"-"_s }, text.toUtf8()));
+}
+
+std::optional<AgentSession::Panel> AgentSession::panel() const
+{
+    const auto windows = desktop.output(
+        u"xdotool"_s, { u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"quibel-capture-agent"_s });
+    const auto ids = windows.value_or(QByteArray()).split('\n');
+    for (const QByteArray& id : ids) {
+        if (id.isEmpty())
+            continue;
+        const auto geometry = desktop.output(
+            u"xdotool"_s, { u"getwindowgeometry"_s, u"--shell"_s, QString::fromLatin1(id) });
+        QHash<QByteArray, int> values;
+        const auto lines = geometry.value_or(QByteArray()).split('\n');
+        for (const QByteArray& line : lines)
+            values.insert(line.split('=').first(), line.split('=').last().toInt());
+        if (values.value("WIDTH") == panelWidth)
+            return Panel { .window = id.toULongLong(),
+                           .geometry = { values.value("X"),
+                                         values.value("Y"),
+                                         values.value("WIDTH"),
+                                         values.value("HEIGHT") } };
+    }
+    return std::nullopt;
+}
+
+bool AgentSession::panelHasKeyboard() const
+{
+    const auto shown = panel();
+    const auto focus = desktop.output(u"xdotool"_s, { u"getwindowfocus"_s });
+    return shown && focus && focus->trimmed().toULongLong() == shown->window;
+}
+
+bool AgentSession::openPanel() const
+{
+    press(u"super+shift+b"_s);
+    return waitUntil([this] { return panelHasKeyboard(); });
+}
+
+QJsonObject AgentSession::preferences() const
+{
+    QFile file(preferencesFile());
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
+                                          : QJsonObject();
+}
+
+void AgentSession::writePreferences(const QJsonObject& values) const
+{
+    QDir().mkpath(QFileInfo(preferencesFile()).path());
+    QFile file(preferencesFile());
+    if (!file.open(QIODevice::WriteOnly))
+        qFatal("cannot write the preferences");
+    file.write(QJsonDocument(values).toJson());
+}
+
+QJsonObject AgentSession::sent(const QByteArray& path, std::size_t index) const
+{
+    for (const ReceivedRequest& request : service.requests())
+        if (request.target == path && index-- == 0)
+            return QJsonDocument::fromJson(request.body).object();
+    return {};
+}
+
+std::size_t AgentSession::countOf(const QByteArray& path) const
+{
+    return static_cast<std::size_t>(
+        std::ranges::count(service.requests(), path, &ReceivedRequest::target));
+}
+
+QString AgentSession::preferencesFile() const
+{
+    return desktop.environment().value(u"XDG_CONFIG_HOME"_s) + u"/quibel/preferences.json"_s;
+}
+
+} // namespace quibel::testing

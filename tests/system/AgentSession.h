@@ -1,0 +1,94 @@
+#pragma once
+
+#include "tests/desktop/VirtualDesktop.h"
+#include "tests/service/ScriptedService.h"
+
+#include <QJsonObject>
+#include <QLineEdit>
+#include <QProcess>
+#include <QRect>
+#include <QWidget>
+
+#include <memory>
+#include <optional>
+
+namespace quibel::testing {
+
+/// The application that the user is working in: a window of this test, with a field that takes what
+/// is typed and a picture that can be told from any other.
+class EditorWindow : public QWidget
+{
+public:
+    explicit EditorWindow(const QString& title);
+
+    /// Shows the window and gives it the keyboard, as a user who clicks it. Returns when it has it.
+    [[nodiscard]] bool bringToFront();
+
+    QLineEdit field;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+/// The real agent with a real service, on the private desktop that this test process has entered.
+///
+/// Thread: main; the calls run the event loop while they wait.
+class AgentSession
+{
+public:
+    /// `service` stands for the user's account: two projects, every branch is taken.
+    explicit AgentSession(VirtualDesktop& desktop);
+    AgentSession(const AgentSession&) = delete;
+    AgentSession& operator=(const AgentSession&) = delete;
+    /// Ends the agent; fails the test when it does not end well.
+    ~AgentSession();
+
+    /// Puts a key into the key ring, as if the account had been connected.
+    [[nodiscard]] bool storeKey(const QByteArray& key = "sk_system");
+    [[nodiscard]] std::optional<QByteArray> storedKey() const;
+    void forgetKey();
+
+    /// Starts the agent and waits until its hot key is grabbed.
+    [[nodiscard]] bool launch(const QProcessEnvironment& extra = {});
+    /// Ends the agent at once, as a crash would.
+    void kill();
+    [[nodiscard]] bool isRunning() const { return agent && agent->state() == QProcess::Running; }
+    [[nodiscard]] qint64 processId() const { return agent->processId(); }
+
+    /// Presses keys as a keyboard does, for example "super+shift+b".
+    void press(const QString& keys) const;
+    void type(const QString& text) const;
+
+    /// The visible window of the panel; none while it is closed.
+    struct Panel
+    {
+        WId window = 0;
+        QRect geometry;
+    };
+    [[nodiscard]] std::optional<Panel> panel() const;
+    [[nodiscard]] bool panelHasKeyboard() const;
+    /// Presses the hot key and waits until the panel has the keyboard.
+    [[nodiscard]] bool openPanel() const;
+
+    [[nodiscard]] QJsonObject preferences() const;
+    void writePreferences(const QJsonObject& values) const;
+
+    /// The body of the `index`-th request to `path` as JSON; empty when there is none.
+    [[nodiscard]] QJsonObject sent(const QByteArray& path, std::size_t index = 0) const;
+    [[nodiscard]] std::size_t countOf(const QByteArray& path) const;
+
+    [[nodiscard]] QByteArray output() const { return standardOutput; }
+    [[nodiscard]] QByteArray errors() const { return standardError; }
+
+    ScriptedService service;
+
+private:
+    [[nodiscard]] QString preferencesFile() const;
+
+    VirtualDesktop& desktop;
+    std::unique_ptr<QProcess> agent;
+    QByteArray standardOutput;
+    QByteArray standardError;
+};
+
+} // namespace quibel::testing

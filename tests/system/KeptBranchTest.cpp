@@ -1,0 +1,133 @@
+#include "tests/system/AgentSession.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel::testing {
+
+namespace {
+
+VirtualDesktop* theDesktop = nullptr;
+
+const QByteArray branchPath = "/api/branches/from-agent";
+const QString keptKey = u"quibel.lastFailedCapture"_s;
+
+} // namespace
+
+class KeptBranchTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    [[nodiscard]] static QByteArray keptIn(const QJsonObject& preferences)
+    {
+        return QByteArray::fromBase64(preferences[keptKey][u"base64"_s].toString().toLatin1());
+    }
+
+private Q_SLOTS:
+    void survivesAKillAndIsSentAgainByTheNextPress()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+
+        session.service.answer(branchPath, Answer::json(500, "{}"));
+        QVERIFY(session.openPanel());
+        session.type(u"keep me"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(session.preferences().contains(keptKey));
+        const QByteArray kept = keptIn(session.preferences());
+        QCOMPARE(kept, session.service.requests().back().body);
+        session.kill();
+        QCOMPARE(keptIn(session.preferences()), kept);
+
+        // The list of projects would drop the kept branch, so the service does not give it now.
+        session.service.answer("/api/projects", Answer::json(503, "{}"));
+        session.service.answer(branchPath, Answer::json(201, R"({"id":"b1"})"));
+        QVERIFY(session.launch());
+        QTRY_COMPARE(session.countOf("/api/projects"), 2U);
+        session.press(u"super+shift+b"_s);
+        QTRY_COMPARE(session.countOf(branchPath), 2U);
+        QCOMPARE(session.service.requests().back().body, kept);
+        QTRY_VERIFY(!session.preferences().contains(keptKey));
+        QVERIFY(!session.panel());
+        QVERIFY(session.openPanel());
+        session.press(u"Escape"_s);
+    }
+
+    void isKeptWhenTheServiceIsNotThere()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
+                                   { u"quibel.apiBaseURL"_s, u"http://127.0.0.1:1"_s } });
+        QVERIFY(session.launch());
+        QVERIFY(session.openPanel());
+        session.type(u"offline"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(keptIn(session.preferences()).contains("offline"));
+    }
+
+    void anAnswerWithProjectsDropsIt()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        session.writePreferences({ { keptKey, QJsonObject { { u"base64"_s, u"e30="_s } } } });
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded 2 projects"));
+        QTRY_VERIFY(!session.preferences().contains(keptKey));
+    }
+
+    /// Kills the agent at moments spread over a submission that fails; a failure that the agent has
+    /// handled, which its next press of the hot key would show, is on disk.
+    void aKillAtAnyMomentLeavesReadablePreferences()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) } });
+        session.service.answer("/api/projects", Answer::json(503, "{}"));
+        session.service.answer(branchPath, Answer::json(500, "{}"));
+        QByteArray lastKept;
+        for (int round = 0; round < 5; ++round) {
+            QVERIFY(session.launch());
+            if (!lastKept.isEmpty()) {
+                const auto before = session.countOf(branchPath);
+                session.press(u"super+shift+b"_s);
+                QTRY_COMPARE(session.countOf(branchPath), before + 1);
+                QCOMPARE(session.service.requests().back().body, lastKept);
+            }
+            QVERIFY(session.openPanel());
+            const auto before = session.countOf(branchPath);
+            session.type(u"round %1"_s.arg(round));
+            session.press(u"Return"_s);
+            QTRY_COMPARE(session.countOf(branchPath), before + 1);
+            const QByteArray sent = session.service.requests().back().body;
+            session.kill();
+            const QByteArray kept = keptIn(session.preferences());
+            QVERIFY(kept == sent || kept == lastKept);
+            lastKept = kept;
+        }
+    }
+};
+
+} // namespace quibel::testing
+
+int main(int argc, char* argv[])
+{
+    quibel::testing::VirtualDesktop desktop({ .keyRing = true });
+    if (!desktop.start())
+        return 1;
+    desktop.enter();
+    quibel::testing::theDesktop = &desktop;
+    const QApplication application(argc, argv);
+    quibel::testing::KeptBranchTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "KeptBranchTest.moc"
