@@ -189,13 +189,11 @@ SecretAnswer LibsecretSecretItems::perform(const Operation& operation)
 std::optional<SecretAnswer> LibsecretSecretItems::attempt(TimedCalls& calls,
                                                           const Operation& operation)
 {
-    std::optional<SecretAnswer> answer;
-    if (service || connectToService(calls))
-        answer = operation(calls);
-    if (!answer) {
+    if (!service && !connectToService(calls))
+        return std::nullopt;
+    auto answer = operation(calls);
+    if (!answer)
         service.reset();
-        calls.settle();
-    }
     return answer;
 }
 
@@ -260,7 +258,7 @@ std::optional<SecretAnswer> LibsecretSecretItems::create(TimedCalls& calls,
         secret_collection_for_alias_finish(aliased.get(), error.receiver()));
     if (error)
         return std::nullopt;
-    if (!collection || secret_collection_get_locked(collection.get()) != FALSE)
+    if (!collection)
         return status(SecretStatus::unavailable);
 
     const GLibHandle<GHashTable> attributes = makeAttributes(identity);

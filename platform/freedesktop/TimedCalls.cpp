@@ -42,11 +42,6 @@ GLibHandle<GAsyncResult> TimedCalls::resultOf(const Start& start)
     return result;
 }
 
-void TimedCalls::settle()
-{
-    while (g_main_context_iteration(context, FALSE) != FALSE) { }
-}
-
 bool TimedCalls::expired() const
 {
     return g_cancellable_is_cancelled(cancellable.get()) != FALSE;

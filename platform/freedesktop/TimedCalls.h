@@ -25,10 +25,6 @@ public:
 
     [[nodiscard]] GLibHandle<GAsyncResult> resultOf(const Start& start);
 
-    /// Lets go of what ended calls left in the context: it keeps their connection in use, and GLib
-    /// hands a connection in use out again even when it is closed.
-    void settle();
-
     [[nodiscard]] bool expired() const;
 
 private:

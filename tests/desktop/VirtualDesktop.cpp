@@ -8,7 +8,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include <unistd.h>
+#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +22,14 @@ bool fail(const QString& what)
 {
     std::fprintf(stderr, "virtual desktop: %s\n", qPrintable(what));
     return false;
+}
+
+/// A process that ends with this one, also when a crash leaves nobody to end it.
+std::unique_ptr<QProcess> makeProcess()
+{
+    auto process = std::make_unique<QProcess>();
+    process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    return process;
 }
 
 } // namespace
@@ -87,7 +95,7 @@ void VirtualDesktop::enter() const
 
 QProcess* VirtualDesktop::launch(const QString& program, const QStringList& arguments)
 {
-    auto process = std::make_unique<QProcess>();
+    auto process = makeProcess();
     process->setProcessEnvironment(surroundings);
     process->start(program, arguments);
     if (!process->waitForStarted(patienceMs)) {
@@ -128,7 +136,7 @@ void VirtualDesktop::stop(QProcess* process)
 
 bool VirtualDesktop::startServer()
 {
-    auto server = std::make_unique<QProcess>();
+    auto server = makeProcess();
     // The server picks a free display itself and tells its number on standard output, so that any
     // number of desktops can run side by side.
     const QStringList arguments { u"-displayfd"_s, u"1"_s,         u"-screen"_s, u"0"_s,
@@ -178,8 +186,14 @@ bool VirtualDesktop::startBus()
 
 bool VirtualDesktop::startWindowManager()
 {
+    // Openbox shows itself before it listens, and leaves a window that comes in between unmanaged
+    // until something else happens. It listens once it has done something that it was asked for.
     return launch(options.windowManager) != nullptr
-        && waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s }, "window id");
+        && waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s }, "window id")
+        && waitUntilOutput(
+               u"sh"_s,
+               { u"-c"_s, u"xdotool set_num_desktops 6; xprop -root _NET_NUMBER_OF_DESKTOPS"_s },
+               " = 6\n");
 }
 
 bool VirtualDesktop::startKeyRing()
@@ -222,11 +236,19 @@ bool VirtualDesktop::startTray()
     QFile file(configuration);
     if (!file.open(QIODevice::WriteOnly))
         return fail(u"cannot write "_s + configuration);
-    file.write("panel_items = S\npanel_size = 100% 32\npanel_position = bottom center horizontal\n"
-               "strut_policy = follow_size\nrounded = 0\nbackground_color = #202020 100\n");
+    file.write("rounded = 0\nbackground_color = #202020 100\n"
+               "panel_items = S\npanel_size = 100% 32\npanel_position = bottom center horizontal\n"
+               "panel_background_id = 1\nstrut_policy = follow_size\n");
     file.close();
-    return launch(u"tint2"_s, { u"-c"_s, configuration }) != nullptr
+    tray = launch(u"tint2"_s, { u"-c"_s, configuration });
+    return tray != nullptr
         && waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_WORKAREA"_s }, "768");
+}
+
+void VirtualDesktop::stopTray()
+{
+    stop(tray);
+    tray = nullptr;
 }
 
 bool VirtualDesktop::waitUntilOutput(const QString& program,

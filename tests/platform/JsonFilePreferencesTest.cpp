@@ -125,13 +125,13 @@ mode_t modeOf(const QString& path)
 } // namespace
 
 /// Stands before the system's, for this program only.
-extern "C" int fsync(int descriptor)
+extern "C" int fsync(int fd)
 {
     SynchronizationLog& log = synchronizations();
     if (!log.preferences.isEmpty())
-        log.entries.push_back({ .file = QFile::symLinkTarget(u"/proc/self/fd/%1"_s.arg(descriptor)),
+        log.entries.push_back({ .file = QFile::symLinkTarget(u"/proc/self/fd/%1"_s.arg(fd)),
                                 .content = readAll(log.preferences) });
-    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+    return static_cast<int>(::syscall(SYS_fsync, fd));
 }
 
 class JsonFilePreferencesTest : public QObject

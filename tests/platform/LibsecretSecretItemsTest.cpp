@@ -1,11 +1,14 @@
 #include "platform/freedesktop/LibsecretSecretItems.h"
 #include "tests/desktop/VirtualDesktop.h"
+#include "tests/platform/PromptingSecretStore.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTest>
 
 #include <csignal>
+#include <cstdio>
 #include <functional>
 
 #include <sys/types.h>
@@ -18,6 +21,9 @@ namespace {
 
 const SecretIdentity identity { .service = u"QuibelDesktop"_s, .account = u"apiKey"_s };
 const QStringList itemAttributes { u"service"_s, u"QuibelDesktop"_s, u"account"_s, u"apiKey"_s };
+
+/// Makes this program a store for its own test.
+const QString promptingStore = u"--prompting-store"_s;
 
 constexpr qint64 longestCallMs = 2'000;
 
@@ -118,6 +124,7 @@ private Q_SLOTS:
     void seesAnotherProgramsChangeAtOnce();
 
     void neverAsksToUnlock();
+    void neverStartsAPromptThatAnswersAChange();
     void createsNoDefaultCollection();
     void isUnavailableWithoutAService();
     void isUnavailableWithoutASessionBus();
@@ -311,6 +318,31 @@ void LibsecretSecretItemsTest::neverAsksToUnlock()
     desktop.stop(monitor);
 }
 
+void LibsecretSecretItemsTest::neverStartsAPromptThatAnswersAChange()
+{
+    desktop.stopKeyRing();
+    QProcess* const store
+        = desktop.launch(QCoreApplication::applicationFilePath(), { promptingStore });
+    QVERIFY(store != nullptr);
+    QByteArray told;
+    QTRY_COMPARE(told += store->readAllStandardOutput(), QByteArray("ready\n"));
+
+    const SecretIdentity existing { .service = u"QuibelDesktop"_s, .account = u"existing"_s };
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "new"), SecretStatus::unavailable);
+    QCOMPARE(items.add(existing, "new"), SecretStatus::duplicateItem);
+    QCOMPARE(items.remove(existing), SecretStatus::unavailable);
+
+    // A program that does start it shows that the store would have told.
+    QProcess* const asking = desktop.launch(
+        u"secret-tool"_s,
+        { u"clear"_s, u"service"_s, existing.service, u"account"_s, existing.account });
+    QTRY_VERIFY((told += store->readAllStandardOutput()).contains("prompted"));
+    QCOMPARE(told, QByteArray("ready\nprompted\n"));
+    desktop.stop(asking);
+    desktop.stop(store);
+}
+
 void LibsecretSecretItemsTest::createsNoDefaultCollection()
 {
     VirtualDesktop fresh({ .windowManager = QString(), .keyRing = false });
@@ -352,6 +384,7 @@ void LibsecretSecretItemsTest::isUnavailableWithoutASessionBus()
         QCOMPARE(call.status, SecretStatus::unavailable);
         QVERIFY2(call.milliseconds < longestCallMs / 2, "waited for a bus that is not there");
     }
+    QTRY_COMPARE(items.copyMatching(identity).status, SecretStatus::itemNotFound);
     QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
 }
 
@@ -416,7 +449,7 @@ void LibsecretSecretItemsTest::returnsInTimeWhenTheBusHangs()
             QVERIFY2(call.milliseconds < longestCallMs, "waited too long");
         }
     }
-    QCOMPARE(items.copyMatching(identity).data, QByteArray("mine"));
+    QTRY_COMPARE(items.copyMatching(identity).data, QByteArray("mine"));
 }
 
 void LibsecretSecretItemsTest::outlivesTheBus()
@@ -430,10 +463,25 @@ void LibsecretSecretItemsTest::outlivesTheBus()
     }
     QCOMPARE(items.copyMatching(identity).status, SecretStatus::unavailable);
     desktop.enter();
+    // GLib gives a connection up in a thread of its own, so that the old one may turn up once more.
+    QTRY_COMPARE(items.copyMatching(identity).status, SecretStatus::itemNotFound);
     QCOMPARE(items.add(identity, "here"), SecretStatus::success);
     QCOMPARE(lookedUp(), QByteArray("here"));
 }
 
-QTEST_GUILESS_MAIN(LibsecretSecretItemsTest)
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    if (QCoreApplication::arguments().contains(promptingStore)) {
+        quibel::testing::PromptingSecretStore store;
+        if (!store.start())
+            return 1;
+        std::puts("ready");
+        std::fflush(stdout);
+        return QCoreApplication::exec();
+    }
+    LibsecretSecretItemsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 
 #include "LibsecretSecretItemsTest.moc"
