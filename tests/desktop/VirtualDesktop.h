@@ -59,6 +59,8 @@ public:
     /// Ends the key ring, as a crash would.
     void stopKeyRing();
     bool startTray();
+    /// Ends the panel with its tray.
+    void stopTray();
 
 private:
     bool startServer();
@@ -72,6 +74,7 @@ private:
     QProcessEnvironment surroundings;
     std::vector<std::unique_ptr<QProcess>> processes;
     QProcess* keyRing = nullptr;
+    QProcess* tray = nullptr;
 };
 
 } // namespace quibel::testing

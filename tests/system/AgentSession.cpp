@@ -16,6 +16,7 @@ namespace quibel::testing {
 namespace {
 
 constexpr int panelWidth = 484;
+constexpr int largestIcon = 64;
 constexpr int patienceMs = 20'000;
 
 template <typename Condition>
@@ -37,6 +38,11 @@ EditorWindow::EditorWindow(const QString& title)
 bool EditorWindow::bringToFront()
 {
     show();
+    return bringToFrontAsItIs();
+}
+
+bool EditorWindow::bringToFrontAsItIs()
+{
     raise();
     activateWindow();
     field.setFocus();
@@ -138,27 +144,43 @@ void AgentSession::type(const QString& text) const
         u"xdotool"_s, { u"type"_s, u"--delay"_s, u"1"_s, u"--file"_s, u"-"_s }, text.toUtf8()));
 }
 
-std::optional<AgentSession::Panel> AgentSession::panel() const
+std::vector<AgentSession::Window> AgentSession::visibleWindows() const
 {
-    const auto windows = desktop.output(
+    std::vector<Window> windows;
+    const auto listed = desktop.output(
         u"xdotool"_s, { u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"quibel-capture-agent"_s });
-    const auto ids = windows.value_or(QByteArray()).split('\n');
+    const auto ids = listed.value_or(QByteArray()).split('\n');
     for (const QByteArray& id : ids) {
-        if (id.isEmpty())
-            continue;
         const auto geometry = desktop.output(
             u"xdotool"_s, { u"getwindowgeometry"_s, u"--shell"_s, QString::fromLatin1(id) });
+        if (id.isEmpty() || !geometry)
+            continue;
         QHash<QByteArray, int> values;
-        const auto lines = geometry.value_or(QByteArray()).split('\n');
+        const auto lines = geometry->split('\n');
         for (const QByteArray& line : lines)
             values.insert(line.split('=').first(), line.split('=').last().toInt());
-        if (values.value("WIDTH") == panelWidth)
-            return Panel { .window = id.toULongLong(),
-                           .geometry = { values.value("X"),
-                                         values.value("Y"),
-                                         values.value("WIDTH"),
-                                         values.value("HEIGHT") } };
+        windows.push_back({ .id = id.toULongLong(),
+                            .geometry = { values.value("X"),
+                                          values.value("Y"),
+                                          values.value("WIDTH"),
+                                          values.value("HEIGHT") } });
     }
+    return windows;
+}
+
+std::optional<AgentSession::Window> AgentSession::panel() const
+{
+    for (const Window& window : visibleWindows())
+        if (window.geometry.width() == panelWidth)
+            return window;
+    return std::nullopt;
+}
+
+std::optional<AgentSession::Window> AgentSession::trayIcon() const
+{
+    for (const Window& window : visibleWindows())
+        if (window.geometry.width() <= largestIcon)
+            return window;
     return std::nullopt;
 }
 
@@ -166,7 +188,32 @@ bool AgentSession::panelHasKeyboard() const
 {
     const auto shown = panel();
     const auto focus = desktop.output(u"xdotool"_s, { u"getwindowfocus"_s });
-    return shown && focus && focus->trimmed().toULongLong() == shown->window;
+    return shown && focus && focus->trimmed().toULongLong() == shown->id;
+}
+
+bool AgentSession::chooseInMenu(MenuItem item) const
+{
+    if (!waitUntil([this] { return trayIcon().has_value(); }))
+        return false;
+    const QPoint centre = trayIcon()->geometry.center();
+    const auto clicked = desktop.output(u"xdotool"_s,
+                                        { u"mousemove"_s,
+                                          QString::number(centre.x()),
+                                          QString::number(centre.y()),
+                                          u"click"_s,
+                                          u"1"_s });
+    if (!clicked || !waitUntil([this] { return visibleWindows().size() >= 2; }))
+        return false;
+    for (int step = 0; step < static_cast<int>(item); ++step)
+        press(u"Down"_s);
+    press(u"Return"_s);
+    return true;
+}
+
+bool AgentSession::windowWithKeyboardIs(const QString& title) const
+{
+    const auto focus = desktop.output(u"xdotool"_s, { u"getwindowfocus"_s, u"getwindowname"_s });
+    return focus && QString::fromUtf8(focus->trimmed()) == title;
 }
 
 bool AgentSession::openPanel() const

@@ -23,6 +23,8 @@ public:
 
     /// Shows the window and gives it the keyboard, as a user who clicks it. Returns when it has it.
     [[nodiscard]] bool bringToFront();
+    /// The same for a window that is shown already, in whatever state.
+    [[nodiscard]] bool bringToFrontAsItIs();
 
     QLineEdit field;
 
@@ -53,22 +55,31 @@ public:
     /// Ends the agent at once, as a crash would.
     void kill();
     [[nodiscard]] bool isRunning() const { return agent && agent->state() == QProcess::Running; }
-    [[nodiscard]] qint64 processId() const { return agent->processId(); }
+    [[nodiscard]] int exitCode() const { return agent->exitCode(); }
 
     /// Presses keys as a keyboard does, for example "super+shift+b".
     void press(const QString& keys) const;
     void type(const QString& text) const;
 
-    /// The visible window of the panel; none while it is closed.
-    struct Panel
+    struct Window
     {
-        WId window = 0;
+        WId id = 0;
         QRect geometry;
     };
-    [[nodiscard]] std::optional<Panel> panel() const;
+    /// The visible window of the panel; none while it is closed.
+    [[nodiscard]] std::optional<Window> panel() const;
     [[nodiscard]] bool panelHasKeyboard() const;
     /// Presses the hot key and waits until the panel has the keyboard.
     [[nodiscard]] bool openPanel() const;
+
+    /// The agent's icon in the tray; none while it is not shown.
+    [[nodiscard]] std::optional<Window> trayIcon() const;
+
+    /// How many times Down is pressed to get there from a menu that has just opened.
+    enum class MenuItem { sendBranch = 1, connectAccount = 2, quit = 3 };
+    /// Clicks the icon and chooses an item by the keyboard.
+    [[nodiscard]] bool chooseInMenu(MenuItem item) const;
+    [[nodiscard]] bool windowWithKeyboardIs(const QString& title) const;
 
     [[nodiscard]] QJsonObject preferences() const;
     void writePreferences(const QJsonObject& values) const;
@@ -84,6 +95,7 @@ public:
 
 private:
     [[nodiscard]] QString preferencesFile() const;
+    [[nodiscard]] std::vector<Window> visibleWindows() const;
 
     VirtualDesktop& desktop;
     std::unique_ptr<QProcess> agent;

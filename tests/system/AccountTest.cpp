@@ -1,0 +1,185 @@
+#include "tests/system/AgentSession.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel::testing {
+
+namespace {
+
+VirtualDesktop* theDesktop = nullptr;
+
+const QByteArray branchPath = "/api/branches/from-agent";
+
+} // namespace
+
+class AccountTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void isConnectedThroughTheTrayMenuByTypingTheKey()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.launch());
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        QTRY_VERIFY(session.windowWithKeyboardIs(u"Connect Quibel"_s));
+        session.type(u"sk_typed"_s);
+        session.press(u"Return"_s);
+        QTRY_COMPARE(session.storedKey(), "sk_typed"_ba);
+        QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
+        QCOMPARE(session.service.requests().front().header("Authorization"), "Bearer sk_typed"_ba);
+        QTRY_VERIFY(!session.windowWithKeyboardIs(u"Connect Quibel"_s));
+    }
+
+    void aRejectedKeyIsNotKeptAndSignsOut()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey("sk_old"));
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        session.service.answer("/api/projects", Answer::json(401, "{}"));
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        QTRY_VERIFY(session.windowWithKeyboardIs(u"Connect Quibel"_s));
+        session.type(u"sk_wrong"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(!session.storedKey());
+        QVERIFY(session.windowWithKeyboardIs(u"Connect Quibel"_s));
+        session.press(u"Escape"_s);
+        QTRY_VERIFY(!session.windowWithKeyboardIs(u"Connect Quibel"_s));
+    }
+
+    void aRejectedBranchSignsOutAndTheNextOneIsNotSent()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+        session.service.answer(branchPath, Answer::json(401, "{}"));
+        QVERIFY(session.openPanel());
+        session.type(u"rejected"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(!session.storedKey());
+        QTRY_VERIFY(!session.panel());
+        QVERIFY(!session.preferences().contains(u"quibel.lastFailedCapture"_s));
+
+        // Signed out, there is no project to send to: Return does nothing, Escape closes.
+        QVERIFY(session.openPanel());
+        session.type(u"unsent"_s);
+        session.press(u"Return"_s);
+        session.press(u"Escape"_s);
+        QTRY_VERIFY(!session.panel());
+        QCOMPARE(session.countOf(branchPath), 1U);
+    }
+
+    void sendBranchInTheMenuOpensThePanel()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        QVERIFY(session.launch());
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::sendBranch));
+        QTRY_VERIFY(session.panelHasKeyboard());
+        session.press(u"Escape"_s);
+    }
+
+    void quitInTheMenuEndsTheAgentWell()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.launch());
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::quit));
+        QTRY_VERIFY(!session.isRunning());
+        QCOMPARE(session.exitCode(), 0);
+    }
+
+    void theIconAppearsInATrayThatComesLate()
+    {
+        theDesktop->stopTray();
+        AgentSession session(*theDesktop);
+        QVERIFY(session.launch());
+        QVERIFY(!session.trayIcon());
+        QVERIFY(theDesktop->startTray());
+        QTRY_VERIFY(session.trayIcon());
+        theDesktop->stopTray();
+        QTRY_VERIFY(!session.trayIcon());
+        QVERIFY(theDesktop->startTray());
+        QTRY_VERIFY(session.trayIcon());
+    }
+
+    void withoutAKeyRingThePanelStillOpensAndNothingIsSaved()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) } });
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+        theDesktop->stopKeyRing();
+        QVERIFY(session.openPanel());
+        session.press(u"Escape"_s);
+        QTRY_VERIFY(!session.panel());
+
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        QTRY_VERIFY(session.windowWithKeyboardIs(u"Connect Quibel"_s));
+        session.type(u"sk_unsaved"_s);
+        session.press(u"Return"_s);
+        QTRY_COMPARE(session.countOf("/api/projects"), 2U);
+        // A key that is kept closes the panel; this one is not.
+        QVERIFY(session.windowWithKeyboardIs(u"Connect Quibel"_s));
+        session.press(u"Escape"_s);
+
+        // The key ring comes again and with it the key: branches go out without a restart.
+        QVERIFY(theDesktop->startKeyRing());
+        QVERIFY(session.storeKey("sk_again"));
+        QVERIFY(editor.bringToFront());
+        QVERIFY(session.openPanel());
+        session.type(u"back"_s);
+        session.press(u"Return"_s);
+        QTRY_COMPARE(session.countOf(branchPath), 1U);
+        QCOMPARE(session.service.requests().back().header("Authorization"), "Bearer sk_again"_ba);
+    }
+
+    void theKeyIsInNoOutput()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey("sk_secret_of_this_test"));
+        session.service.answer(branchPath, Answer::json(500, "{}"));
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+        QVERIFY(session.openPanel());
+        session.type(u"x"_s);
+        session.press(u"Right"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(session.preferences().contains(u"quibel.lastFailedCapture"_s));
+        QTRY_VERIFY(session.output().contains("Screenshot captured"));
+        QVERIFY(!session.output().contains("sk_secret"));
+        QVERIFY(!session.errors().contains("sk_secret"));
+        const auto processes = theDesktop->output(u"ps"_s, { u"axww"_s, u"-o"_s, u"args"_s });
+        QVERIFY(processes && !processes->contains("sk_secret"));
+    }
+};
+
+} // namespace quibel::testing
+
+int main(int argc, char* argv[])
+{
+    quibel::testing::VirtualDesktop desktop({ .keyRing = true, .tray = true });
+    if (!desktop.start())
+        return 1;
+    desktop.enter();
+    quibel::testing::theDesktop = &desktop;
+    const QApplication application(argc, argv);
+    quibel::testing::AccountTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "AccountTest.moc"
