@@ -25,7 +25,8 @@ public:
     {
         streams.push_back({ .filter = filter, .configuration = configuration });
         const bool isWindow = std::holds_alternative<WindowFilter>(filter);
-        return std::make_unique<Stream>(isWindow ? windowImage : displayImage);
+        return std::make_unique<Stream>(
+            *this, isWindow ? windowImage : displayImage, !isWindow || windowStreamsStart);
     }
 
     struct MadeStream
@@ -39,14 +40,19 @@ public:
     /// null image for a sample without one.
     std::optional<QImage> windowImage;
     std::optional<QImage> displayImage;
-    std::vector<MadeStream> streams; ///< In order.
+    bool windowStreamsStart = true;
+    bool deliversWhileStarting = false; ///< Rather than on the queue.
+    std::vector<MadeStream> streams;    ///< In order.
+    int stops = 0;
 
 private:
     class Stream final : public CaptureStream
     {
     public:
-        explicit Stream(std::optional<QImage> delivered)
-            : image(std::move(delivered))
+        Stream(FakeScreenCapture& owner, std::optional<QImage> delivered, bool canStart)
+            : capture(owner)
+            , image(std::move(delivered))
+            , starts(canStart)
         {
         }
 
@@ -58,17 +64,25 @@ private:
 
         [[nodiscard]] bool start() override
         {
-            if (image)
-                queue([receiver = output, frame = *image] {
-                    receiver->didOutput({ .image = frame }, StreamOutputType::screen);
-                });
+            if (!starts)
+                return false;
+            const auto deliver = [receiver = output, frame = image] {
+                if (frame)
+                    receiver->didOutput({ .image = *frame }, StreamOutputType::screen);
+            };
+            if (capture.deliversWhileStarting)
+                deliver();
+            else
+                queue(deliver);
             return true;
         }
 
-        void stop() override { }
+        void stop() override { ++capture.stops; }
 
     private:
+        FakeScreenCapture& capture;
         std::optional<QImage> image;
+        bool starts;
         std::shared_ptr<StreamOutput> output;
         SerialExecutor queue;
     };
