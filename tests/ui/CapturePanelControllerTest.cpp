@@ -5,6 +5,8 @@
 #include <QAbstractAnimation>
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPointer>
@@ -222,9 +224,13 @@ private Q_SLOTS:
         bench.controller.close();
 
         auto request = bench.request();
-        request.projects = { { .id = u"n"_s, .name = u"New"_s } };
+        request.projects.insert(request.projects.begin(), { .id = u"n"_s, .name = u"New"_s });
+        request.preferredProjectID.reset();
         request.showSyncWarning = true;
         bench.show(std::move(request));
+        const auto* warning = bench.view()->findChildren<QLabel*>()[4];
+        QCOMPARE(warning->text(), u"Offline — not syncing"_s);
+        QVERIFY(warning->isVisible());
         QCOMPARE(
             bench.submit(),
             (Bench::Submission { u""_s, { .id = u"n"_s, .name = u"New"_s }, ScreenshotMode::off }));
@@ -608,15 +614,33 @@ private Q_SLOTS:
         QCOMPARE(other.cursorPosition(), 3);
     }
 
-    void findsTheFocusAgainOnEveryShowing()
+    void takesTheKeysAgainOnEveryShowing()
     {
         Bench bench;
-        for (int i = 0; i < 3; ++i) {
+        for (std::size_t showing = 1; showing <= 3; ++showing) {
             bench.show();
             press(bench.windows.panel, Qt::Key_A);
             QCOMPARE(bench.field()->text(), u"a"_s);
+            press(bench.windows.panel, Qt::Key_Left);
+            QCOMPARE(bench.modes.size(), showing);
             bench.controller.close();
         }
+    }
+
+    void choosesByThePressAndNotByTheQuestionBeforeIt()
+    {
+        Bench bench;
+        bench.show();
+        QKeyEvent question(QEvent::ShortcutOverride, Qt::Key_Left, Qt::NoModifier);
+        QApplication::sendEvent(bench.field(), &question);
+        QVERIFY(question.isAccepted());
+        QCOMPARE(bench.modes.size(), 0U);
+        QKeyEvent keyDown(QEvent::KeyPress, Qt::Key_Left, Qt::NoModifier);
+        QApplication::sendEvent(bench.field(), &keyDown);
+        QCOMPARE(bench.modes.size(), 1U);
+        QKeyEvent keyUp(QEvent::KeyRelease, Qt::Key_Left, Qt::NoModifier);
+        QApplication::sendEvent(bench.field(), &keyUp);
+        QCOMPARE(bench.modes.size(), 1U);
     }
 
     void runsNoTimerWhileItIsHidden()

@@ -7,6 +7,7 @@
 #include <QClipboard>
 #include <QInputMethodEvent>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QTest>
 
@@ -366,6 +367,7 @@ private Q_SLOTS:
         CapturePanelView view(state, {}, {});
         view.show();
         QCOMPARE(view.width(), 484);
+        QVERIFY(view.layout()->minimumSize().width() <= 484);
         for (const auto* label : view.findChildren<QLabel*>()) {
             if (!label->isVisible())
                 continue;
