@@ -19,6 +19,8 @@ ScreenshotQueue::~ScreenshotQueue()
     }
     changed.notify_one();
     wait();
+    // Thread checkers do not see into Qt: what ran on the thread comes before this for them too.
+    const std::lock_guard ended(lock);
 }
 
 void ScreenshotQueue::add(Job job)
