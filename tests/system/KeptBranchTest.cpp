@@ -1,3 +1,4 @@
+#include "tests/service/TestCertificates.h"
 #include "tests/system/AgentSession.h"
 
 #include <QApplication>
@@ -72,6 +73,37 @@ private Q_SLOTS:
         session.type(u"offline"_s);
         session.press(u"Return"_s);
         QTRY_VERIFY(keptIn(session.preferences()).contains("offline"));
+    }
+
+    void isKeptWhenTheServiceCannotShowWhoItIs()
+    {
+        const TestCertificates certificates;
+        ScriptedService impostor(certificates.selfSigned());
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
+                                   { u"quibel.apiBaseURL"_s, impostor.url().toString() } });
+        QVERIFY(session.launch());
+        QVERIFY(session.openPanel());
+        session.type(u"secret"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(keptIn(session.preferences()).contains("secret"));
+        QVERIFY(impostor.requests().empty());
+    }
+
+    void isKeptAndNotSentInTheClearToAnotherMachine()
+    {
+        AgentSession session(*theDesktop);
+        QVERIFY(session.storeKey());
+        session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
+                                   { u"quibel.apiBaseURL"_s, u"http://service.invalid"_s } });
+        QVERIFY(session.launch());
+        QVERIFY(session.openPanel());
+        session.type(u"secret"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(keptIn(session.preferences()).contains("secret"));
+        QTRY_VERIFY(!session.errors().isEmpty());
+        QVERIFY(!session.errors().contains("sk_system"));
     }
 
     void anAnswerWithProjectsDropsIt()
