@@ -1,0 +1,375 @@
+#include "submission/BranchSubmissionClient.h"
+#include "tests/fakes/FakeHttpSession.h"
+#include "tests/fakes/FakePreferences.h"
+#include "tests/fakes/FakeSecretItems.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel {
+
+namespace {
+
+/// A client with all that it works with, signed in.
+struct Bench
+{
+    Bench()
+    {
+        secretItems.items = { { { u"QuibelDesktop"_s, u"apiKey"_s }, "sk_test" } };
+        preferences.values.insert(u"quibel.apiBaseURL"_s, u"https://service.invalid/base/"_s);
+        preferences.values.insert(u"ProjectStore.projects"_s, QStringList { u"p1"_s });
+    }
+
+    void setPending(const QString& captureType = u"active_window"_s)
+    {
+        ScreenshotCapture screenshot { .data = QByteArray("\x89PNG\xff\x00\x01", 7),
+                                       .metadata = {} };
+        screenshot.metadata.source = u"desktop"_s;
+        screenshot.metadata.captureType = captureType;
+        screenshot.metadata.capturedAt = u"2026-11-15T22:24:38Z"_s;
+        screenshot.metadata.branchID = u"not this one"_s;
+        pending.pendingScreenshot = screenshot;
+        pending.pendingScreenshotBranchID = u"b1"_s;
+    }
+
+    [[nodiscard]] bool isPending() const
+    {
+        return pending.pendingScreenshot || pending.pendingScreenshotBranchID;
+    }
+
+    FakeSecretItems secretItems;
+    FakePreferences preferences;
+    FakeHttpSession session;
+    QByteArray output;
+    ProjectStore store { { .defaults = preferences,
+                           .secretItems = secretItems,
+                           .session = session,
+                           .environment = {} } };
+    KeychainService keychain = makeAgentKeychain(secretItems);
+    PendingScreenshot pending;
+    CaptureReport report { [this](const QByteArray& text) { output += text; } };
+    std::unique_ptr<BranchSubmissionClient> client
+        = std::make_unique<BranchSubmissionClient>(session, store, keychain, pending, report);
+    std::vector<SubmissionResult> results;
+    BranchSubmissionClient::Completion keepResult
+        = [this](const SubmissionResult& result) { results.push_back(result); };
+};
+
+HttpOutcome brokenAfter(int status, TransportErrorCode code)
+{
+    return { .error = TransportError { .code = code, .localizedDescription = u"it broke"_s },
+             .status = status,
+             .body = {} };
+}
+
+} // namespace
+
+class BranchSubmissionClientTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void postsTheDocumentWithTheKey()
+    {
+        Bench bench;
+        bench.client->submit("{\"a\":1}", bench.keepResult);
+        QCOMPARE(bench.session.requests.size(), 1U);
+        const HttpRequest& request = bench.session.requests.front();
+        QCOMPARE(request.method, "POST"_ba);
+        QCOMPARE(request.url, QUrl(u"https://service.invalid/base/api/branches/from-agent"_s));
+        QVERIFY(
+            (request.headers
+             == std::vector<std::pair<QByteArray, QByteArray>> {
+                 { "Authorization", "Bearer sk_test" }, { "Content-Type", "application/json" } }));
+        QCOMPARE(request.body, "{\"a\":1}"_ba);
+        QVERIFY(bench.results.empty());
+    }
+
+    void classifiesEveryOutcome_data()
+    {
+        using enum TransportErrorCode;
+        QTest::addColumn<HttpOutcome>("outcome");
+        QTest::addColumn<SubmissionResult>("result");
+        const auto row = [](const char* name, const HttpOutcome& outcome, SubmissionResult result) {
+            QTest::newRow(name) << outcome << std::move(result);
+        };
+        const SubmissionResult noId = CreatedBranch {};
+        row("401", FakeHttpSession::success(401, "{}"), SubmissionError::unauthorized);
+        row("401 and an error", brokenAfter(401, timedOut), SubmissionError::unauthorized);
+        row("no network",
+            FakeHttpSession::failure(notConnectedToInternet),
+            SubmissionError::offline);
+        row("no such host", FakeHttpSession::failure(cannotFindHost), SubmissionError::offline);
+        row("refused", FakeHttpSession::failure(cannotConnectToHost), SubmissionError::offline);
+        row("timed out", FakeHttpSession::failure(timedOut), SubmissionError::offline);
+        row("no name service", FakeHttpSession::failure(dnsLookupFailed), SubmissionError::offline);
+        row("connection lost", brokenAfter(200, networkConnectionLost), SubmissionError::network);
+        row("wrong certificate",
+            FakeHttpSession::failure(secureConnectionFailed),
+            SubmissionError::network);
+        row("refused here", FakeHttpSession::failure(requestRefused), SubmissionError::network);
+        row("other error", FakeHttpSession::failure(other), SubmissionError::network);
+        row("unknown error", FakeHttpSession::failure(unknown), SubmissionError::network);
+        row("unknown error after a 200", brokenAfter(200, unknown), SubmissionError::network);
+        row("unknown error after a 500", brokenAfter(500, unknown), SubmissionError::server);
+        row("too large", brokenAfter(200, responseTooLarge), SubmissionError::server);
+        row("302", FakeHttpSession::success(302, {}), SubmissionError::server);
+        row("403", FakeHttpSession::success(403, {}), SubmissionError::server);
+        row("404", FakeHttpSession::success(404, {}), SubmissionError::server);
+        row("500", FakeHttpSession::success(500, {}), SubmissionError::server);
+        row("199", FakeHttpSession::success(199, {}), SubmissionError::server);
+        row("300", FakeHttpSession::success(300, {}), SubmissionError::server);
+        row("no HTTP response", {}, SubmissionError::server);
+        row("200", FakeHttpSession::success(200, {}), noId);
+        row("299", FakeHttpSession::success(299, {}), noId);
+    }
+
+    void classifiesEveryOutcome()
+    {
+        QFETCH(HttpOutcome, outcome);
+        QFETCH(SubmissionResult, result);
+        Bench bench;
+        bench.client->submit("{}", bench.keepResult);
+        bench.session.answerNext(outcome);
+        QTRY_COMPARE(bench.results.size(), 1U);
+        QVERIFY(bench.results.front() == result);
+    }
+
+    void readsTheIdFromTheFirstPlaceThatHasAText_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<std::optional<QString>>("id");
+        const std::optional<QString> none;
+        QTest::newRow("branch") << QByteArray(R"({"branch":{"id":"b1"}})")
+                                << std::optional(u"b1"_s);
+        QTest::newRow("id") << QByteArray(R"({"id":"b2","branch":{"id":"b1"}})")
+                            << std::optional(u"b2"_s);
+        QTest::newRow("branch_id")
+            << QByteArray(R"({"branch_id":"b3","id":"b2"})") << std::optional(u"b3"_s);
+        QTest::newRow("number") << QByteArray(R"({"branch_id":7})") << none;
+        QTest::newRow("number before a text")
+            << QByteArray(R"({"branch_id":7,"id":"b2"})") << std::optional(u"b2"_s);
+        QTest::newRow("number in branch") << QByteArray(R"({"branch":{"id":1}})") << none;
+        QTest::newRow("branch is a text") << QByteArray(R"({"branch":"b1"})") << none;
+        QTest::newRow("empty text") << QByteArray(R"({"id":""})") << std::optional(u""_s);
+        QTest::newRow("empty body") << QByteArray() << none;
+        QTest::newRow("array") << QByteArray(R"([{"id":"b1"}])") << none;
+        QTest::newRow("not JSON") << QByteArray("<html>") << none;
+        QTest::newRow("deeply nested") << QByteArray(100'000, '[') << none;
+    }
+
+    void readsTheIdFromTheFirstPlaceThatHasAText()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(std::optional<QString>, id);
+        Bench bench;
+        bench.client->submit("{}", bench.keepResult);
+        bench.session.answerNext(FakeHttpSession::success(201, body));
+        QTRY_COMPARE(bench.results.size(), 1U);
+        QCOMPARE(std::get<CreatedBranch>(bench.results.front()).id, id);
+    }
+
+    void aRejectedKeySignsOutBeforeTheCompletion()
+    {
+        Bench bench;
+        bool signedOutBefore = false;
+        bench.client->submit("{}", [&](const SubmissionResult&) {
+            signedOutBefore = bench.secretItems.items.empty() && bench.store.projects().empty();
+            bench.results.emplace_back();
+        });
+        bench.session.answerNext(FakeHttpSession::success(401, "{}"));
+        QTRY_COMPARE(bench.results.size(), 1U);
+        QVERIFY(signedOutBefore);
+    }
+
+    void aForbiddenBranchSignsNobodyOut()
+    {
+        Bench bench;
+        bench.client->submit("{}", bench.keepResult);
+        bench.session.answerNext(FakeHttpSession::success(403, "{}"));
+        QTRY_COMPARE(bench.results.size(), 1U);
+        QCOMPARE(bench.secretItems.items.size(), 1U);
+    }
+
+    void withoutAKeyNothingIsSent_data()
+    {
+        QTest::addColumn<bool>("hasEmptyKey");
+        QTest::newRow("no key") << false;
+        QTest::newRow("empty key") << true;
+    }
+
+    void withoutAKeyNothingIsSent()
+    {
+        QFETCH(bool, hasEmptyKey);
+        Bench bench;
+        bench.secretItems.items.clear();
+        if (hasEmptyKey)
+            bench.secretItems.items = { { { u"QuibelDesktop"_s, u"apiKey"_s }, "" } };
+        bench.client->submit("{}", bench.keepResult);
+        QVERIFY(bench.session.requests.empty());
+        QVERIFY(bench.results == std::vector<SubmissionResult> { SubmissionError::noAPIKey });
+        bench.client->resend("{}", bench.keepResult);
+        QVERIFY(bench.session.requests.empty());
+        QCOMPARE(bench.results.size(), 1U);
+    }
+
+    void aResendIsTheSameRequest()
+    {
+        Bench bench;
+        bench.client->submit("{\"a\":1}", bench.keepResult);
+        bench.client->resend("{\"a\":1}", bench.keepResult);
+        QVERIFY(bench.session.requests.at(0) == bench.session.requests.at(1));
+        bench.session.answer(1, FakeHttpSession::success(401, {}));
+        QTRY_COMPARE(bench.results.size(), 1U);
+        QVERIFY(bench.secretItems.items.empty());
+    }
+
+    void uploadsOnlyWhenBothHalvesAreThere()
+    {
+        Bench bench;
+        bench.client->uploadPendingScreenshot();
+        bench.setPending();
+        bench.pending.pendingScreenshotBranchID.reset();
+        bench.client->uploadPendingScreenshot();
+        QVERIFY(bench.pending.pendingScreenshot);
+        bench.setPending();
+        bench.pending.pendingScreenshot.reset();
+        bench.client->uploadPendingScreenshot();
+        QVERIFY(bench.session.requests.empty());
+        QVERIFY(bench.output.isEmpty());
+    }
+
+    void uploadsThePictureWithItsMetadata()
+    {
+        Bench bench;
+        bench.setPending();
+        bench.client->uploadPendingScreenshot();
+        const HttpRequest& request = bench.session.requests.front();
+        QCOMPARE(request.url, QUrl(u"https://service.invalid/base/api/branches/b1/screenshots"_s));
+        QCOMPARE(request.headers.at(0).second, "Bearer sk_test"_ba);
+        QCOMPARE(request.headers.at(1).second, "application/json"_ba);
+        const QJsonValue null;
+        QCOMPARE(QJsonDocument::fromJson(request.body).object(),
+                 QJsonObject({
+                     { u"image_base64"_s, u"iVBOR/8AAQ=="_s },
+                     { u"metadata"_s,
+                       QJsonObject {
+                           { u"source"_s, u"desktop"_s },
+                           { u"capture_type"_s, u"active_window"_s },
+                           { u"captured_at"_s, u"2026-11-15T22:24:38Z"_s },
+                           { u"app_name"_s, null },
+                           { u"bundle_id"_s, null },
+                           { u"window_title"_s, null },
+                           { u"image"_s,
+                             QJsonObject { { u"format"_s, null },
+                                           { u"width"_s, null },
+                                           { u"height"_s, null },
+                                           { u"byte_size"_s, null } } },
+                           { u"branch"_s,
+                             QJsonObject { { u"branch_id"_s, u"b1"_s }, { u"project"_s, null } } },
+                       } },
+                 }));
+    }
+
+    void writesTheMetadataThatIsThere()
+    {
+        Bench bench;
+        bench.setPending();
+        ScreenshotMetadata& metadata = bench.pending.pendingScreenshot->metadata;
+        metadata.appName = u"Editor"_s;
+        metadata.bundleID = u"org.example.Editor"_s;
+        metadata.windowTitle = u"\"notes\""_s;
+        metadata.imageFormat = u"png"_s;
+        metadata.imageWidth = 2;
+        metadata.imageHeight = 3;
+        metadata.byteSize = 7;
+        metadata.projectName = u"Atlas"_s;
+        bench.client->uploadPendingScreenshot();
+        const QJsonValue sent
+            = QJsonDocument::fromJson(bench.session.requests.front().body)[u"metadata"_s];
+        QCOMPARE(sent[u"app_name"_s], u"Editor"_s);
+        QCOMPARE(sent[u"bundle_id"_s], u"org.example.Editor"_s);
+        QCOMPARE(sent[u"window_title"_s], u"\"notes\""_s);
+        QCOMPARE(sent[u"image"_s],
+                 QJsonObject({ { u"format"_s, u"png"_s },
+                               { u"width"_s, 2 },
+                               { u"height"_s, 3 },
+                               { u"byte_size"_s, 7 } }));
+        QCOMPARE(sent[u"branch"_s][u"project"_s], u"Atlas"_s);
+    }
+
+    void reportsHowAnUploadEnded_data()
+    {
+        QTest::addColumn<HttpOutcome>("outcome");
+        QTest::addColumn<QByteArray>("line");
+        const QByteArray serverError = "reason       : server_error\n";
+        QTest::newRow("201") << FakeHttpSession::success(201, {})
+                             << QByteArray("byte_size    : 7\nstatus       : stored\n");
+        QTest::newRow("500") << FakeHttpSession::success(500, {}) << serverError;
+        QTest::newRow("401") << FakeHttpSession::success(401, {}) << serverError;
+        QTest::newRow("no HTTP response") << HttpOutcome {} << serverError;
+        QTest::newRow("transport error") << brokenAfter(201, TransportErrorCode::timedOut)
+                                         << QByteArray("reason       : it broke\n");
+    }
+
+    void reportsHowAnUploadEnded()
+    {
+        QFETCH(HttpOutcome, outcome);
+        QFETCH(QByteArray, line);
+        Bench bench;
+        bench.setPending();
+        bench.client->uploadPendingScreenshot();
+        QVERIFY(bench.isPending());
+        bench.session.answerNext(outcome);
+        QTRY_VERIFY(bench.output.contains(line));
+        QVERIFY(bench.output.contains("branch_id    : b1\ncapture_type : active_window\n"));
+        QVERIFY(!bench.isPending());
+        QCOMPARE(bench.secretItems.items.size(), 1U);
+    }
+
+    void anUploadWithoutAKeyIsReportedAndDropped()
+    {
+        Bench bench;
+        bench.setPending();
+        bench.secretItems.items.clear();
+        bench.client->uploadPendingScreenshot();
+        QVERIFY(bench.output.contains("reason       : missing_api_key_or_base_url\n"));
+        QVERIFY(!bench.isPending());
+        QVERIFY(bench.session.requests.empty());
+    }
+
+    void anUploadWithBrokenTextIsReportedAndDropped()
+    {
+        Bench bench;
+        bench.setPending();
+        bench.pending.pendingScreenshot->metadata.windowTitle = QString(1, QChar(0xdc00));
+        bench.client->uploadPendingScreenshot();
+        QVERIFY(bench.output.contains("reason       : invalid_payload\n"));
+        QVERIFY(!bench.isPending());
+        QVERIFY(bench.session.requests.empty());
+    }
+
+    void answersAfterItsEndAreDropped()
+    {
+        Bench bench;
+        bench.setPending();
+        bench.client->submit("{}", bench.keepResult);
+        bench.client->uploadPendingScreenshot();
+        bench.client.reset();
+        bench.session.answer(0, FakeHttpSession::success(401, {}));
+        bench.session.answer(1, FakeHttpSession::success(201, {}));
+        QCoreApplication::processEvents();
+        QVERIFY(bench.results.empty());
+        QVERIFY(bench.output.isEmpty());
+        QCOMPARE(bench.secretItems.items.size(), 1U);
+    }
+};
+
+} // namespace quibel
+
+QTEST_GUILESS_MAIN(quibel::BranchSubmissionClientTest)
+
+#include "BranchSubmissionClientTest.moc"
