@@ -52,11 +52,12 @@ public:
     explicit Picture(QWidget& panel)
         : image(panel.grab().toImage().convertToFormat(QImage::Format_RGB32))
         , scale(image.devicePixelRatio())
+        , paper(pixel({ 4, 4 }))
     {
     }
 
     [[nodiscard]] QSizeF size() const { return QSizeF(image.size()) / scale; }
-    [[nodiscard]] QRgb background() const { return pixel({ 4, 4 }); }
+    [[nodiscard]] QRgb background() const { return paper; }
     [[nodiscard]] QRgb pixel(QPointF point) const { return image.pixel((point * scale).toPoint()); }
 
     /// The smallest area that holds every pixel within `area` that is not of the background.
@@ -64,7 +65,7 @@ public:
     {
         QRect found;
         forEachPixel(area, [&](QPoint point) {
-            if (image.pixel(point) != background())
+            if (image.pixel(point) != paper)
                 found |= QRect(point, QSize(1, 1));
         });
         return { QPointF(found.topLeft()) / scale, QSizeF(found.size()) / scale };
@@ -75,7 +76,8 @@ public:
     {
         double strongest = 1;
         forEachPixel(area, [&](QPoint point) {
-            strongest = std::max(strongest, contrast(image.pixel(point), background()));
+            if (const QRgb color = image.pixel(point); color != paper)
+                strongest = std::max(strongest, contrast(color, paper));
         });
         return strongest;
     }
@@ -94,6 +96,7 @@ private:
 
     QImage image;
     double scale;
+    QRgb paper;
 };
 
 std::vector<Project> makeProjects(const QStringList& names)
