@@ -12,4 +12,9 @@ namespace quibel {
 /// Source: Extended Window Manager Hints, _NET_ACTIVE_WINDOW.
 void askForActivation(xcb_connection_t* connection, XcbConnection& atoms, xcb_window_t window);
 
+/// Asks the window manager to show a desktop, as a pager asks.
+///
+/// Source: Extended Window Manager Hints, _NET_CURRENT_DESKTOP.
+void askForDesktop(XcbConnection& connection, std::uint32_t desktop);
+
 } // namespace quibel

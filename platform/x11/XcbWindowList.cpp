@@ -6,7 +6,6 @@ namespace quibel {
 
 namespace {
 
-constexpr std::uint32_t everyDesktop = 0xFFFFFFFF;
 constexpr int ordinaryLayer = 0;
 constexpr int floatingLayer = 3;
 constexpr int backLayer = -1;
@@ -24,7 +23,9 @@ XcbWindowList::XcbWindowList(XcbConnection& connection)
 {
     const auto type
         = [&](const char* name) { return x.atom(QByteArray("_NET_WM_WINDOW_TYPE_") + name); };
-    atoms = { .clientList = x.atom("_NET_CLIENT_LIST_STACKING"),
+    atoms = { .clientListStacking = x.atom("_NET_CLIENT_LIST_STACKING"),
+              .clientList = x.atom("_NET_CLIENT_LIST"),
+              .supportingWmCheck = x.atom("_NET_SUPPORTING_WM_CHECK"),
               .currentDesktop = x.atom("_NET_CURRENT_DESKTOP"),
               .desktop = x.atom("_NET_WM_DESKTOP"),
               .name = x.atom("_NET_WM_NAME"),
@@ -60,19 +61,23 @@ std::optional<std::vector<XcbListedWindow>> XcbWindowList::onScreen()
 
 std::optional<XcbWindowList::Candidates> XcbWindowList::candidates()
 {
+    const auto stackCookie = askProperty(x.get(), x.root(), atoms.clientListStacking);
     const auto listCookie = askProperty(x.get(), x.root(), atoms.clientList);
+    const auto managerCookie = askProperty(x.get(), x.root(), atoms.supportingWmCheck);
     const auto desktopCookie = askProperty(x.get(), x.root(), atoms.currentDesktop);
     const auto treeCookie = xcb_query_tree(x.get(), x.root());
+    const XcbProperty stack(x.get(), stackCookie);
     const XcbProperty list(x.get(), listCookie);
+    const XcbProperty manager(x.get(), managerCookie);
     const XcbProperty desktop(x.get(), desktopCookie);
     const XcbOwned<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(x.get(), treeCookie, nullptr));
     if (!tree)
         return std::nullopt;
 
-    Candidates found { .frontToBack = list.values(), .currentDesktop = desktop.firstValue() };
-    // Without a window manager, or with one that frames nothing and keeps no list, the windows are
-    // the root's own children.
-    if (!list.exists()) {
+    // Some window managers list their windows only in the order in which they came.
+    Candidates found { .frontToBack = stack.exists() ? stack.values() : list.values(),
+                       .currentDesktop = desktop.firstValue() };
+    if (!manager.exists()) {
         const auto* children = xcb_query_tree_children(tree.get());
         found.frontToBack.assign(children, children + xcb_query_tree_children_length(tree.get()));
     }

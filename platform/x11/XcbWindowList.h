@@ -7,6 +7,11 @@
 
 namespace quibel {
 
+/// What a window that is on every desktop names as its desktop.
+///
+/// Source: Extended Window Manager Hints, _NET_WM_DESKTOP.
+constexpr std::uint32_t everyDesktop = 0xFFFFFFFF;
+
 /// One window on screen. Units: `bounds` is in pixels of the root window, without any frame that
 /// the window manager drew.
 struct XcbListedWindow
@@ -65,7 +70,7 @@ private:
     XcbWindowOwners owners;
     struct
     {
-        xcb_atom_t clientList, currentDesktop, desktop, name;
+        xcb_atom_t clientListStacking, clientList, supportingWmCheck, currentDesktop, desktop, name;
         xcb_atom_t state, hidden, above, below;
         xcb_atom_t type;
         std::vector<xcb_atom_t> ordinaryTypes, desktopTypes, floatingTypes;

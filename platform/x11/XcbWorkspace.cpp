@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace quibel {
 
@@ -56,12 +57,12 @@ XcbWorkspace::XcbWorkspace(XcbConnection& connection,
     , entries(desktopEntries)
     , owners(connection)
     , windows(connection)
+    , netActiveWindow(connection.atom("_NET_ACTIVE_WINDOW"))
+    , netCurrentDesktop(connection.atom("_NET_CURRENT_DESKTOP"))
+    , netWmDesktop(connection.atom("_NET_WM_DESKTOP"))
+    , netSupportingWmCheck(connection.atom("_NET_SUPPORTING_WM_CHECK"))
 {
     connect(&x, &XcbConnection::event, this, &XcbWorkspace::handleEvent);
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this](const QWindow* own) {
-        if (own != nullptr)
-            activating = {};
-    });
 }
 
 void XcbWorkspace::setActivationPolicy(ActivationPolicy policy)
@@ -73,19 +74,15 @@ void XcbWorkspace::setActivationPolicy(ActivationPolicy policy)
 
 std::optional<RunningApplication> XcbWorkspace::frontmostApplication()
 {
-    // The toolkit learns late that its window has lost the keyboard to an activated one.
-    if (const QWindow* own = QGuiApplication::focusWindow();
-        own != nullptr && activating.window == XCB_WINDOW_NONE)
-        return RunningApplication { .localizedName = QGuiApplication::applicationDisplayName(),
-                                    .bundleIdentifier = QGuiApplication::desktopFileName(),
-                                    .processIdentifier = static_cast<ProcessIdentifier>(
-                                        QCoreApplication::applicationPid()),
-                                    .keyWindow = static_cast<WindowNumber>(own->winId()) };
-
-    const xcb_window_t frontmost = frontmostWindow();
+    const xcb_window_t focus = inputFocus();
+    if (isOwnWindow(focus))
+        return ownApplication(focus);
+    const xcb_window_t frontmost = frontmostWindow(focus);
     if (frontmost == XCB_WINDOW_NONE)
         return std::nullopt;
-    lastFrontmost = { .window = frontmost, .focus = focusWithin(frontmost) };
+    const std::vector<xcb_window_t> outwards = ancestry(focus);
+    const bool focusIsWithin = std::ranges::find(outwards, frontmost) != outwards.end();
+    lastFrontmost = { .window = frontmost, .focus = focusIsWithin ? focus : frontmost };
     return ownerOf(frontmost);
 }
 
@@ -94,15 +91,30 @@ void XcbWorkspace::activate(const RunningApplication& application)
     const xcb_window_t window = application.keyWindow;
     if (window == XCB_WINDOW_NONE)
         return;
-    selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
-    // The keyboard first, at once and to the very window that had it; then the window manager,
-    // which raises the window and goes to its desktop if need be.
+    const auto activeQuestion = askProperty(x.get(), x.root(), netActiveWindow);
+    const auto currentQuestion = askProperty(x.get(), x.root(), netCurrentDesktop);
+    const auto desktopQuestion = askProperty(x.get(), window, netWmDesktop);
+    const auto active = XcbProperty(x.get(), activeQuestion).firstValue();
+    const auto current = XcbProperty(x.get(), currentQuestion).firstValue();
+    const auto desktop = XcbProperty(x.get(), desktopQuestion).firstValue();
+    const bool isElsewhere = desktop && *desktop != everyDesktop && desktop != current;
+
+    // The keyboard at once, and to the very window that had it.
     const xcb_window_t focus = window == lastFrontmost.window ? lastFrontmost.focus : window;
     const auto request
         = xcb_set_input_focus(x.get(), XCB_INPUT_FOCUS_PARENT, focus, XCB_CURRENT_TIME);
-    askForActivation(x.get(), x, window);
+    // Some window managers go to the window's desktop of themselves, some fetch the window, some
+    // only mark it as urgent.
+    if (isElsewhere)
+        askForDesktop(x, *desktop);
+    // To a window manager that never ceased to count the window as active there is nothing to say;
+    // it would only move the keyboard from the very window to the whole.
+    if (isElsewhere || active != window) {
+        selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        askForActivation(x.get(), x, window);
+        activating = { .window = window, .request = request.sequence };
+    }
     x.flush();
-    activating = { .window = window, .request = request.sequence };
 }
 
 std::optional<std::vector<WindowInfo>> XcbWorkspace::onScreenWindows()
@@ -148,19 +160,7 @@ RunningApplication XcbWorkspace::ownerOf(xcb_window_t window)
              .keyWindow = window };
 }
 
-xcb_window_t XcbWorkspace::frontmostWindow()
-{
-    const XcbProperty active = activeWindow();
-    if (!active.exists())
-        return focusedWindow();
-    if (activating.window != XCB_WINDOW_NONE && !ancestry(activating.window).empty())
-        return activating.window;
-    return active.firstValue().value_or(XCB_WINDOW_NONE);
-}
-
-/// For a desktop whose window manager names no active window, or that has none: the window with a
-/// class that has the input focus or contains what has it.
-xcb_window_t XcbWorkspace::focusedWindow()
+xcb_window_t XcbWorkspace::inputFocus()
 {
     const auto focusQuestion = xcb_get_input_focus(x.get());
     const auto pointerQuestion = xcb_query_pointer(x.get(), x.root());
@@ -172,20 +172,30 @@ xcb_window_t XcbWorkspace::focusedWindow()
         return XCB_WINDOW_NONE;
     const bool followsPointer
         = focus->focus == XCB_INPUT_FOCUS_POINTER_ROOT || focus->focus == x.root();
-    for (const xcb_window_t window : ancestry(followsPointer ? pointer->child : focus->focus))
-        if (XcbProperty(x.get(), askProperty(x.get(), window, XCB_ATOM_WM_CLASS)).exists())
+    return followsPointer ? pointer->child : focus->focus;
+}
+
+xcb_window_t XcbWorkspace::frontmostWindow(xcb_window_t focus)
+{
+    const auto activeQuestion = askProperty(x.get(), x.root(), netActiveWindow);
+    const auto managerQuestion = askProperty(x.get(), x.root(), netSupportingWmCheck);
+    const XcbProperty active(x.get(), activeQuestion);
+    const XcbProperty manager(x.get(), managerQuestion);
+    if (!manager.exists())
+        return classifiedWindow(focus);
+    // Some window managers go on naming a window that is gone, as long as there is no other.
+    for (const xcb_window_t window : { activating.window, active.firstValue().value_or(0) })
+        if (!ancestry(window).empty())
             return window;
     return XCB_WINDOW_NONE;
 }
 
-xcb_window_t XcbWorkspace::focusWithin(xcb_window_t window)
+xcb_window_t XcbWorkspace::classifiedWindow(xcb_window_t window)
 {
-    const XcbOwned<xcb_get_input_focus_reply_t> focus(
-        xcb_get_input_focus_reply(x.get(), xcb_get_input_focus(x.get()), nullptr));
-    if (!focus || focus->focus == window)
-        return window;
-    const std::vector<xcb_window_t> outwards = ancestry(focus->focus);
-    return std::ranges::find(outwards, window) != outwards.end() ? focus->focus : window;
+    for (const xcb_window_t outer : ancestry(window))
+        if (XcbProperty(x.get(), askProperty(x.get(), outer, XCB_ATOM_WM_CLASS)).exists())
+            return outer;
+    return XCB_WINDOW_NONE;
 }
 
 std::vector<xcb_window_t> XcbWorkspace::ancestry(xcb_window_t window)
@@ -202,15 +212,16 @@ std::vector<xcb_window_t> XcbWorkspace::ancestry(xcb_window_t window)
     return outwards;
 }
 
-XcbProperty XcbWorkspace::activeWindow()
-{
-    return { x.get(), askProperty(x.get(), x.root(), x.atom("_NET_ACTIVE_WINDOW")) };
-}
-
 void XcbWorkspace::selectRootEvents(xcb_event_mask_t events)
 {
     const std::array<std::uint32_t, 1> mask { events };
     xcb_change_window_attributes(x.get(), x.root(), XCB_CW_EVENT_MASK, mask.data());
+}
+
+void XcbWorkspace::endActivation()
+{
+    if (std::exchange(activating, {}).window != XCB_WINDOW_NONE)
+        selectRootEvents(XCB_EVENT_MASK_NO_EVENT);
     x.flush();
 }
 
@@ -221,13 +232,13 @@ void XcbWorkspace::handleEvent(const xcb_generic_event_t* event)
         return;
     const auto& changed = *reinterpret_cast<const xcb_property_notify_event_t*>(event);
     const bool isEarlier = static_cast<std::int32_t>(event->full_sequence - activating.request) < 0;
-    if (isEarlier || changed.window != x.root() || changed.atom != x.atom("_NET_ACTIVE_WINDOW"))
+    if (isEarlier || changed.window != x.root() || changed.atom != netActiveWindow)
         return;
     // Window managers may name none on the way from one window to the next.
-    if (activeWindow().firstValue().value_or(XCB_WINDOW_NONE) == XCB_WINDOW_NONE)
+    const XcbProperty active(x.get(), askProperty(x.get(), x.root(), netActiveWindow));
+    if (active.firstValue().value_or(XCB_WINDOW_NONE) == XCB_WINDOW_NONE)
         return;
-    activating = {};
-    selectRootEvents(XCB_EVENT_MASK_NO_EVENT);
+    endActivation();
 }
 
 } // namespace quibel

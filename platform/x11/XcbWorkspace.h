@@ -24,14 +24,16 @@ public:
     [[nodiscard]] std::optional<std::vector<WindowInfo>> onScreenWindows() override;
 
 private:
-    [[nodiscard]] xcb_window_t frontmostWindow();
-    [[nodiscard]] xcb_window_t focusedWindow();
-    [[nodiscard]] xcb_window_t focusWithin(xcb_window_t window);
+    /// The window that keys go to; the top-level window under the pointer while none has the focus.
+    [[nodiscard]] xcb_window_t inputFocus();
+    [[nodiscard]] xcb_window_t frontmostWindow(xcb_window_t focus);
+    /// The window itself or the next one around it that tells its class.
+    [[nodiscard]] xcb_window_t classifiedWindow(xcb_window_t window);
     /// The window and what it lies in, up to below the root; empty when it is gone.
     [[nodiscard]] std::vector<xcb_window_t> ancestry(xcb_window_t window);
-    [[nodiscard]] XcbProperty activeWindow();
     [[nodiscard]] RunningApplication ownerOf(xcb_window_t window);
     void selectRootEvents(xcb_event_mask_t events);
+    void endActivation();
     void handleEvent(const xcb_generic_event_t* event);
 
     XcbConnection& x;
@@ -39,6 +41,10 @@ private:
     const DesktopEntries& entries;
     XcbWindowOwners owners;
     XcbWindowList windows;
+    xcb_atom_t netActiveWindow;
+    xcb_atom_t netCurrentDesktop;
+    xcb_atom_t netWmDesktop;
+    xcb_atom_t netSupportingWmCheck;
 
     /// The last frontmost window, and which window in it had the keyboard.
     struct
@@ -48,11 +54,12 @@ private:
     } lastFrontmost;
     /// The window that was activated last, until the window manager names an active one: it
     /// follows later, and what it names till then is past.
-    struct
+    struct Activation
     {
         xcb_window_t window = XCB_WINDOW_NONE;
         std::uint32_t request = 0; ///< The number of the request that activated it.
-    } activating;
+    };
+    Activation activating;
 };
 
 /// An area of the desktop in points.

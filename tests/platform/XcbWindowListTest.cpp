@@ -44,7 +44,7 @@ private Q_SLOTS:
     void keepsWindowsThatAreOnEveryDesktop();
     void tellsBoundsInTheRootWindow();
     void skipsWindowsThatVanish();
-    void listsChildrenOfTheRootWithoutAWindowManager();
+    void listsWhatThereIsWithoutAListInStackingOrder();
 
 private:
     [[nodiscard]] std::optional<XcbListedWindow> find(const ClientWindow& window)
@@ -314,7 +314,7 @@ void XcbWindowListTest::skipsWindowsThatVanish()
     }
 }
 
-void XcbWindowListTest::listsChildrenOfTheRootWithoutAWindowManager()
+void XcbWindowListTest::listsWhatThereIsWithoutAListInStackingOrder()
 {
     VirtualDesktop bare({ .windowManager = {} });
     QVERIFY(bare.start());
@@ -334,6 +334,23 @@ void XcbWindowListTest::listsChildrenOfTheRootWithoutAWindowManager()
         QCOMPARE(listed->front().name, std::optional(u"front"_s));
         QCOMPARE(listed->back().name, std::optional(u"back"_s));
         QCOMPARE(listed->front().bounds, QRect(100, 100, 300, 200));
+
+        // A window manager that keeps no order of stacking.
+        const auto onRoot = [&](const QByteArray& name, const std::vector<std::uint32_t>& windows) {
+            xcb_change_property(connection->get(),
+                                XCB_PROP_MODE_REPLACE,
+                                connection->root(),
+                                connection->atom(name),
+                                XCB_ATOM_WINDOW,
+                                32,
+                                static_cast<std::uint32_t>(windows.size()),
+                                windows.data());
+        };
+        onRoot("_NET_SUPPORTING_WM_CHECK", { popup.id() });
+        QCOMPARE(bareList.onScreen()->size(), 0);
+        onRoot("_NET_CLIENT_LIST", { front.id(), back.id(), withdrawn.id() });
+        QCOMPARE(bareList.onScreen()->size(), 2);
+        QCOMPARE(bareList.onScreen()->front().name, std::optional(u"back"_s));
     }
     qputenv("DISPLAY", outside);
 }
@@ -342,7 +359,8 @@ void XcbWindowListTest::listsChildrenOfTheRootWithoutAWindowManager()
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop({});
+    VirtualDesktop desktop(
+        { .windowManager = qEnvironmentVariable("QUIBEL_TEST_WINDOW_MANAGER", u"openbox"_s) });
     if (!desktop.start())
         return 1;
     desktop.enter();
