@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+#include <thread>
+
 namespace quibel::inbox {
 
 using namespace testing;
@@ -232,6 +234,28 @@ private Q_SLOTS:
             QCOMPARE(client->readAll(), QByteArray());
         }
         QVERIFY(requests.isEmpty());
+    }
+
+    void stopsWhileRequestsKeepComing()
+    {
+        for (int round = 0; round < 10; ++round) {
+            const auto port = serve({});
+            std::vector<std::jthread> clients;
+            for (int i = 0; i < 4; ++i)
+                clients.emplace_back([port](const std::stop_token& stop) {
+                    QTcpSocket socket;
+                    socket.connectToHost(u"127.0.0.1"_s, port);
+                    while (!stop.stop_requested() && socket.waitForConnected()) {
+                        socket.write(RawHttp::request("GET /", {}));
+                        if (!socket.waitForReadyRead())
+                            socket.connectToHost(u"127.0.0.1"_s, port);
+                        socket.readAll();
+                    }
+                });
+            QTRY_VERIFY(requests.size() > 20);
+            server.reset();
+            requests.clear();
+        }
     }
 
     void saysWhyAPortCannotBeHad()

@@ -173,6 +173,21 @@ private Q_SLOTS:
         QVERIFY(unfinished.isClosedByPeer());
     }
 
+    void canBeStartedAgainAtOnceOnTheSamePort()
+    {
+        const auto url = serve(u"127.0.0.1:0"_s);
+        {
+            RawHttp http(quint16(url.port()));
+            http.send(RawHttp::request("GET /", {}));
+            QCOMPARE(http.receive().status, 404);
+            // The side that closes first keeps the port in memory for a while.
+            service->terminate();
+            QVERIFY(service->waitForFinished());
+            QVERIFY(http.isClosedByPeer());
+        }
+        QCOMPARE(serve(u"127.0.0.1:%1"_s.arg(url.port())), url);
+    }
+
     void saysThatThePortIsTaken()
     {
         QTcpServer other;
