@@ -33,7 +33,12 @@ XcbHotKeyService::XcbHotKeyService(XcbConnection& connection)
     connect(&keyboard, &XcbKeyboard::changed, this, &XcbHotKeyService::grabAgain);
 }
 
-XcbHotKeyService::~XcbHotKeyService() = default;
+XcbHotKeyService::~XcbHotKeyService()
+{
+    // A grab that nobody answers any more would leave the keyboard frozen.
+    while (!hotKeys.empty())
+        unregisterHotKey(hotKeys.begin()->first);
+}
 
 std::optional<HotKeyHandlerRef> XcbHotKeyService::installHandler(Handler handler)
 {

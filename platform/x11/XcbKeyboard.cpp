@@ -66,13 +66,9 @@ std::vector<xcb_keycode_t> XcbKeyboard::keycodesOf(std::uint32_t symbol) const
         return keycodes;
     for (xkb_keycode_t key = xkb_keymap_min_keycode(keymap.get());
          key <= xkb_keymap_max_keycode(keymap.get());
-         ++key) {
-        const xkb_keysym_t* symbols = nullptr;
-        const int count = xkb_keymap_key_get_syms_by_level(
-            keymap.get(), key, xkb_state_key_get_layout(state.get(), key), 0, &symbols);
-        if (count == 1 && symbols[0] == symbol)
+         ++key)
+        if (symbolOf(key) == symbol)
             keycodes.push_back(static_cast<xcb_keycode_t>(key));
-    }
     return keycodes;
 }
 
@@ -128,6 +124,14 @@ void XcbKeyboard::read()
     readModifiers();
 }
 
+std::uint32_t XcbKeyboard::symbolOf(std::uint32_t key) const
+{
+    const xkb_layout_index_t layout = xkb_state_key_get_layout(state.get(), key);
+    const xkb_keysym_t* symbols = nullptr;
+    const int count = xkb_keymap_key_get_syms_by_level(keymap.get(), key, layout, 0, &symbols);
+    return count == 1 ? symbols[0] : XKB_KEY_NoSymbol;
+}
+
 void XcbKeyboard::readModifiers()
 {
     super = 0;
@@ -141,7 +145,7 @@ void XcbKeyboard::readModifiers()
         for (int index = 0; index < count; ++index) {
             const auto mask
                 = static_cast<std::uint16_t>(1U << (index / mapping->keycodes_per_modifier));
-            const xkb_keysym_t symbol = xkb_state_key_get_one_sym(state.get(), keys[index]);
+            const xkb_keysym_t symbol = symbolOf(keys[index]);
             if (isOneOf(symbol, { XKB_KEY_Super_L, XKB_KEY_Super_R }))
                 super |= mask;
             else if (symbol == XKB_KEY_Num_Lock)

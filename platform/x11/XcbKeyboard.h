@@ -44,6 +44,8 @@ Q_SIGNALS:
     void changed();
 
 private:
+    /// What the key carries without modifiers in the current layout.
+    [[nodiscard]] std::uint32_t symbolOf(std::uint32_t key) const;
     void selectEvents();
     void read();
     void readModifiers();

@@ -9,6 +9,8 @@ namespace quibel::testing {
 ClientWindow::ClientWindow(const Options& options)
     : window(xcb_generate_id(x->get()))
 {
+    QObject::connect(
+        x.get(), &XcbConnection::event, x.get(), [this](const auto* event) { handleEvent(event); });
     const std::vector<std::uint32_t> values { x->screen()->white_pixel,
                                               options.overrideRedirect ? 1U : 0U,
                                               XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_FOCUS_CHANGE
@@ -140,6 +142,12 @@ void ClientWindow::sync()
 {
     const XcbOwned<xcb_get_input_focus_reply_t> reply(
         xcb_get_input_focus_reply(x->get(), xcb_get_input_focus(x->get()), nullptr));
+}
+
+void ClientWindow::handleEvent(const xcb_generic_event_t* event)
+{
+    if ((event->response_type & 0x7FU) == XCB_KEY_PRESS)
+        keys.push_back(reinterpret_cast<const xcb_key_press_event_t*>(event)->detail);
 }
 
 xcb_window_t activeWindow(XcbConnection& connection)

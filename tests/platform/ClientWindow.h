@@ -24,6 +24,9 @@ public:
     };
 
     explicit ClientWindow(const Options& options);
+    ClientWindow(const ClientWindow&) = delete;
+    ClientWindow& operator=(const ClientWindow&) = delete;
+    ~ClientWindow() = default;
 
     void map();
     void unmap();
@@ -41,10 +44,14 @@ public:
     [[nodiscard]] XcbConnection& connection() { return *x; }
     [[nodiscard]] bool hasFocus() const;
     [[nodiscard]] bool isViewable() const;
+    /// The keys that were pressed while the window had the keyboard, each repetition as well.
+    [[nodiscard]] const std::vector<xcb_keycode_t>& pressedKeys() const { return keys; }
 
 private:
     void sync();
+    void handleEvent(const xcb_generic_event_t* event);
 
+    std::vector<xcb_keycode_t> keys;
     std::unique_ptr<XcbConnection> x = XcbConnection::open();
     xcb_window_t window = XCB_WINDOW_NONE;
 };
