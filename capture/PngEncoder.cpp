@@ -13,9 +13,10 @@ namespace quibel {
 namespace {
 
 constexpr qsizetype headerBytes = 8; ///< Of a chunk: length and name.
-constexpr qsizetype growth = 64 * 1024;
-constexpr qsizetype dataChunkBytes
-    = 1024 * 1024; ///< Decoders refuse or warn of chunks of any size.
+constexpr qsizetype growth = 65'536;
+constexpr qsizetype dataChunkBytes = 1'048'576; ///< Decoders refuse or warn of chunks of any size.
+
+constexpr int thoroughLevel = 8;
 
 /// Writes chunks one behind the other, each begun, filled by appending, and ended.
 class PngFile
@@ -64,10 +65,9 @@ private:
 class Deflater
 {
 public:
-    Deflater(QByteArray& bytes, int strategy)
+    Deflater(QByteArray& bytes, int level, int strategy)
         : output(bytes)
-        , ready(deflateInit2(
-                    &stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS, MAX_MEM_LEVEL, strategy)
+        , ready(deflateInit2(&stream, level, Z_DEFLATED, MAX_WBITS, MAX_MEM_LEVEL, strategy)
                 == Z_OK)
     {
     }
@@ -136,8 +136,10 @@ PngResult encodePng(const QImage& image, qsizetype giveUpAbove)
     PngFile file;
     PngRows rows(image);
     appendHeader(file, image, rows);
+    // Indices of less than a byte are so little to search that a longer search costs nothing much.
+    const int level = rows.bitDepth() < 8 ? thoroughLevel : Z_DEFAULT_COMPRESSION;
     // In a photograph the search for what occurred before finds little and takes most of the time.
-    Deflater deflater(file.bytes, rows.isPhotographic() ? Z_RLE : Z_DEFAULT_STRATEGY);
+    Deflater deflater(file.bytes, level, rows.isPhotographic() ? Z_RLE : Z_DEFAULT_STRATEGY);
     if (!deflater.isReady())
         return PngFailure::notEncodable;
     file.beginChunk("IDAT");

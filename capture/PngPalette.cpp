@@ -31,7 +31,7 @@ void PngPalette::packRow(const QRgb* pixels, int width, std::uint8_t* packed) co
     const int depth = bitDepth();
     const int perByte = 8 / depth;
     QRgb previous = pixels[0] | opaqueBits;
-    unsigned index = static_cast<unsigned>(indexBySlot[slotOf(previous)]);
+    auto index = static_cast<unsigned>(indexBySlot[slotOf(previous)]);
     unsigned bits = 0;
     for (int x = 0; x < width; ++x) {
         const QRgb colour = pixels[x] | opaqueBits;

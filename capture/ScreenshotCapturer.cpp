@@ -52,8 +52,6 @@ ScreenshotCapturer::ScreenshotCapturer(Workspace& workspaceToWatch,
 {
 }
 
-ScreenshotCapturer::~ScreenshotCapturer() = default;
-
 void ScreenshotCapturer::capture(const CaptureContext& context,
                                  const Project& project,
                                  Completion completion)

@@ -29,7 +29,6 @@ public:
     ScreenshotCapturer(Workspace& workspaceToWatch,
                        Screens& screensToWatch,
                        ScreenCapture& captureToUse);
-    ~ScreenshotCapturer() override;
 
     /// Calls `completion` once, in a later turn of the event loop; never after the capturer is
     /// gone.

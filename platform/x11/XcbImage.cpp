@@ -46,28 +46,36 @@ int bitsPerPixel(const xcb_setup_t* setup, std::uint8_t depth)
     return 0;
 }
 
-std::optional<PixelLayout> layoutOf(const xcb_setup_t* setup, xcb_visualid_t wanted)
+struct DeepVisual
 {
-    const int ownOrder
-        = Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? XCB_IMAGE_ORDER_LSB_FIRST : XCB_IMAGE_ORDER_MSB_FIRST;
-    if (setup->image_byte_order != ownOrder)
-        return std::nullopt;
+    std::uint8_t depth = 0;
+    const xcb_visualtype_t* type = nullptr; ///< Null when the server has no such visual.
+};
+
+DeepVisual findVisual(const xcb_setup_t* setup, xcb_visualid_t wanted)
+{
     for (auto screen = xcb_setup_roots_iterator(setup); screen.rem > 0; xcb_screen_next(&screen))
         for (auto depth = xcb_screen_allowed_depths_iterator(screen.data); depth.rem > 0;
              xcb_depth_next(&depth))
             for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem > 0;
                  xcb_visualtype_next(&visual))
-                if (visual.data->visual_id == wanted) {
-                    const QImage::Format format = formatOf(depth.data->depth, *visual.data);
-                    const int bits = bitsPerPixel(setup, depth.data->depth);
-                    if (format == QImage::Format_Invalid
-                        || bits != QImage::toPixelFormat(format).bitsPerPixel())
-                        return std::nullopt;
-                    return PixelLayout { .format = format,
-                                         .bytesPerPixel = bits / 8,
-                                         .depth = depth.data->depth };
-                }
-    return std::nullopt;
+                if (visual.data->visual_id == wanted)
+                    return { .depth = depth.data->depth, .type = visual.data };
+    return {};
+}
+
+std::optional<PixelLayout> layoutOf(const xcb_setup_t* setup, xcb_visualid_t wanted)
+{
+    const int ownOrder
+        = Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? XCB_IMAGE_ORDER_LSB_FIRST : XCB_IMAGE_ORDER_MSB_FIRST;
+    const DeepVisual visual = findVisual(setup, wanted);
+    if (visual.type == nullptr || setup->image_byte_order != ownOrder)
+        return std::nullopt;
+    const QImage::Format format = formatOf(visual.depth, *visual.type);
+    const int bits = bitsPerPixel(setup, visual.depth);
+    if (format == QImage::Format_Invalid || bits != QImage::toPixelFormat(format).bitsPerPixel())
+        return std::nullopt;
+    return PixelLayout { .format = format, .bytesPerPixel = bits / 8, .depth = visual.depth };
 }
 
 /// Whether descriptors can be sent to the server. libxcb shuts a connection down on which they
