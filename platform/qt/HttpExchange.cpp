@@ -40,15 +40,12 @@ bool haveSameOrigin(const QUrl& one, const QUrl& other)
         && one.port(defaultPort) == other.port(defaultPort);
 }
 
-/// Whether the answer is missing or incomplete; the toolkit reports statuses as errors, too.
+/// Whether the answer is missing or broken; the toolkit reports statuses as errors, too.
 bool isTransportFailure(QNetworkReply::NetworkError error, std::optional<int> status)
 {
-    if (error == QNetworkReply::NoError || !status)
-        return error != QNetworkReply::NoError;
-    const bool broke
-        = error <= QNetworkReply::UnknownNetworkError || error == QNetworkReply::ProtocolFailure;
-    const bool cannotBeDecompressed = error == QNetworkReply::UnknownContentError && status < 400;
-    return broke || cannotBeDecompressed;
+    const bool connectionBroke
+        = error > QNetworkReply::NoError && error <= QNetworkReply::UnknownNetworkError;
+    return !status || connectionBroke || error == QNetworkReply::ProtocolFailure;
 }
 
 TransportErrorCode transportErrorCode(QNetworkReply::NetworkError error, bool wasSent)

@@ -27,10 +27,10 @@ public:
         std::chrono::milliseconds idleTimeout { 0 };
     };
 
-    /// Sends `request` at once.
-    HttpExchange(HttpRequest request,
+    /// Sends the request at once.
+    HttpExchange(HttpRequest wanted,
                  const Options& options,
-                 HttpSession::Completion completion,
+                 HttpSession::Completion whenDone,
                  QObject* parent);
 
 private:

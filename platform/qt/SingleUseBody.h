@@ -13,7 +13,7 @@ class SingleUseBody final : public QIODevice
     Q_OBJECT
 
 public:
-    explicit SingleUseBody(QByteArray bytes);
+    explicit SingleUseBody(QByteArray content);
 
     [[nodiscard]] qint64 size() const override { return bytes.size(); }
     bool reset() override { return false; }

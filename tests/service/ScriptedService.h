@@ -71,7 +71,7 @@ Q_SIGNALS:
 private:
     friend class ServiceConnection;
 
-    explicit ScriptedService(std::unique_ptr<QTcpServer> server);
+    explicit ScriptedService(std::unique_ptr<QTcpServer> listener);
     [[nodiscard]] Answer answerTo(const ReceivedRequest& request);
 
     std::unique_ptr<QTcpServer> server;

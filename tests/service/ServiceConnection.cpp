@@ -8,7 +8,7 @@ namespace quibel::testing {
 
 namespace {
 
-constexpr qint64 outputLimit = 256 * 1024;
+constexpr qint64 outputLimit = qint64 { 256 } * 1024;
 
 Headers parseHeaders(const QList<QByteArray>& lines)
 {
@@ -39,6 +39,8 @@ ServiceConnection::ServiceConnection(ScriptedService& owner, QTcpSocket* client)
     connect(&pace, &QTimer::timeout, this, &ServiceConnection::sendNextByte);
     if (service.intakeBytes > 0) {
         socket->setReadBufferSize(service.intakeBytes);
+        // Else the system takes many megabytes on the service's behalf.
+        socket->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 64 * 1024);
         intake.start(service.intakeInterval);
     }
     takeBytes();

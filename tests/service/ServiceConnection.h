@@ -19,8 +19,8 @@ class ServiceConnection : public QObject
     Q_OBJECT
 
 public:
-    /// Takes `socket` over; belongs to `service`.
-    ServiceConnection(ScriptedService& service, QTcpSocket* socket);
+    /// Takes `client` over; belongs to `owner`.
+    ServiceConnection(ScriptedService& owner, QTcpSocket* client);
 
     void release();
     void disconnectClient();
