@@ -93,12 +93,13 @@ void StatusBarController::updateImage()
     if (!item)
         return;
     const QString themedName = u"quibel-tree-logo-symbolic"_s;
-    const std::optional<QColor> foreground = area.foreground();
-    if (!foreground && QIcon::hasThemeIcon(themedName))
+    if (const std::optional<QColor> foreground = area.foreground())
+        item->setIcon(treeLogo.icon(*foreground));
+    else if (QIcon::hasThemeIcon(themedName))
         item->setIcon(QIcon::fromTheme(themedName));
     else
-        item->setIcon(treeLogo.icon(
-            foreground.value_or(QGuiApplication::palette().color(QPalette::WindowText))));
+        item->setIcon(
+            treeLogo.outlinedIcon(QGuiApplication::palette().color(QPalette::WindowText)));
 }
 
 void StatusBarController::popUpMenu()

@@ -19,7 +19,13 @@ public:
     /// The image in `color`, sharp at the sizes in which status areas show icons.
     [[nodiscard]] QIcon icon(const QColor& color) const;
 
+    /// The same with a thin outline in the opposite brightness, for a place that does not tell its
+    /// colour: one of the two stands out there.
+    [[nodiscard]] QIcon outlinedIcon(const QColor& color) const;
+
 private:
+    [[nodiscard]] QByteArray drawnIn(const QColor& color) const;
+
     QByteArray drawing;
 };
 

@@ -25,15 +25,11 @@ QStringList shownTitles(const QMenu& menu)
     return titles;
 }
 
-/// The colour of the icon's solid parts.
+/// The colour of the logo's stem, which is in the middle of any icon.
 QColor inkOf(const QIcon& icon)
 {
-    const QImage image = icon.pixmap(64, 64).toImage();
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            if (image.pixelColor(x, y).alpha() == 255)
-                return image.pixelColor(x, y);
-    return {};
+    const QColor color = icon.pixmap(64, 64).toImage().pixelColor(32, 44);
+    return color.alpha() == 255 ? color : QColor();
 }
 
 const QStringList titlesAtLaunch {

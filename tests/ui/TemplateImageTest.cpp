@@ -56,6 +56,23 @@ private Q_SLOTS:
         }
     }
 
+    void anOutlineOfTheOppositeBrightnessStandsOutWhereTheImageDoesNot()
+    {
+        const TemplateImage image(
+            write("<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 18 18'>"
+                  "<rect x='6' y='6' width='6' height='6' fill='currentColor'/></svg>"));
+        const auto pixel = [&](const QColor& color, QPoint at) {
+            return image.outlinedIcon(color).pixmap(36, 36).toImage().pixelColor(at);
+        };
+        const QPoint middle(18, 18);
+        const QPoint edge(11, 18);
+        QCOMPARE(pixel(Qt::black, middle), QColor(Qt::black));
+        QCOMPARE(pixel(Qt::black, edge), QColor(Qt::white));
+        QCOMPARE(pixel(Qt::white, middle), QColor(Qt::white));
+        QCOMPARE(pixel(Qt::white, edge), QColor(Qt::black));
+        QCOMPARE(pixel(Qt::white, { 2, 2 }).alpha(), 0);
+    }
+
     void givesNoIconWithoutAnImage_data()
     {
         QTest::addColumn<QByteArray>("drawing");
@@ -68,6 +85,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, drawing);
         QVERIFY(TemplateImage(directory.filePath(u"missing.svg"_s)).icon(orange).isNull());
         QVERIFY(TemplateImage(write(drawing)).icon(orange).isNull());
+        QVERIFY(TemplateImage(write(drawing)).outlinedIcon(orange).isNull());
     }
 };
 
