@@ -289,6 +289,7 @@ private Q_SLOTS:
         constexpr int each = 25;
         std::atomic<int> stored = 0;
         std::vector<std::jthread> threads;
+        threads.reserve(writers);
         for (int i = 0; i < writers; ++i)
             threads.emplace_back([&] {
                 const auto result = BranchStorage::open({ .directory = directory->path() });
