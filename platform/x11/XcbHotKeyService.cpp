@@ -35,7 +35,7 @@ XcbHotKeyService::XcbHotKeyService(XcbConnection& connection)
 
 XcbHotKeyService::~XcbHotKeyService()
 {
-    // A grab that nobody answers any more would leave the keyboard frozen.
+    // A grab that nobody answers any more would freeze the keyboard for good.
     while (!hotKeys.empty())
         unregisterHotKey(hotKeys.begin()->first);
 }
@@ -64,6 +64,9 @@ void XcbHotKeyService::unregisterHotKey(HotKeyRef hotKey)
     if (registered.empty())
         return;
     ungrab(registered.mapped());
+    // A press on its way here has frozen the keyboard already, and nobody may be left to thaw it.
+    xcb_ungrab_keyboard(x.get(), XCB_CURRENT_TIME);
+    held = 0;
     x.flush();
 }
 
