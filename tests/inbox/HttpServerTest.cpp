@@ -240,8 +240,10 @@ private Q_SLOTS:
     {
         for (int round = 0; round < 10; ++round) {
             const auto port = serve({});
+            constexpr int many = 4;
             std::vector<std::jthread> clients;
-            for (int i = 0; i < 4; ++i)
+            clients.reserve(many);
+            for (int i = 0; i < many; ++i)
                 clients.emplace_back([port](const std::stop_token& stop) {
                     QTcpSocket socket;
                     socket.connectToHost(u"127.0.0.1"_s, port);

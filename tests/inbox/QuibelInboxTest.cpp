@@ -291,7 +291,7 @@ private:
                 return printed.contains(u'\n') || service->state() == QProcess::NotRunning;
             },
             20'000);
-        return QUrl(printed.trimmed().section(u' ', -1));
+        return { printed.trimmed().section(u' ', -1) };
     }
 
     [[nodiscard]] RawAnswer
