@@ -68,6 +68,10 @@ private Q_SLOTS:
         QTest::newRow("runs of blanks") << u"a  b\tc\nd\r\ne f g h"_s << u"a b c d e f g"_s;
         QTest::newRow("blanks of other scripts")
             << u"a\u00a0b\u2003c\u3000d\u2028e f g h"_s << u"a b c d e f g"_s;
+        QTest::newRow("blanks of other scripts around")
+            << u"\u3000\u2029a\u00a0b\u0085\u2003"_s << u"a\u00a0b"_s;
+        QTest::newRow("no blanks")
+            << u"a\u200bb c\u2060d e-f g.h i,j k l"_s << u"a\u200bb c\u2060d e-f g.h i,j k l"_s;
         QTest::newRow("only blanks") << u" \n\t "_s << u""_s;
         QTest::newRow("nothing") << u""_s << u""_s;
     }
@@ -115,10 +119,27 @@ private Q_SLOTS:
                  QJsonObject({ { u"name"_s, u""_s }, { u"bundle_id"_s, u""_s } }));
     }
 
+    void brokenTextMakesNoDocument_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<CaptureContext>("seen");
+        QTest::addColumn<QString>("projectID");
+        const QString high(1, QChar(0xd83d));
+        const QString low(1, QChar(0xdca1));
+        QTest::newRow("text") << u"a"_s + high << context << u"p1"_s;
+        QTest::newRow("text, halves swapped") << low + high << context << u"p1"_s;
+        QTest::newRow("application") << u"x"_s << CaptureContext { high, {}, {} } << u"p1"_s;
+        QTest::newRow("bundle") << u"x"_s << CaptureContext { {}, low, {} } << u"p1"_s;
+        QTest::newRow("window") << u"x"_s << CaptureContext { {}, {}, low } << u"p1"_s;
+        QTest::newRow("project") << u"x"_s << context << high;
+    }
+
     void brokenTextMakesNoDocument()
     {
-        const QString broken(1, QChar(0xd83d));
-        QCOMPARE(buildBranchDocument(broken, context, u"p1"_s, false, moment), std::nullopt);
+        QFETCH(QString, text);
+        QFETCH(CaptureContext, seen);
+        QFETCH(QString, projectID);
+        QCOMPARE(buildBranchDocument(text, seen, projectID, false, moment), std::nullopt);
     }
 };
 
