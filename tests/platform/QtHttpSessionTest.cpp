@@ -578,14 +578,15 @@ void QtHttpSessionTest::keepsTheKeyFromAnotherOrigin()
     QFETCH(QByteArray, method);
     ScriptedService service;
     ScriptedService anotherPort;
-    ScriptedService anotherScheme(certificates.good());
+    QUrl anotherScheme = service.url(u"/next"_s);
+    anotherScheme.setScheme(u"https"_s);
     QUrl anotherHost = service.url(u"/next"_s);
     anotherHost.setHost(u"localhost"_s);
     QUrl withoutScheme = anotherPort.url(u"/next"_s);
     withoutScheme.setScheme({});
 
     for (const QUrl& target : { anotherPort.url(u"/next"_s),
-                                anotherScheme.url(u"/next"_s),
+                                anotherScheme,
                                 anotherHost,
                                 withoutScheme,
                                 QUrl(u"file:///etc/hostname"_s) }) {
@@ -597,9 +598,8 @@ void QtHttpSessionTest::keepsTheKeyFromAnotherOrigin()
         QCOMPARE(outcome.status, status);
         QCOMPARE(outcome.body, "moved"_ba);
     }
-    QCOMPARE(service.requests().size(), 5U);
+    QCOMPARE(service.connectionCount(), 5);
     QCOMPARE(anotherPort.connectionCount(), 0);
-    QCOMPARE(anotherScheme.connectionCount(), 0);
 }
 
 void QtHttpSessionTest::takesARedirectToNowhereAsTheAnswer_data()
