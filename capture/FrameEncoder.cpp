@@ -1,6 +1,7 @@
 #include "capture/FrameEncoder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quibel {
 

@@ -193,6 +193,14 @@ private Q_SLOTS:
         QCOMPARE(screenCapture->stops, 2);
     }
 
+    void goesOnAtOnceWhenTheStreamOfTheWindowCannotStart()
+    {
+        screenCapture->windowStreamsStart = false;
+        capturer->capture(context, project, [](const auto&) {});
+        QCoreApplication::processEvents();
+        QCOMPARE(screenCapture->streams.size(), std::size_t { 2 });
+    }
+
     void endsWithNothing_data()
     {
         QTest::addColumn<std::function<void(ScreenshotCapturerTest&)>>("breakSomething");
