@@ -51,7 +51,8 @@ QImage shrunk(const QImage& frame, QSize size)
 std::vector<QSize> sizesOf(QSize full)
 {
     std::vector<QSize> sizes { full };
-    for (double factor = 0.9; factor > 0.3; factor *= 0.8)
+    double factor = 0.9;
+    for (int i = 0; i < 5; ++i, factor *= 0.8)
         sizes.emplace_back(std::max(1, static_cast<int>(full.width() * factor)),
                            std::max(1, static_cast<int>(full.height() * factor)));
     return sizes;

@@ -38,14 +38,14 @@ PatternWindow::PatternWindow(const Options& options)
     constexpr std::uint8_t alphaDepth = 32;
     const auto visual
         = hasAlpha ? visualOfDepth(x->screen(), alphaDepth) : x->screen()->root_visual;
-    const xcb_colormap_t colours = xcb_generate_id(x->get());
-    xcb_create_colormap(x->get(), XCB_COLORMAP_ALLOC_NONE, colours, x->root(), visual);
+    const xcb_colormap_t map = xcb_generate_id(x->get());
+    xcb_create_colormap(x->get(), XCB_COLORMAP_ALLOC_NONE, map, x->root(), visual);
     const std::array<std::uint32_t, 5> values { undrawn,
                                                 0,
                                                 options.managed ? 0U : 1U,
                                                 XCB_EVENT_MASK_EXPOSURE
                                                     | XCB_EVENT_MASK_STRUCTURE_NOTIFY,
-                                                colours };
+                                                map };
     const QRect& area = options.geometry;
     xcb_create_window(x->get(),
                       hasAlpha ? alphaDepth : x->screen()->root_depth,
