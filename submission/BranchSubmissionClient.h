@@ -25,12 +25,12 @@ class BranchSubmissionClient : public QObject
 public:
     using Completion = std::function<void(const SubmissionResult&)>;
 
-    /// `pending` belongs to the caller, who fills it; an upload that has ended clears it.
-    BranchSubmissionClient(HttpSession& session,
-                           ProjectStore& projectStore,
-                           const KeychainService& keychain,
-                           PendingScreenshot& pending,
-                           const CaptureReport& report);
+    /// `pendingScreenshot` belongs to the caller, who fills it; an upload that has ended clears it.
+    BranchSubmissionClient(HttpSession& httpSession,
+                           ProjectStore& store,
+                           const KeychainService& keys,
+                           PendingScreenshot& pendingScreenshot,
+                           const CaptureReport& captureReport);
 
     /// Sends a branch document. `completion` is called once; at once when nothing can be sent, else
     /// in a later turn of the event loop. A rejected key signs the user out first.

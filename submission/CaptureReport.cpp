@@ -12,7 +12,7 @@ const QString tag = u"[Quibel] "_s;
 
 QString rule()
 {
-    return QString(32, QChar(0x2500));
+    return { 32, QChar(0x2500) };
 }
 
 QString textOrNull(const std::optional<QString>& text)

@@ -93,9 +93,10 @@ private Q_SLOTS:
         using enum TransportErrorCode;
         QTest::addColumn<HttpOutcome>("outcome");
         QTest::addColumn<SubmissionResult>("result");
-        const auto row = [](const char* name, const HttpOutcome& outcome, SubmissionResult result) {
-            QTest::newRow(name) << outcome << std::move(result);
-        };
+        const auto row
+            = [](const char* name, const HttpOutcome& outcome, const SubmissionResult& result) {
+                  QTest::newRow(name) << outcome << result;
+              };
         const SubmissionResult noId = CreatedBranch {};
         row("401", FakeHttpSession::success(401, "{}"), SubmissionError::unauthorized);
         row("401 and an error", brokenAfter(401, timedOut), SubmissionError::unauthorized);

@@ -39,7 +39,7 @@ private Q_SLOTS:
         QCOMPARE(store.apiBaseURL(), std::nullopt);
     }
 
-    void cleanup() { QVERIFY(session.requests.empty()); }
+    void cleanup() const { QVERIFY(session.requests.empty()); }
 
     void aBranchFails()
     {
