@@ -17,18 +17,14 @@ constexpr int redirectLimit = 16;
 
 QNetworkRequest makeToolkitRequest(const HttpRequest& request)
 {
-    QUrl url = request.url;
-    url.setUserInfo({});
-    QNetworkRequest made(url);
+    QNetworkRequest made(request.url);
     for (const auto& [name, value] : request.headers)
         made.setRawHeader(name, value);
     made.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                       QNetworkRequest::ManualRedirectPolicy);
     made.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    for (const auto automatic : { QNetworkRequest::CookieLoadControlAttribute,
-                                  QNetworkRequest::CookieSaveControlAttribute,
-                                  QNetworkRequest::AuthenticationReuseAttribute })
-        made.setAttribute(automatic, QNetworkRequest::Manual);
+    made.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    made.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
     made.setRawHeader("Accept-Encoding", "identity"); // So that lengths can be compared.
     return made;
 }
@@ -45,7 +41,7 @@ bool isTransportFailure(QNetworkReply::NetworkError error, std::optional<int> st
 {
     const bool connectionBroke
         = error > QNetworkReply::NoError && error <= QNetworkReply::UnknownNetworkError;
-    return !status || connectionBroke || error == QNetworkReply::ProtocolFailure;
+    return !status || connectionBroke;
 }
 
 TransportErrorCode transportErrorCode(QNetworkReply::NetworkError error, bool wasSent)
@@ -185,7 +181,6 @@ void HttpExchange::follow(const QUrl& target)
     }
     request.url = target;
     received.clear();
-    reply->disconnect(this);
     sendRequest();
 }
 

@@ -545,7 +545,7 @@ void QtHttpSessionTest::followsARedirectWithinTheOrigin()
     QFETCH(int, status);
     QFETCH(QByteArray, expectedMethod);
     ScriptedService service(certificates.good());
-    service.answer("/old/a", Answer::redirect(status, "../relative?q"));
+    service.answer("/old/a", Answer::reply(status, "gone", { { "Location", "../relative?q" } }));
     service.answer("/relative", Answer::redirect(status, service.url(u"/absolute"_s).toEncoded()));
     service.answer("/absolute", Answer::reply(200, "there"));
     HttpRequest request = method == "GET" ? get({}) : post({}, "document");
@@ -723,17 +723,20 @@ void QtHttpSessionTest::waitsWhileAnUploadMakesProgress()
 
 void QtHttpSessionTest::takesTheProxyToOtherMachinesOnly()
 {
-    ScriptedService service(certificates.good());
+    ScriptedService plain;
+    ScriptedService encrypted(certificates.good());
     ScriptedService proxy;
     proxy.answer([](const ReceivedRequest&) {
         return Answer::reply(407, {}, { { "Proxy-Authenticate", R"(Basic realm="x")" } });
     });
     QNetworkProxy::setApplicationProxy({ QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port() });
-    const HttpOutcome here = outcomeOf(post(service.url(u"/"_s)));
+    const HttpOutcome here = outcomeOf(post(plain.url(u"/"_s)));
+    const HttpOutcome alsoHere = outcomeOf(post(encrypted.url(u"/"_s)));
     const HttpOutcome elsewhere = outcomeOf(post(QUrl(u"https://quibel.invalid/"_s)));
     QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
 
     QCOMPARE(here.status, 404);
+    QCOMPARE(alsoHere.status, 404);
     QCOMPARE(errorOf(elsewhere), Code::other);
     QCOMPARE(elsewhere.status, std::nullopt);
     QCOMPARE(proxy.requests().size(), 1U);
