@@ -2,6 +2,7 @@
 
 #include "platform/x11/XcbActivation.h"
 
+#include <QEvent>
 #include <QGuiApplication>
 #include <QWindow>
 
@@ -33,12 +34,13 @@ XcbPanelWindows::XcbPanelWindows(XcbConnection& connection)
 void XcbPanelWindows::prepare(QWindow& panel, PanelKind kind)
 {
     kinds.insert(&panel, kind);
-    if (kind == PanelKind::capture)
-        panel.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
-                       | Qt::X11BypassWindowManagerHint);
-    else
+    // Not WindowStaysOnTopHint: for that the toolkit would make the window anew at its first show.
+    if (kind == PanelKind::capture) {
+        panel.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint);
+        panel.installEventFilter(this);
+    } else
         panel.setFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint
-                       | Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
+                       | Qt::WindowCloseButtonHint);
 }
 
 void XcbPanelWindows::place(QWindow& panel, QPoint origin)
@@ -59,17 +61,30 @@ void XcbPanelWindows::orderOut(QWindow& panel)
     panel.hide();
 }
 
+bool XcbPanelWindows::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::MouseButtonPress)
+        if (auto* panel = qobject_cast<QWindow*>(watched); panel != nullptr)
+            takeFocus(*panel);
+    return false;
+}
+
 void XcbPanelWindows::makeCapturePanelKey(QWindow& panel)
 {
     panel.show();
-    xcb_connection_t* connection = toolkitConnection();
-    const xcb_window_t window = windowOf(panel);
     const std::array<std::uint32_t, 1> above { XCB_STACK_MODE_ABOVE };
-    xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, above.data());
+    xcb_configure_window(
+        toolkitConnection(), windowOf(panel), XCB_CONFIG_WINDOW_STACK_MODE, above.data());
+    takeFocus(panel);
+}
+
+void XcbPanelWindows::takeFocus(QWindow& panel)
+{
+    xcb_connection_t* connection = toolkitConnection();
     // Behind the map request on the same connection: the window is viewable by then, since no
     // window manager is asked. With the time of the key press the server would refuse the focus
     // whenever another window has got it in between.
-    xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+    xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, windowOf(panel), XCB_CURRENT_TIME);
     xcb_flush(connection);
 }
 
@@ -79,7 +94,8 @@ void XcbPanelWindows::makeDialogKey(QWindow& panel)
     const xcb_window_t window = windowOf(panel);
     if (!panel.isVisible()) {
         // A window manager removes the states of a window that is withdrawn, so they are set anew.
-        const std::array<xcb_atom_t, 2> states { x.atom("_NET_WM_STATE_SKIP_TASKBAR"),
+        const std::array<xcb_atom_t, 3> states { x.atom("_NET_WM_STATE_ABOVE"),
+                                                 x.atom("_NET_WM_STATE_SKIP_TASKBAR"),
                                                  x.atom("_NET_WM_STATE_SKIP_PAGER") };
         xcb_change_property(connection,
                             XCB_PROP_MODE_APPEND,

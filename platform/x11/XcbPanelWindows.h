@@ -13,8 +13,10 @@ namespace quibel {
 /// press and the panel, no prevention of focus stealing applies, and it lies over full-screen
 /// windows and on every desktop. It takes the input focus itself. The dialog is an ordinary window
 /// that floats and that no task bar, pager or switcher offers.
-class XcbPanelWindows final : public PanelWindows
+class XcbPanelWindows final : public QObject, public PanelWindows
 {
+    Q_OBJECT
+
 public:
     explicit XcbPanelWindows(XcbConnection& connection);
 
@@ -23,9 +25,13 @@ public:
     void makeKeyAndOrderFront(QWindow& panel) override;
     void orderOut(QWindow& panel) override;
 
+    /// Gives the keyboard to a capture panel that is clicked, since no window manager does.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void makeDialogKey(QWindow& panel);
     void makeCapturePanelKey(QWindow& panel);
+    static void takeFocus(QWindow& panel);
 
     XcbConnection& x; ///< Knows the atoms; requests go over the toolkit's connection.
     QHash<const QWindow*, PanelKind> kinds;

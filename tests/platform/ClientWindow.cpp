@@ -150,6 +150,27 @@ void ClientWindow::handleEvent(const xcb_generic_event_t* event)
         keys.push_back(reinterpret_cast<const xcb_key_press_event_t*>(event)->detail);
 }
 
+bool isAbove(XcbConnection& connection, xcb_window_t upper, xcb_window_t lower)
+{
+    const auto treeOf = [&](xcb_window_t window) {
+        return XcbOwned<xcb_query_tree_reply_t>(xcb_query_tree_reply(
+            connection.get(), xcb_query_tree(connection.get(), window), nullptr));
+    };
+    const auto root = treeOf(connection.root());
+    const auto* first = xcb_query_tree_children(root.get());
+    const auto* end = first + xcb_query_tree_children_length(root.get());
+    // A window manager's frame may lie around the window.
+    const auto placeOf = [&](xcb_window_t window) {
+        auto tree = treeOf(window);
+        while (tree && tree->parent != connection.root()) {
+            window = tree->parent;
+            tree = treeOf(window);
+        }
+        return std::find(first, end, window);
+    };
+    return placeOf(upper) != end && placeOf(lower) < placeOf(upper);
+}
+
 xcb_window_t activeWindow(XcbConnection& connection)
 {
     const XcbProperty active(

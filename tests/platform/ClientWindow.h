@@ -56,6 +56,9 @@ private:
     xcb_window_t window = XCB_WINDOW_NONE;
 };
 
+/// Whether `upper` lies above `lower` in the order of all windows on screen.
+[[nodiscard]] bool isAbove(XcbConnection& connection, xcb_window_t upper, xcb_window_t lower);
+
 /// The window that is active, as the window manager names it.
 [[nodiscard]] xcb_window_t activeWindow(XcbConnection& connection);
 
