@@ -4,12 +4,14 @@
 
 #include <QPointer>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace quibel {
 
-AppDelegate::AppDelegate(const Platform& desktop)
-    : platform(desktop)
+AppDelegate::AppDelegate(Platform desktop)
+    : platform(std::move(desktop))
     , projectStore({ .defaults = platform.preferences,
                      .secretItems = platform.secretItems,
                      .session = platform.session,

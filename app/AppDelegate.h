@@ -23,7 +23,7 @@ class AppDelegate : public QObject
     Q_OBJECT
 
 public:
-    explicit AppDelegate(const Platform& platform);
+    explicit AppDelegate(Platform desktop);
 
     void applicationDidFinishLaunching();
 

@@ -30,7 +30,7 @@ class CaptureFlow : public QObject
 public:
     enum class Trigger { hotKey, menu };
 
-    CaptureFlow(const Platform& platform, ProjectStore& projectStore, KeychainService& keychain);
+    CaptureFlow(const Platform& platform, ProjectStore& store, KeychainService& keys);
 
     /// Makes the capture panel; before that, captures do not begin.
     void createPanel();

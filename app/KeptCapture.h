@@ -15,7 +15,7 @@ namespace quibel {
 class KeptCapture
 {
 public:
-    explicit KeptCapture(Preferences& preferences);
+    explicit KeptCapture(Preferences& store);
 
     void loadLastFailedCapture();
 

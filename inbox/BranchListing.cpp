@@ -16,12 +16,19 @@ namespace {
 constexpr qsizetype widestCell = 48;
 
 /// Captured texts are anybody's: an escape sequence in one must not reach the terminal.
-QString toCell(QString text)
+QString toCell(const QString& text)
 {
+    // By code points: half of a surrogate pair is never printable.
+    auto letters = text.toUcs4();
     std::ranges::replace_if(
-        text, [](QChar c) { return c.category() == QChar::Other_Control || !c.isPrint(); }, u' ');
-    text = text.simplified();
-    return text.size() > widestCell ? text.left(widestCell - 1) + u'…' : text;
+        letters, [](uint letter) { return !QChar::isPrint(letter); }, uint { ' ' });
+    const auto plain = [](const QList<uint>& points) {
+        return QString::fromUcs4(reinterpret_cast<const char32_t*>(points.constData()),
+                                 points.size());
+    };
+    letters = plain(letters).simplified().toUcs4();
+    return letters.size() > widestCell ? plain(letters.first(widestCell - 1)) + u'…'
+                                       : plain(letters);
 }
 
 QString describe(const QList<StoredScreenshot>& screenshots)

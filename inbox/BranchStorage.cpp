@@ -96,9 +96,9 @@ StorageResult<std::unique_ptr<BranchStorage>> BranchStorage::open(const Options&
     if (auto error = makeFile(path))
         return *error;
 
-    auto database
-        = QSqlDatabase::addDatabase(u"QSQLITE"_s, QUuid::createUuid().toString(QUuid::Id128));
-    std::unique_ptr<BranchStorage> storage(new BranchStorage(database));
+    std::unique_ptr<BranchStorage> storage(new BranchStorage(
+        QSqlDatabase::addDatabase(u"QSQLITE"_s, QUuid::createUuid().toString(QUuid::Id128))));
+    QSqlDatabase& database = storage->database;
     database.setDatabaseName(path);
     database.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=%1"_s.arg(options.patience.count()));
     if (!database.open())

@@ -90,17 +90,17 @@ void BranchSubmissionClient::uploadPendingScreenshot()
     if (!pending.pendingScreenshot || !pending.pendingScreenshotBranchID)
         return;
     const QString branchID = *pending.pendingScreenshotBranchID;
-    const auto document = buildScreenshotDocument(*pending.pendingScreenshot, branchID);
-    const auto request = makeRequest(u"api/branches/"_s + branchID + u"/screenshots"_s,
-                                     document.value_or(QByteArray()));
+    auto request = makeRequest(u"api/branches/"_s + branchID + u"/screenshots"_s, {});
     if (std::holds_alternative<SubmissionError>(request)) {
         failUpload(u"missing_api_key_or_base_url"_s);
         return;
     }
+    auto document = buildScreenshotDocument(*pending.pendingScreenshot, branchID);
     if (!document) {
         failUpload(u"invalid_payload"_s);
         return;
     }
+    std::get<HttpRequest>(request).body = *std::move(document);
 
     const QString captureType = pending.pendingScreenshot->metadata.captureType;
     const qint64 byteSize = pending.pendingScreenshot->data.size();

@@ -11,8 +11,8 @@ struct XcbFree
 {
     void operator()(void* memory) const
     {
-        std::free(memory);
-    } // NOLINT(cppcoreguidelines-no-malloc)
+        std::free(memory); // NOLINT(cppcoreguidelines-no-malloc)
+    }
 };
 
 /// Owns what libxcb allocates: replies, events, errors.

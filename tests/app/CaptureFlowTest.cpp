@@ -490,6 +490,27 @@ private Q_SLOTS:
         QVERIFY(bench.desktop.session.requests.back().url.path().endsWith(u"/b1/screenshots"));
     }
 
+    void aBranchWithoutAnIdUploadsNothing_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("empty body") << QByteArray();
+        QTest::newRow("number") << QByteArray(R"({"branch_id":7})");
+    }
+
+    void aBranchWithoutAnIdUploadsNothing()
+    {
+        QFETCH(QByteArray, body);
+        AgentBench bench;
+        prepareForScreenshots(bench);
+        bench.branchOff(u"x"_s);
+        bench.desktop.session.answer(branchRequest, FakeHttpSession::success(201, body));
+        QTRY_VERIFY(bench.desktop.output.contains("Screenshot captured"));
+        AgentBench::settle();
+        QCOMPARE(bench.desktop.session.requests.size(), branchRequest + 1);
+        QVERIFY(!bench.desktop.output.contains("Screenshot upload"));
+        QCOMPARE(bench.desktop.preferences.text(u"quibel.lastUsedProjectId"_s), u"p1"_s);
+    }
+
     void aFailedScreenshotClearsTheBranchIdAndUploadsNothing()
     {
         AgentBench bench;

@@ -40,17 +40,21 @@ private Q_SLOTS:
     void endsAfterTheJobUnderWayAndDropsTheOthers()
     {
         std::latch begun(1);
+        std::latch ending(1);
         std::atomic_bool finished = false;
         std::atomic_bool ranAnother = false;
         {
             ScreenshotQueue queue;
             queue.add([&] {
                 begun.count_down();
-                QThread::msleep(50);
+                ending.wait();
+                for (int turn = 0; turn < 10'000; ++turn)
+                    QThread::yieldCurrentThread();
                 finished = true;
             });
             queue.add([&] { ranAnother = true; });
             begun.wait();
+            ending.count_down();
         }
         QVERIFY(finished);
         QVERIFY(!ranAnother);

@@ -58,6 +58,14 @@ private Q_SLOTS:
         QCOMPARE(table.count(u'\n'), 2);
     }
 
+    void keepsLettersBeyondTheBasicPlaneWhole()
+    {
+        const auto table = QString::fromUtf8(toTable({ branch(u"Ship 🎉 𠮷野"_s) }));
+        QVERIFY(table.contains(u"Ship 🎉 𠮷野\n"));
+        const auto cut = QString::fromUtf8(toTable({ branch(u"🎉"_s.repeated(500)) }));
+        QVERIFY(cut.contains(u"🎉"_s.repeated(47) + u"…\n"_s));
+    }
+
     void cutsALongTitle()
     {
         const auto table = QString::fromUtf8(toTable({ branch(QString(500, u'x')) }));
