@@ -75,16 +75,15 @@ TransportErrorCode transportErrorCode(QNetworkReply::NetworkError error, bool wa
 } // namespace
 
 HttpExchange::HttpExchange(HttpRequest wanted,
-                           const Options& options,
+                           std::chrono::milliseconds idleTimeout,
                            HttpSession::Completion whenDone,
                            QObject* parent)
     : QObject(parent)
     , request(std::move(wanted))
     , completion(std::move(whenDone))
 {
-    manager.setProxy(options.proxy);
     idle.setSingleShot(true);
-    idle.setInterval(options.idleTimeout);
+    idle.setInterval(idleTimeout);
     connect(&idle, &QTimer::timeout, this, [this] {
         fail(TransportErrorCode::timedOut, u"The request timed out."_s);
     });

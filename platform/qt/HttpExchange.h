@@ -3,7 +3,6 @@
 #include "platform/HttpSession.h"
 
 #include <QNetworkAccessManager>
-#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QObject>
 #include <QTimer>
@@ -14,22 +13,16 @@ namespace quibel {
 
 /// One request on its way, with the redirects that it takes. Ends itself with its completion.
 ///
-/// The toolkit shows the status of a 401 or 407 only with its complete body: one that breaks off
-/// has none.
+/// Two things cannot be told through the toolkit: the status of a 401 or 407 whose body breaks off,
+/// and, without TLS, whether a chunked body broke off.
 class HttpExchange : public QObject
 {
     Q_OBJECT
 
 public:
-    struct Options
-    {
-        QNetworkProxy::ProxyType proxy = QNetworkProxy::DefaultProxy;
-        std::chrono::milliseconds idleTimeout { 0 };
-    };
-
     /// Sends the request at once.
     HttpExchange(HttpRequest wanted,
-                 const Options& options,
+                 std::chrono::milliseconds idleTimeout,
                  HttpSession::Completion whenDone,
                  QObject* parent);
 

@@ -64,9 +64,7 @@ void QtHttpSession::send(const HttpRequest& request, Completion completion)
             Qt::QueuedConnection);
         return;
     }
-    const auto proxy
-        = isThisMachine(request.url.host()) ? QNetworkProxy::NoProxy : QNetworkProxy::DefaultProxy;
-    new HttpExchange(request, { proxy, idleTimeout }, std::move(completion), &exchanges);
+    new HttpExchange(request, idleTimeout, std::move(completion), &exchanges);
 }
 
 } // namespace quibel

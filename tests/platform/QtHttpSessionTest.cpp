@@ -235,6 +235,10 @@ void QtHttpSessionTest::deliversACompleteAnswer_data()
     QTest::newRow("no content") << Answer::raw("HTTP/1.1 204 Done\r\n\r\n") << 204 << ""_ba;
     QTest::newRow("body that ends with the connection")
         << Answer::raw("HTTP/1.1 200 Fine\r\n\r\nabc") << 200 << "abc"_ba;
+    QTest::newRow("chunks, for a length")
+        << Answer::raw("HTTP/1.1 200 Fine\r\nContent-Length: 9\r\n"
+                       "Transfer-Encoding: chunked\r\n\r\n2\r\n[]\r\n0\r\n\r\n")
+        << 200 << "[]"_ba;
     QTest::newRow("chunks of one byte")
         << Answer::chunked(200, R"({"id":"b"})") << 200 << R"({"id":"b"})"_ba;
     QTest::newRow("no content, for a length") << Answer::raw("HTTP/1.1 204 Done\r\n"
