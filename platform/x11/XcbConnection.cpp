@@ -28,9 +28,11 @@ XcbConnection::XcbConnection(xcb_connection_t* opened, int screenNumber)
 
     connect(notifier.get(), &QSocketNotifier::activated, this, &XcbConnection::dispatch);
     // Waiting for a reply reads events along with it; the socket does not become readable for those
-    // again, so they are looked for before each sleep of the loop.
-    if (auto* loop = QAbstractEventDispatcher::instance(); loop != nullptr)
+    // again, so they are looked for in each round of the loop, whether it sleeps or not.
+    if (auto* loop = QAbstractEventDispatcher::instance(); loop != nullptr) {
         connect(loop, &QAbstractEventDispatcher::aboutToBlock, this, &XcbConnection::dispatch);
+        connect(loop, &QAbstractEventDispatcher::awake, this, &XcbConnection::dispatch);
+    }
 }
 
 XcbConnection::~XcbConnection()

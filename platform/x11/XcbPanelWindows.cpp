@@ -24,6 +24,25 @@ xcb_window_t windowOf(QWindow& panel)
     return static_cast<xcb_window_t>(panel.winId());
 }
 
+xcb_window_t focusedWindow()
+{
+    xcb_connection_t* connection = toolkitConnection();
+    const XcbOwned<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+    return reply ? reply->focus : xcb_window_t { XCB_INPUT_FOCUS_POINTER_ROOT };
+}
+
+void setFocus(xcb_window_t window)
+{
+    xcb_connection_t* connection = toolkitConnection();
+    // With the time of a key press the server would refuse the focus whenever another window has
+    // got it in between. A window that is gone or out of sight is no error here.
+    const auto request
+        = xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+    xcb_discard_reply(connection, request.sequence);
+    xcb_flush(connection);
+}
+
 } // namespace
 
 XcbPanelWindows::XcbPanelWindows(XcbConnection& connection)
@@ -58,6 +77,10 @@ void XcbPanelWindows::makeKeyAndOrderFront(QWindow& panel)
 
 void XcbPanelWindows::orderOut(QWindow& panel)
 {
+    // Left to itself, the server gives the focus of a window that vanishes to the root, where some
+    // window managers pick it up late and put it into a window of their own choice.
+    if (kinds.value(&panel) == PanelKind::capture && focusedWindow() == windowOf(panel))
+        setFocus(focusBefore);
     panel.hide();
 }
 
@@ -80,12 +103,13 @@ void XcbPanelWindows::makeCapturePanelKey(QWindow& panel)
 
 void XcbPanelWindows::takeFocus(QWindow& panel)
 {
-    xcb_connection_t* connection = toolkitConnection();
+    const xcb_window_t window = windowOf(panel);
+    const xcb_window_t before = focusedWindow();
+    if (before != window)
+        focusBefore = before;
     // Behind the map request on the same connection: the window is viewable by then, since no
-    // window manager is asked. With the time of the key press the server would refuse the focus
-    // whenever another window has got it in between.
-    xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, windowOf(panel), XCB_CURRENT_TIME);
-    xcb_flush(connection);
+    // window manager is asked.
+    setFocus(window);
 }
 
 void XcbPanelWindows::makeDialogKey(QWindow& panel)

@@ -11,8 +11,8 @@ namespace quibel {
 ///
 /// The capture panel bypasses the window manager, as launchers do: nothing stands between the key
 /// press and the panel, no prevention of focus stealing applies, and it lies over full-screen
-/// windows and on every desktop. It takes the input focus itself. The dialog is an ordinary window
-/// that floats and that no task bar, pager or switcher offers.
+/// windows and on every desktop. It takes the input focus itself and hands it back. The dialog is
+/// an ordinary window that floats and that no task bar, pager or switcher offers.
 class XcbPanelWindows final : public QObject, public PanelWindows
 {
     Q_OBJECT
@@ -31,10 +31,12 @@ public:
 private:
     void makeDialogKey(QWindow& panel);
     void makeCapturePanelKey(QWindow& panel);
-    static void takeFocus(QWindow& panel);
+    void takeFocus(QWindow& panel);
 
     XcbConnection& x; ///< Knows the atoms; requests go over the toolkit's connection.
     QHash<const QWindow*, PanelKind> kinds;
+    /// What had the keyboard before a capture panel took it, and gets it back.
+    xcb_window_t focusBefore = XCB_INPUT_FOCUS_POINTER_ROOT;
 };
 
 } // namespace quibel

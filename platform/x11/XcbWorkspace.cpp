@@ -94,26 +94,32 @@ void XcbWorkspace::activate(const RunningApplication& application)
     const auto activeQuestion = askProperty(x.get(), x.root(), netActiveWindow);
     const auto currentQuestion = askProperty(x.get(), x.root(), netCurrentDesktop);
     const auto desktopQuestion = askProperty(x.get(), window, netWmDesktop);
-    const auto active = XcbProperty(x.get(), activeQuestion).firstValue();
+    const auto attributesQuestion = xcb_get_window_attributes(x.get(), window);
+    const auto active = XcbProperty(x.get(), activeQuestion).firstValue().value_or(XCB_WINDOW_NONE);
     const auto current = XcbProperty(x.get(), currentQuestion).firstValue();
     const auto desktop = XcbProperty(x.get(), desktopQuestion).firstValue();
+    const XcbOwned<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(x.get(), attributesQuestion, nullptr));
     const bool isElsewhere = desktop && *desktop != everyDesktop && desktop != current;
+    const bool isInSight = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
 
     // The keyboard at once, and to the very window that had it.
     const xcb_window_t focus = window == lastFrontmost.window ? lastFrontmost.focus : window;
     const auto request
         = xcb_set_input_focus(x.get(), XCB_INPUT_FOCUS_PARENT, focus, XCB_CURRENT_TIME);
+    if (active != window) {
+        selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        activating = { .window = window, .request = request.sequence };
+    }
     // Some window managers go to the window's desktop of themselves, some fetch the window, some
     // only mark it as urgent.
     if (isElsewhere)
         askForDesktop(x, *desktop);
-    // To a window manager that never ceased to count the window as active there is nothing to say;
-    // it would only move the keyboard from the very window to the whole.
-    if (isElsewhere || active != window) {
-        selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+    // Window managers follow the focus by themselves, unless there is something to raise. Asked to
+    // activate, they would move the keyboard from the very window to the whole.
+    const bool isCovered = active != XCB_WINDOW_NONE && active != window;
+    if (isElsewhere || !isInSight || isCovered)
         askForActivation(x.get(), x, window);
-        activating = { .window = window, .request = request.sequence };
-    }
     x.flush();
 }
 

@@ -66,6 +66,7 @@ private Q_SLOTS:
     void hides();
     void givesTheKeyboardBack_data() { takesTheKeyboardWhenShown_data(); }
     void givesTheKeyboardBack();
+    void givesTheKeyboardBackToTheVeryWindowThatHadIt();
     void takesTheKeyboardBackWhenItIsClicked_data() { takesTheKeyboardWhenShown_data(); }
     void takesTheKeyboardBackWhenItIsClicked();
     void liesOverAFullScreenWindow();
@@ -99,6 +100,13 @@ private:
         // The window manager and the toolkit each take note a little later.
         QTRY_VERIFY(!property(x->root(), "_NET_CLIENT_LIST").contains(panel.id()));
         QTRY_COMPARE(QGuiApplication::focusWindow(), nullptr);
+    }
+    /// Waits until the window manager has dealt with all that has happened so far.
+    [[nodiscard]] bool settleWindowManager()
+    {
+        ClientWindow probe({});
+        probe.requestFromRoot("_NET_REQUEST_FRAME_EXTENTS", {});
+        return QTest::qWaitFor([&] { return property(probe.id(), "_NET_FRAME_EXTENTS").exists(); });
     }
     [[nodiscard]] xcb_window_t focus()
     {
@@ -149,6 +157,7 @@ void XcbPanelWindowsTest::init()
     editor->requestFromRoot("_NET_ACTIVE_WINDOW", { 2 });
     QTRY_COMPARE(activeWindow(*x), editor->id());
     QTRY_VERIFY(editor->hasFocus());
+    QVERIFY(settleWindowManager());
 }
 
 void XcbPanelWindowsTest::takesTheKeyboardWhenShown_data()
@@ -215,10 +224,36 @@ void XcbPanelWindowsTest::givesTheKeyboardBack()
     workspace.activate(*previous);
     QTRY_VERIFY(editor->hasFocus());
     QCOMPARE(workspace.frontmostApplication()->keyWindow, editor->id());
+    QVERIFY(settleWindowManager());
     keyboard.type({ Keyboard::a });
     QTRY_COMPARE(editor->pressedKeys(), std::vector<xcb_keycode_t> { Keyboard::a });
     QTRY_COMPARE(activeWindow(*x), editor->id());
     QVERIFY(editor->hasFocus());
+}
+
+void XcbPanelWindowsTest::givesTheKeyboardBackToTheVeryWindowThatHadIt()
+{
+    xcb_connection_t* c = editor->connection().get();
+    const xcb_window_t inner = xcb_generate_id(c);
+    xcb_create_window(
+        c, 0, inner, editor->id(), 0, 0, 50, 50, 0, XCB_COPY_FROM_PARENT, 0, 0, nullptr);
+    xcb_map_window(c, inner);
+    xcb_set_input_focus(c, XCB_INPUT_FOCUS_PARENT, inner, XCB_CURRENT_TIME);
+    xcb_flush(c);
+    QTRY_COMPARE(focus(), inner);
+    const auto previous = workspace.frontmostApplication();
+    QVERIFY(previous);
+    QCOMPARE(previous->keyWindow, editor->id());
+
+    Panel panel(windows, PanelKind::capture);
+    show(panel);
+    QVERIFY(settleWindowManager());
+    windows.orderOut(panel.window());
+    workspace.activate(*previous);
+    QTRY_COMPARE(focus(), inner);
+    QVERIFY(settleWindowManager());
+    QCOMPARE(focus(), inner);
+    QCOMPARE(activeWindow(*x), editor->id());
 }
 
 void XcbPanelWindowsTest::takesTheKeyboardBackWhenItIsClicked()
@@ -249,8 +284,9 @@ void XcbPanelWindowsTest::liesOverAFullScreenWindow()
     show(panel);
     QVERIFY(isAbove(*x, panel.id(), film.id()));
     typeInto(panel);
-    film.requestFromRoot("_NET_ACTIVE_WINDOW", { 2 });
+    keyboard.click(1000, 700);
     QTRY_VERIFY(film.hasFocus());
+    QVERIFY(settleWindowManager());
     QVERIFY(isAbove(*x, panel.id(), film.id()));
 }
 
@@ -259,6 +295,7 @@ void XcbPanelWindowsTest::staysAboveOtherWindows()
     QFETCH(const PanelKind, kind);
     Panel panel(windows, kind);
     show(panel);
+    QVERIFY(settleWindowManager());
     editor->requestFromRoot("_NET_ACTIVE_WINDOW", { 2 });
     QTRY_VERIFY(editor->hasFocus());
     QVERIFY(isAbove(*x, panel.id(), editor->id()));
