@@ -127,9 +127,11 @@ std::optional<QRect> XcbScreens::workArea()
     const auto areas = askProperty(x.get(), x.root(), x.atom("_NET_WORKAREA"));
     const auto desktop = askProperty(x.get(), x.root(), x.atom("_NET_CURRENT_DESKTOP"));
     const std::vector<std::uint32_t> values = XcbProperty(x.get(), areas).values();
-    const std::size_t first = XcbProperty(x.get(), desktop).firstValue().value_or(0) * 4;
-    if (values.size() < first + 4)
+    if (values.size() < 4)
         return std::nullopt;
+    // Some window managers tell one area for all desktops.
+    const std::size_t wanted = XcbProperty(x.get(), desktop).firstValue().value_or(0) * 4;
+    const std::size_t first = values.size() < wanted + 4 ? 0 : wanted;
     const auto at = [&](std::size_t index) { return static_cast<int>(values[first + index]); };
     return QRect(at(0), at(1), at(2), at(3));
 }

@@ -10,6 +10,7 @@
 #include <QDBusVariant>
 
 #include <array>
+#include <utility>
 
 #include <xcb/xfixes.h>
 
@@ -89,10 +90,11 @@ void XcbStatusArea::askForHost()
 
 void XcbStatusArea::setHost(bool present)
 {
-    const bool came = present && !host;
-    host = present;
-    if (came)
+    if (std::exchange(host, present) == present)
+        return;
+    if (present)
         Q_EMIT appeared();
+    Q_EMIT foregroundChanged();
 }
 
 void XcbStatusArea::watchTraySelection()
@@ -123,12 +125,12 @@ void XcbStatusArea::updateTray()
     if (owner == tray)
         return;
     tray = owner;
-    if (tray == XCB_WINDOW_NONE)
-        return;
-    const std::array<std::uint32_t, 1> properties { XCB_EVENT_MASK_PROPERTY_CHANGE };
-    xcb_change_window_attributes(x.get(), tray, XCB_CW_EVENT_MASK, properties.data());
-    x.flush();
-    Q_EMIT appeared();
+    if (tray != XCB_WINDOW_NONE) {
+        const std::array<std::uint32_t, 1> properties { XCB_EVENT_MASK_PROPERTY_CHANGE };
+        xcb_change_window_attributes(x.get(), tray, XCB_CW_EVENT_MASK, properties.data());
+        x.flush();
+        Q_EMIT appeared();
+    }
     Q_EMIT foregroundChanged();
 }
 

@@ -1,0 +1,241 @@
+#include "platform/x11/XcbStatusArea.h"
+#include "tests/desktop/VirtualDesktop.h"
+#include "tests/platform/ClientWindow.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using quibel::testing::ClientWindow;
+using quibel::testing::VirtualDesktop;
+
+namespace quibel {
+
+/// A watcher of status notifier items, as a desktop's shell or a panel brings it along.
+class StatusNotifierWatcher : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+    Q_PROPERTY(bool IsStatusNotifierHostRegistered MEMBER hasHost)
+
+public:
+    StatusNotifierWatcher()
+    {
+        bus.registerObject(u"/StatusNotifierWatcher"_s,
+                           this,
+                           QDBusConnection::ExportAllProperties
+                               | QDBusConnection::ExportAllSignals);
+        bus.registerService(u"org.kde.StatusNotifierWatcher"_s);
+    }
+    StatusNotifierWatcher(const StatusNotifierWatcher&) = delete;
+    StatusNotifierWatcher& operator=(const StatusNotifierWatcher&) = delete;
+    ~StatusNotifierWatcher() override
+    {
+        bus.unregisterObject(u"/StatusNotifierWatcher"_s);
+        bus.unregisterService(u"org.kde.StatusNotifierWatcher"_s);
+        QDBusConnection::disconnectFromBus(bus.name());
+    }
+
+    void setHost(bool present)
+    {
+        hasHost = present;
+        if (present)
+            Q_EMIT StatusNotifierHostRegistered();
+        else
+            Q_EMIT StatusNotifierHostUnregistered();
+    }
+
+Q_SIGNALS:
+    void StatusNotifierHostRegistered();   // NOLINT(readability-identifier-naming): as on the bus.
+    void StatusNotifierHostUnregistered(); // NOLINT(readability-identifier-naming): as on the bus.
+
+private:
+    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"watcher"_s);
+    bool hasHost = false;
+};
+
+class XcbStatusAreaTest : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit XcbStatusAreaTest(VirtualDesktop& virtualDesktop)
+        : desktop(virtualDesktop)
+    {
+    }
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void isAbsentWithoutATray();
+    void isPresentWhenATrayIsThereAlready();
+    void tellsOfATrayThatComesLateAndComesAgain();
+    void tellsTheColourOfTheTray();
+    void hasNoColourWhenTheTrayTellsNone();
+    void isPresentWithAHostOnTheBus();
+    void needsAHostBesidesTheWatcher();
+    void isAbsentAgainWhenTheWatcherGoes();
+    void takesNoColourFromATrayBesideAHost();
+
+private:
+    VirtualDesktop& desktop;
+    std::unique_ptr<XcbConnection> x;
+    std::unique_ptr<XcbStatusArea> area;
+};
+
+/// A window that is the tray, as long as it lives.
+class Tray : public ClientWindow
+{
+public:
+    Tray()
+        : ClientWindow({})
+    {
+        xcb_set_selection_owner(
+            connection().get(), id(), connection().atom("_NET_SYSTEM_TRAY_S0"), XCB_CURRENT_TIME);
+        connection().flush();
+    }
+
+    void setForeground(std::uint32_t red, std::uint32_t green, std::uint32_t blue)
+    {
+        setNumbers(
+            "_NET_SYSTEM_TRAY_COLORS", "CARDINAL", { red, green, blue, 0, 0, 0, 0, 0, 0, 0, 0, 0 });
+    }
+};
+
+void XcbStatusAreaTest::init()
+{
+    x = XcbConnection::open();
+    area = std::make_unique<XcbStatusArea>(*x);
+}
+
+void XcbStatusAreaTest::cleanup()
+{
+    area.reset();
+    x.reset();
+}
+
+void XcbStatusAreaTest::isAbsentWithoutATray()
+{
+    QVERIFY(!area->isPresent());
+    QCOMPARE(area->foreground(), std::nullopt);
+}
+
+void XcbStatusAreaTest::isPresentWhenATrayIsThereAlready()
+{
+    const Tray tray;
+    QTRY_VERIFY(area->isPresent());
+    const XcbStatusArea late(*x);
+    QVERIFY(late.isPresent());
+}
+
+void XcbStatusAreaTest::tellsOfATrayThatComesLateAndComesAgain()
+{
+    QSignalSpy appeared(area.get(), &StatusArea::appeared);
+    for (int times = 1; times <= 3; ++times) {
+        QProcess* panel = desktop.launch(u"tint2"_s);
+        QVERIFY(panel);
+        QTRY_COMPARE(appeared.size(), times);
+        QVERIFY(area->isPresent());
+        desktop.stop(panel);
+        QTRY_VERIFY(!area->isPresent());
+    }
+    QCOMPARE(appeared.size(), 3);
+}
+
+void XcbStatusAreaTest::tellsTheColourOfTheTray()
+{
+    QSignalSpy changed(area.get(), &StatusArea::foregroundChanged);
+    {
+        Tray tray;
+        tray.setForeground(0xFFFF, 0x8080, 0x0000);
+        QTRY_COMPARE(area->foreground(), std::optional(QColor(255, 128, 0)));
+        QTRY_VERIFY(!changed.isEmpty());
+
+        changed.clear();
+        tray.setForeground(0, 0, 0xFFFF);
+        QVERIFY(changed.wait());
+        QCOMPARE(area->foreground(), std::optional(QColor(0, 0, 255)));
+        changed.clear();
+    }
+    QVERIFY(changed.wait());
+    QCOMPARE(area->foreground(), std::nullopt);
+}
+
+void XcbStatusAreaTest::hasNoColourWhenTheTrayTellsNone()
+{
+    const Tray tray;
+    QTRY_VERIFY(area->isPresent());
+    QCOMPARE(area->foreground(), std::nullopt);
+}
+
+void XcbStatusAreaTest::isPresentWithAHostOnTheBus()
+{
+    QSignalSpy appeared(area.get(), &StatusArea::appeared);
+    StatusNotifierWatcher watcher;
+    watcher.setHost(true);
+    QTRY_COMPARE(appeared.size(), 1);
+    QVERIFY(area->isPresent());
+    QCOMPARE(area->foreground(), std::nullopt);
+
+    const XcbStatusArea late(*x);
+    QTRY_VERIFY(late.isPresent());
+
+    watcher.setHost(false);
+    QTRY_VERIFY(!area->isPresent());
+    watcher.setHost(true);
+    QTRY_COMPARE(appeared.size(), 2);
+}
+
+void XcbStatusAreaTest::needsAHostBesidesTheWatcher()
+{
+    QSignalSpy appeared(area.get(), &StatusArea::appeared);
+    StatusNotifierWatcher watcher;
+    // What the bus told before the answer to a later question has been heard by then.
+    Tray tray;
+    QTRY_COMPARE(appeared.size(), 1);
+    tray.destroy();
+    QTRY_VERIFY(!area->isPresent());
+    watcher.setHost(true);
+    QTRY_COMPARE(appeared.size(), 2);
+}
+
+void XcbStatusAreaTest::isAbsentAgainWhenTheWatcherGoes()
+{
+    auto watcher = std::make_unique<StatusNotifierWatcher>();
+    watcher->setHost(true);
+    QTRY_VERIFY(area->isPresent());
+    watcher.reset();
+    QTRY_VERIFY(!area->isPresent());
+}
+
+void XcbStatusAreaTest::takesNoColourFromATrayBesideAHost()
+{
+    Tray tray;
+    tray.setForeground(0xFFFF, 0, 0);
+    QTRY_VERIFY(area->foreground());
+    QSignalSpy changed(area.get(), &StatusArea::foregroundChanged);
+    StatusNotifierWatcher watcher;
+    watcher.setHost(true);
+    QTRY_COMPARE(area->foreground(), std::nullopt);
+    QTRY_VERIFY(!changed.isEmpty());
+    QVERIFY(area->isPresent());
+}
+
+} // namespace quibel
+
+int main(int argc, char* argv[])
+{
+    VirtualDesktop desktop({});
+    if (!desktop.start())
+        return 1;
+    desktop.enter();
+    const QCoreApplication application(argc, argv);
+    quibel::XcbStatusAreaTest test(desktop);
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "XcbStatusAreaTest.moc"
