@@ -343,6 +343,7 @@ void QtHttpSessionTest::sendsWhatItIsGiven()
     QCOMPARE(posted.method, "POST"_ba);
     QCOMPARE(posted.target, "/api/a%20b"_ba);
     QCOMPARE(posted.body, request.body);
+    QCOMPARE(posted.header("Accept-Encoding"), "identity"_ba);
     const Headers expected { { "Authorization", "Bearer " + key },
                              { "Content-Type", "application/json" },
                              { "X-Name", "gr\xc3\xbc\xc3\x9f" } };
