@@ -17,6 +17,7 @@ namespace {
 
 constexpr int panelWidth = 484;
 constexpr int largestIcon = 64;
+constexpr QSize unusedPanelSize(320, 60);
 constexpr int patienceMs = 20'000;
 
 template <typename Condition>
@@ -121,9 +122,9 @@ bool AgentSession::launch(const QProcessEnvironment& extra)
     agent->start(qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-capture-agent"_s);
     // The panel's window is made last, after the hot key is grabbed.
     return waitUntil([this] {
-        const auto windows = desktop.output(
-            u"xdotool"_s, { u"search"_s, u"--class"_s, u"quibel-capture-agent"_s });
-        return windows && !windows->isEmpty();
+        return std::ranges::any_of(windows({}), [](const Window& window) {
+            return window.geometry.size() == unusedPanelSize;
+        });
     });
 }
 
@@ -146,9 +147,16 @@ void AgentSession::type(const QString& text) const
 
 std::vector<AgentSession::Window> AgentSession::visibleWindows() const
 {
-    std::vector<Window> windows;
-    const auto listed = desktop.output(
-        u"xdotool"_s, { u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"quibel-capture-agent"_s });
+    return windows({ u"--onlyvisible"_s });
+}
+
+std::vector<AgentSession::Window> AgentSession::windows(const QStringList& restriction) const
+{
+    std::vector<Window> found;
+    const auto listed
+        = desktop.output(u"xdotool"_s,
+                         QStringList { u"search"_s } + restriction
+                             + QStringList { u"--class"_s, u"quibel-capture-agent"_s });
     const auto ids = listed.value_or(QByteArray()).split('\n');
     for (const QByteArray& id : ids) {
         const auto geometry = desktop.output(
@@ -159,13 +167,13 @@ std::vector<AgentSession::Window> AgentSession::visibleWindows() const
         const auto lines = geometry->split('\n');
         for (const QByteArray& line : lines)
             values.insert(line.split('=').first(), line.split('=').last().toInt());
-        windows.push_back({ .id = id.toULongLong(),
-                            .geometry = { values.value("X"),
-                                          values.value("Y"),
-                                          values.value("WIDTH"),
-                                          values.value("HEIGHT") } });
+        found.push_back({ .id = id.toULongLong(),
+                          .geometry = { values.value("X"),
+                                        values.value("Y"),
+                                        values.value("WIDTH"),
+                                        values.value("HEIGHT") } });
     }
-    return windows;
+    return found;
 }
 
 std::optional<AgentSession::Window> AgentSession::panel() const

@@ -96,6 +96,7 @@ public:
 private:
     [[nodiscard]] QString preferencesFile() const;
     [[nodiscard]] std::vector<Window> visibleWindows() const;
+    [[nodiscard]] std::vector<Window> windows(const QStringList& restriction) const;
 
     VirtualDesktop& desktop;
     std::unique_ptr<QProcess> agent;
