@@ -64,7 +64,7 @@ void XcbConnection::flush()
 void XcbConnection::dispatch()
 {
     while (const XcbOwned<xcb_generic_event_t> next { xcb_poll_for_event(connection) })
-        Q_EMIT event(next.get());
+        Q_EMIT received(next.get());
     // A server that has gone leaves the socket readable for ever.
     if (xcb_connection_has_error(connection) != 0)
         notifier->setEnabled(false);

@@ -19,6 +19,7 @@ namespace quibel {
 class XcbConnection : public QObject
 {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(XcbConnection)
 
 public:
     /// Connects to the server that DISPLAY names. Errors: null when there is none.
@@ -37,7 +38,7 @@ public:
 
 Q_SIGNALS:
     /// One event, valid during the call only.
-    void event(const xcb_generic_event_t* event);
+    void received(const xcb_generic_event_t* event);
 
 private:
     XcbConnection(xcb_connection_t* opened, int screenNumber);

@@ -29,7 +29,7 @@ XcbHotKeyService::XcbHotKeyService(XcbConnection& connection)
     : x(connection)
     , keyboard(connection)
 {
-    connect(&x, &XcbConnection::event, this, &XcbHotKeyService::handleEvent);
+    connect(&x, &XcbConnection::received, this, &XcbHotKeyService::handleEvent);
     connect(&keyboard, &XcbKeyboard::changed, this, &XcbHotKeyService::grabAgain);
 }
 

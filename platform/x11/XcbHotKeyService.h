@@ -14,6 +14,7 @@ namespace quibel {
 class XcbHotKeyService final : public QObject, public HotKeyService
 {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(XcbHotKeyService)
 
 public:
     explicit XcbHotKeyService(XcbConnection& connection);

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#define explicit explicitly // A member of a C structure in the header has this name.
+// A member of a C structure in the header has this name.
+#define explicit explicitly // NOLINT(clang-diagnostic-keyword-macro)
 #include <xcb/xkb.h>
 #undef explicit
 #include <xkbcommon/xkbcommon-x11.h>
@@ -20,7 +21,7 @@ constexpr std::uint16_t relevantEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY
 /// Source: the X Keyboard Extension protocol, chapter 16.
 struct XkbEventHead
 {
-    std::uint8_t response_type;
+    std::uint8_t responseType;
     std::uint8_t xkbType;
 };
 
@@ -54,7 +55,7 @@ XcbKeyboard::XcbKeyboard(XcbConnection& connection)
     : x(connection)
     , context(xkb_context_new(XKB_CONTEXT_NO_FLAGS))
 {
-    connect(&x, &XcbConnection::event, this, &XcbKeyboard::handleEvent);
+    connect(&x, &XcbConnection::received, this, &XcbKeyboard::handleEvent);
     selectEvents();
     read();
 }

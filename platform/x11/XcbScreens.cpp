@@ -130,7 +130,8 @@ std::optional<QRect> XcbScreens::workArea()
     if (values.size() < 4)
         return std::nullopt;
     // Some window managers tell one area for all desktops.
-    const std::size_t wanted = XcbProperty(x.get(), desktop).firstValue().value_or(0) * 4;
+    const std::size_t wanted
+        = std::size_t { 4 } * XcbProperty(x.get(), desktop).firstValue().value_or(0);
     const std::size_t first = values.size() < wanted + 4 ? 0 : wanted;
     const auto at = [&](std::size_t index) { return static_cast<int>(values[first + index]); };
     return QRect(at(0), at(1), at(2), at(3));

@@ -35,7 +35,7 @@ XcbStatusArea::XcbStatusArea(XcbConnection& connection)
     : x(connection)
     , traySelection(x.atom("_NET_SYSTEM_TRAY_S0"))
 {
-    connect(&x, &XcbConnection::event, this, &XcbStatusArea::handleEvent);
+    connect(&x, &XcbConnection::received, this, &XcbStatusArea::handleEvent);
     watchTraySelection();
     watchBus();
 }

@@ -21,10 +21,8 @@ public:
     /// The colour that a tray window wants icons in; a StatusNotifier host colours them itself.
     [[nodiscard]] std::optional<QColor> foreground() const override;
 
-private Q_SLOTS:
-    void askForHost();
-
 private:
+    Q_SLOT void askForHost();
     void watchBus();
     void watchTraySelection();
     void setHost(bool present);

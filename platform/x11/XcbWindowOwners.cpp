@@ -47,6 +47,7 @@ XcbWindowOwners::Question XcbWindowOwners::ask(std::span<const xcb_window_t> win
     if (!serverTells)
         return question;
     std::vector<xcb_res_client_id_spec_t> wanted;
+    wanted.reserve(clients.size());
     for (const xcb_window_t client : clients)
         wanted.push_back({ .client = client, .mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID });
     question.clients = xcb_res_query_client_ids(
@@ -69,6 +70,7 @@ std::vector<std::optional<ProcessIdentifier>> XcbWindowOwners::answer(const Ques
                     static_cast<ProcessIdentifier>(*xcb_res_client_id_value_value(each.data)));
     }
     std::vector<std::optional<ProcessIdentifier>> owners;
+    owners.reserve(question.windows.size());
     for (const auto& asked : question.windows) {
         const XcbProperty process(x.get(), asked.statedProcess);
         const XcbProperty where(x.get(), asked.statedMachine);

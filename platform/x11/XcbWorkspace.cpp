@@ -62,7 +62,7 @@ XcbWorkspace::XcbWorkspace(XcbConnection& connection,
     , netWmDesktop(connection.atom("_NET_WM_DESKTOP"))
     , netSupportingWmCheck(connection.atom("_NET_SUPPORTING_WM_CHECK"))
 {
-    connect(&x, &XcbConnection::event, this, &XcbWorkspace::handleEvent);
+    connect(&x, &XcbConnection::received, this, &XcbWorkspace::handleEvent);
 }
 
 void XcbWorkspace::setActivationPolicy(ActivationPolicy policy)

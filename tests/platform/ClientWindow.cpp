@@ -9,8 +9,9 @@ namespace quibel::testing {
 ClientWindow::ClientWindow(const Options& options)
     : window(xcb_generate_id(x->get()))
 {
-    QObject::connect(
-        x.get(), &XcbConnection::event, x.get(), [this](const auto* event) { handleEvent(event); });
+    QObject::connect(x.get(), &XcbConnection::received, x.get(), [this](const auto* event) {
+        handleEvent(event);
+    });
     const std::vector<std::uint32_t> values { x->screen()->white_pixel,
                                               options.overrideRedirect ? 1U : 0U,
                                               XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_FOCUS_CHANGE

@@ -70,7 +70,7 @@ PatternWindow::PatternWindow(const Options& options)
                         32,
                         hints.size(),
                         hints.data());
-    connect(x.get(), &XcbConnection::event, this, &PatternWindow::handle);
+    connect(x.get(), &XcbConnection::received, this, &PatternWindow::handle);
 }
 
 void PatternWindow::map()

@@ -92,7 +92,6 @@ void XcbWindowListTest::tellsTheProcessOfEachWindow()
     mine.map();
     QProcess* foreign = desktop.launch(u"xterm"_s, { u"-T"_s, u"foreign"_s });
     QVERIFY(foreign);
-    std::optional<ProcessIdentifier> owner;
     const auto foreignOwner = [&]() -> std::optional<ProcessIdentifier> {
         const auto listed = list.onScreen();
         const auto found = std::ranges::find(*listed, u"foreign"_s, &XcbListedWindow::name);
