@@ -1,6 +1,7 @@
 #pragma once
 
 #include "inbox/storage/BranchDocument.h"
+#include "inbox/storage/Projects.h"
 #include "inbox/storage/ScreenshotDocument.h"
 #include "inbox/storage/StorageError.h"
 #include "inbox/storage/StoredBranch.h"

@@ -10,9 +10,10 @@ namespace quibel::inbox {
 struct StorageError
 {
     enum class Kind {
-        busy,   ///< Another process holds the database; the same call may succeed soon.
-        full,   ///< No room on the disk.
-        failed, ///< Anything else; `reason` is all that is known.
+        busy,        ///< Another process holds the database; the same call may succeed soon.
+        full,        ///< No room on the disk.
+        unavailable, ///< The database server cannot be reached now.
+        failed,      ///< Anything else; `reason` is all that is known.
     };
 
     Kind kind = Kind::failed;

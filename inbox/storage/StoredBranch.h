@@ -9,14 +9,6 @@
 
 namespace quibel::inbox {
 
-struct StoredProject
-{
-    QString id;
-    QString name;
-
-    bool operator==(const StoredProject&) const = default;
-};
-
 struct StoredScreenshot
 {
     QString id;
@@ -34,9 +26,13 @@ struct StoredScreenshot
 struct StoredBranch
 {
     QString id;
-    BranchDocument document;
+    qint64 number = 0;       ///< Grows with every branch that arrives.
+    BranchDocument document; ///< Its project is the one that the branch is in now.
     std::optional<QString> projectName;
-    QString receivedAt;                  ///< UTC with milliseconds, as in 2026-11-15T22:24:38.120Z.
+    QString receivedAt; ///< UTC with milliseconds, as in 2026-11-15T22:24:38.120Z.
+    bool done = false;
+    bool deleted = false;                ///< Until it is purged this can be undone.
+    bool likelyDouble = false;           ///< Another branch has the same content and capture time.
     QList<StoredScreenshot> screenshots; ///< In the order of their arrival.
 };
 

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "inbox/storage/StorageError.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+namespace quibel::inbox {
+
+class Database;
+
+/// What is known of a key: never the key itself.
+struct StoredKey
+{
+    QString id;
+    QString name;
+    QString createdAt;                 ///< UTC with milliseconds.
+    std::optional<QString> lastUsedAt; ///< To the minute.
+
+    bool operator==(const StoredKey&) const = default;
+};
+
+/// The keys of the agents, by their hashes.
+class Keys
+{
+public:
+    explicit Keys(Database& openDatabase);
+
+    /// Remembers a key of an account by its hash; returns the identifier of the entry.
+    [[nodiscard]] StorageResult<QString>
+    add(const QString& accountID, const QString& name, const QByteArray& hash);
+
+    /// Whose key this is, and notes that it was used; none when it is unknown or revoked.
+    [[nodiscard]] StorageResult<std::optional<QString>> use(const QByteArray& hash);
+
+    [[nodiscard]] StorageResult<bool> any();
+    /// In the order in which they were made.
+    [[nodiscard]] StorageResult<QList<StoredKey>> ofAccount(const QString& accountID);
+    /// False when the account has no such key.
+    [[nodiscard]] StorageResult<bool> revoke(const QString& accountID, const QString& keyID);
+
+private:
+    Database& database;
+};
+
+} // namespace quibel::inbox
