@@ -53,6 +53,10 @@ HttpResponse storageFailed(const StorageError& error)
             .with("Retry-After", "1");
     case StorageError::Kind::full:
         return HttpResponse::error(507, u"disk_full"_s, u"the service has no room left"_s);
+    case StorageError::Kind::unavailable:
+        return HttpResponse::error(
+                   503, u"unavailable"_s, u"the database cannot be reached; send it again"_s)
+            .with("Retry-After", "5");
     case StorageError::Kind::failed:
         break;
     }
