@@ -1,15 +1,14 @@
 #include "inbox/agent/AgentApi.h"
 
 #include "inbox/agent/AgentDocuments.h"
-#include "inbox/agent/PngHeader.h"
+#include "inbox/agent/PngPicture.h"
+#include "inbox/api/Answers.h"
 #include "inbox/storage/ApiKey.h"
 #include "inbox/storage/BranchStorage.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <cstdio>
 
 namespace quibel::inbox {
 
@@ -19,6 +18,8 @@ namespace {
 
 constexpr qsizetype largestBranch = 1024LL * 1024;
 constexpr qsizetype largestPicture = 8LL * 1024 * 1024;
+/// A small file may unpack to a picture that no browser can show.
+constexpr qint64 mostPixels = 100'000'000;
 
 HttpResponse notFound()
 {
@@ -32,45 +33,6 @@ HttpResponse wrongMethod(const QByteArray& allowed)
                                u"method_not_allowed"_s,
                                u"this path takes %1"_s.arg(QString::fromLatin1(allowed)))
         .with("Allow", allowed);
-}
-
-HttpResponse tooLarge(const QString& what)
-{
-    return HttpResponse::error(413, u"too_large"_s, what);
-}
-
-HttpResponse invalidBody(const QString& problem)
-{
-    return HttpResponse::error(400, u"invalid_body"_s, problem);
-}
-
-HttpResponse storageFailed(const StorageError& error)
-{
-    std::fprintf(stderr, "quibel-inbox: %s\n", qUtf8Printable(error.reason));
-    switch (error.kind) {
-    case StorageError::Kind::busy:
-        return HttpResponse::error(503, u"busy"_s, u"the database is busy; send it again"_s)
-            .with("Retry-After", "1");
-    case StorageError::Kind::full:
-        return HttpResponse::error(507, u"disk_full"_s, u"the service has no room left"_s);
-    case StorageError::Kind::unavailable:
-        return HttpResponse::error(
-                   503, u"unavailable"_s, u"the database cannot be reached; send it again"_s)
-            .with("Retry-After", "5");
-    case StorageError::Kind::failed:
-        break;
-    }
-    return HttpResponse::error(
-        500, u"storage_failed"_s, u"the service could not use its database; see its output"_s);
-}
-
-std::optional<HttpResponse> refuseOtherThanJson(const HttpRequest& request)
-{
-    const auto type = request.headers.value("content-type").split(';').first().trimmed().toLower();
-    if (type == "application/json")
-        return {};
-    return HttpResponse::error(
-        415, u"unsupported_media_type"_s, u"the header Content-Type must be application/json"_s);
 }
 
 /// What of the metadata the picture itself contradicts.
@@ -160,7 +122,7 @@ HttpResponse AgentApi::addBranch(const HttpRequest& request)
                         u"context_snapshot.captured_text"_s);
     const auto decoded = decodeBranch(request.body);
     if (const auto* error = std::get_if<DocumentError>(&decoded))
-        return invalidBody(error->message);
+        return invalidBody(*error);
 
     const auto& document = std::get<BranchDocument>(decoded);
     if (document.projectID) {
@@ -191,16 +153,22 @@ HttpResponse AgentApi::addScreenshot(const QString& branchID, const HttpRequest&
         return tooLarge(overLimit);
     const auto decoded = decodeScreenshot(request.body);
     if (const auto* error = std::get_if<DocumentError>(&decoded))
-        return invalidBody(error->message);
+        return invalidBody(*error);
 
     const auto& document = std::get<ScreenshotDocument>(decoded);
     if (document.picture.size() > largestPicture)
         return tooLarge(overLimit);
     if (document.branchID != branchID)
-        return invalidBody(u"metadata.branch.branch_id must be the id in the path"_s);
-    const auto size = readPngSize(document.picture);
+        return invalidBody({ u"metadata.branch.branch_id must be the id in the path"_s });
+    const auto size = checkPng(document.picture);
     if (!size)
-        return HttpResponse::error(422, u"not_a_png"_s, u"image_base64 must stand for a PNG"_s);
+        return HttpResponse::error(
+            422, u"not_a_png"_s, u"image_base64 must stand for a PNG that arrived whole"_s);
+    if (qint64(size->width()) * size->height() > mostPixels)
+        return HttpResponse::error(422,
+                                   u"too_many_pixels"_s,
+                                   u"the picture of image_base64 may have 100 megapixels; send a "
+                                   u"smaller one"_s);
     if (const auto problem = contradiction(document, *size))
         return HttpResponse::error(422, u"picture_contradicts_metadata"_s, *problem);
     return created(u"screenshot"_s, storage.addScreenshot(document, *size));

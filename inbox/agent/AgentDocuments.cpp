@@ -1,27 +1,12 @@
 #include "inbox/agent/AgentDocuments.h"
 
-#include "inbox/agent/JsonFields.h"
-
-#include <QJsonDocument>
+#include "inbox/api/JsonFields.h"
 
 namespace quibel::inbox {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-std::variant<QJsonObject, DocumentError> parseObject(const QByteArray& body)
-{
-    QJsonParseError error;
-    const auto document = QJsonDocument::fromJson(body, &error);
-    if (error.error != QJsonParseError::NoError)
-        return DocumentError {
-            u"the body is not JSON: %1 at byte %2"_s.arg(error.errorString()).arg(error.offset)
-        };
-    if (!document.isObject())
-        return DocumentError { u"the body must be a JSON object"_s };
-    return document.object();
-}
 
 BranchDocument readBranch(JsonFields& fields)
 {
@@ -76,30 +61,16 @@ ScreenshotDocument readScreenshot(JsonFields& fields)
     return screenshot;
 }
 
-template <typename Document>
-Decoded<Document> decode(const QByteArray& body, Document (*read)(JsonFields&))
-{
-    const auto parsed = parseObject(body);
-    if (const auto* error = std::get_if<DocumentError>(&parsed))
-        return *error;
-    std::optional<QString> problem;
-    JsonFields fields(std::get<QJsonObject>(parsed), {}, problem);
-    auto document = read(fields);
-    if (problem)
-        return DocumentError { *problem };
-    return document;
-}
-
 } // namespace
 
 Decoded<BranchDocument> decodeBranch(const QByteArray& body)
 {
-    return decode(body, readBranch);
+    return decodeJson(body, readBranch);
 }
 
 Decoded<ScreenshotDocument> decodeScreenshot(const QByteArray& body)
 {
-    return decode(body, readScreenshot);
+    return decodeJson(body, readScreenshot);
 }
 
 } // namespace quibel::inbox

@@ -1,23 +1,10 @@
 #pragma once
 
+#include "inbox/api/JsonBody.h"
 #include "inbox/storage/BranchDocument.h"
 #include "inbox/storage/ScreenshotDocument.h"
 
-#include <QByteArray>
-#include <QString>
-
-#include <variant>
-
 namespace quibel::inbox {
-
-/// Why a document of the agent cannot be taken: names the field and says what it must be.
-struct DocumentError
-{
-    QString message;
-};
-
-template <typename Document>
-using Decoded = std::variant<Document, DocumentError>;
 
 /// Reads the body of `POST api/branches/from-agent`.
 ///

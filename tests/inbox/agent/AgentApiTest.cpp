@@ -292,6 +292,10 @@ private Q_SLOTS:
         const auto jpeg = QString::fromLatin1(QByteArray("\xff\xd8\xff\xe0 jpeg").toBase64());
         QTest::newRow("no PNG") << u"image_base64"_s << QJsonValue(jpeg) << 422;
         QTest::newRow("nothing") << u"image_base64"_s << QJsonValue(u""_s) << 422;
+        QTest::newRow("cut off") << u"image_base64"_s
+                                 << QJsonValue(QString::fromLatin1(
+                                        samplePng(size, 9000).left(3000).toBase64()))
+                                 << 422;
         QTest::newRow("no Base64") << u"image_base64"_s << QJsonValue(u"%%%%"_s) << 400;
         QTest::newRow("width") << u"metadata.image.width"_s << QJsonValue(41) << 422;
         QTest::newRow("height") << u"metadata.image.height"_s << QJsonValue(29) << 422;
@@ -330,12 +334,28 @@ private Q_SLOTS:
         const auto header = samplePng(size, 0).size();
         const auto largest = samplePng(size, 8 * mebibyte - header);
         QCOMPARE(postScreenshot(branch, sampleScreenshot(branch, largest, size)).status, 201);
-        const auto over = largest + 'x';
+        const auto over = samplePng(size, 8 * mebibyte - header + 1);
         const auto answer = postScreenshot(branch, sampleScreenshot(branch, over, size));
         QCOMPARE(answer.status, 413);
         QVERIFY(answer.message().contains(u"image_base64"));
         const auto farOver = samplePng(size, 14 * mebibyte);
         QCOMPARE(postScreenshot(branch, sampleScreenshot(branch, farOver, size)).status, 413);
+        QCOMPARE(value(storage->branches()).first().screenshots.size(), 1);
+    }
+
+    void takesAPictureOfAsManyPixelsAsABrowserCanShow()
+    {
+        const auto branch = post(fromAgent, sampleBranch()).id(u"branch"_s);
+        const QSize most(10'000, 10'000);
+        QCOMPARE(postScreenshot(branch, sampleScreenshot(branch, samplePng(most), most)).status,
+                 201);
+        for (const auto bomb :
+             { QSize(10'000, 10'001), QSize(2147483647, 1), QSize(2147483647, 2147483647) }) {
+            const auto answer
+                = postScreenshot(branch, sampleScreenshot(branch, samplePng(bomb), bomb));
+            QCOMPARE(answer.status, 422);
+            QCOMPARE(answer.code(), u"too_many_pixels"_s);
+        }
         QCOMPARE(value(storage->branches()).first().screenshots.size(), 1);
     }
 

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QtEndian>
 
+#include <array>
+
 namespace quibel::inbox::testing {
 
 using namespace Qt::StringLiterals;
@@ -33,16 +35,46 @@ inline QJsonObject sampleBranch(const QJsonValue& projectID = QJsonValue::Null)
     };
 }
 
-/// The beginning of a PNG of this size and then `filling` bytes: as much as a service looks at.
+/// The checksum of a PNG chunk (CRC-32 of ISO/IEC 15948, annex D).
+inline quint32 pngChecksum(const QByteArray& bytes)
+{
+    static const auto table = [] {
+        std::array<quint32, 256> sums {};
+        for (quint32 index = 0; index < 256; ++index) {
+            auto sum = index;
+            for (int bit = 0; bit < 8; ++bit)
+                sum = (sum & 1U) != 0 ? 0xedb88320U ^ (sum >> 1U) : sum >> 1U;
+            sums.at(index) = sum;
+        }
+        return sums;
+    }();
+    quint32 sum = 0xffffffffU;
+    for (const auto byte : bytes)
+        sum = table.at((sum ^ static_cast<quint8>(byte)) & 0xffU) ^ (sum >> 8U);
+    return ~sum;
+}
+
+inline QByteArray bigEndian(quint32 number)
+{
+    const auto swapped = qToBigEndian(number);
+    return { reinterpret_cast<const char*>(&swapped), sizeof swapped };
+}
+
+inline QByteArray pngChunk(const QByteArray& type, const QByteArray& data)
+{
+    return bigEndian(static_cast<quint32>(data.size())) + type + data
+        + bigEndian(pngChecksum(type + data));
+}
+
+/// A PNG of this size with `filling` bytes in place of its packed pixels, which no service
+/// unpacks.
 inline QByteArray samplePng(QSize size, qsizetype filling = 10)
 {
-    QByteArray bytes("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
-    for (const auto side : { size.width(), size.height() }) {
-        const auto bigEndian = qToBigEndian(static_cast<quint32>(side));
-        bytes.append(reinterpret_cast<const char*>(&bigEndian), sizeof bigEndian);
-    }
-    bytes.append(QByteArray("\x08\x06\0\0\0", 5)).append("\x1f\x15\xc4\x89", 4);
-    return bytes + QByteArray(filling, 'x');
+    const auto side = [](int length) { return bigEndian(static_cast<quint32>(length)); };
+    return QByteArray("\x89PNG\r\n\x1a\n", 8)
+        + pngChunk("IHDR",
+                   side(size.width()) + side(size.height()) + QByteArray("\x08\x06\0\0\0", 5))
+        + pngChunk("IDAT", QByteArray(filling, 'x')) + pngChunk("IEND", {});
 }
 
 /// A screenshot as the agent sends it, with metadata that fit the picture.

@@ -1,8 +1,9 @@
-#include "inbox/agent/JsonFields.h"
+#include "inbox/api/JsonFields.h"
 
 #include <QDateTime>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <cmath>
 
 namespace quibel::inbox {
@@ -10,6 +11,33 @@ namespace quibel::inbox {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr auto largestNumber = 2147483647;
+
+/// The whole number of at least `smallest` that a field holds.
+std::optional<qint64> wholeNumber(const QJsonValue& value, qint64 smallest)
+{
+    const auto number = value.toDouble(-1);
+    if (number < static_cast<double>(smallest) || number > largestNumber
+        || std::trunc(number) != number)
+        return {};
+    return static_cast<qint64>(number);
+}
+
+bool endsLine(char32_t character)
+{
+    const auto category = QChar::category(character);
+    return category == QChar::Other_Control || category == QChar::Separator_Line
+        || category == QChar::Separator_Paragraph;
+}
+
+bool isName(const QString& text)
+{
+    constexpr qsizetype longest = 100;
+    const auto characters = text.toUcs4();
+    return text.isValidUtf16() && !characters.isEmpty() && characters.size() <= longest
+        && std::none_of(characters.begin(), characters.end(), endsLine);
+}
 
 /// Whether a database can keep the text as it is: no NUL, no half of a surrogate pair.
 bool isStorable(const QString& text)
@@ -68,16 +96,44 @@ void JsonFields::null(const QString& key)
     require(take(key).isNull(), key, u"must be null"_s);
 }
 
+bool JsonFields::has(const QString& key)
+{
+    known.append(key);
+    return fields.contains(key);
+}
+
+bool JsonFields::flag(const QString& key)
+{
+    const auto value = take(key);
+    require(value.isBool(), key, u"must be true or false"_s);
+    return value.toBool();
+}
+
+QString JsonFields::name(const QString& key)
+{
+    const auto value = take(key);
+    auto text = value.toString().trimmed();
+    require(value.isString() && isName(text),
+            key,
+            u"must be 1 to 100 characters without line breaks and other control characters"_s);
+    return text;
+}
+
+qint64 JsonFields::place(const QString& key)
+{
+    const auto number = wholeNumber(take(key), 0);
+    require(number.has_value(), key, u"must be a whole number from 0 to 2147483647"_s);
+    return number.value_or(0);
+}
+
 std::optional<qint64> JsonFields::optionalCount(const QString& key)
 {
-    constexpr auto largest = 2147483647.0;
     const auto value = take(key);
     if (value.isNull())
         return {};
-    const auto number = value.toDouble(-1);
-    const bool counts = number >= 1 && number <= largest && std::trunc(number) == number;
-    require(counts, key, u"must be null or a whole number from 1 to 2147483647"_s);
-    return counts ? static_cast<qint64>(number) : 0;
+    const auto number = wholeNumber(value, 1);
+    require(number.has_value(), key, u"must be null or a whole number from 1 to 2147483647"_s);
+    return number;
 }
 
 QString JsonFields::utcTime(const QString& key)

@@ -25,6 +25,14 @@ public:
     void nullOr(const QString& key, const QString& value);
     void null(const QString& key);
 
+    /// Whether the object has this field; a field that need not be there is asked for first.
+    [[nodiscard]] bool has(const QString& key);
+    [[nodiscard]] bool flag(const QString& key);
+    /// What a person calls a thing: one line of 1 to 100 characters, without blanks around it.
+    [[nodiscard]] QString name(const QString& key);
+    /// A whole number that counts from 0.
+    [[nodiscard]] qint64 place(const QString& key);
+
     /// A whole number of at least 1, or null.
     [[nodiscard]] std::optional<qint64> optionalCount(const QString& key);
 
