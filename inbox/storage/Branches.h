@@ -25,7 +25,7 @@ struct BranchQuery
     };
 
     QString accountID;
-    QString search; ///< Words as a person types them, the last one perhaps not yet complete.
+    QString search {}; ///< Words as a person types them, the last one perhaps not yet complete.
     std::variant<std::monostate, NoProject, QString> project {}; ///< Any, none, or this one.
     State state = State::open;
     std::optional<qint64> before {}; ///< Only those with a smaller number.

@@ -1,36 +1,36 @@
 #pragma once
 
+#include "inbox/storage/DatabaseLocation.h"
 #include "inbox/storage/StorageError.h"
 
+#include <QElapsedTimer>
+#include <QList>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QString>
-#include <QUrl>
 #include <QVariant>
 
-#include <chrono>
 #include <memory>
 #include <optional>
 
 namespace quibel::inbox {
 
-/// Where branches are kept: in one SQLite file of a directory, or in a PostgreSQL database.
-struct DatabaseLocation
-{
-    QString directory; ///< Of the SQLite file; made, for its owner only, if it is not there.
-    QUrl server {};    ///< `postgresql://…`; when it is not empty, `directory` does not count.
-    bool mustExist = false; ///< An SQLite file that is not there is an error instead of a new one.
-    std::chrono::milliseconds patience { 10'000 }; ///< With another process that writes.
-};
+class Dialect;
+
+using Row = QVariantList;
 
 /// One connection to the database, at the present version of its schema.
 ///
 /// What a call reported as done is on the disk, or with an open group: once that is committed.
-/// Several processes may have the same database open.
+/// Several processes may have the same database open. A database server may go away and come
+/// back: calls fail at once while it is gone, and succeed again afterwards.
 /// Thread: the one that opened it.
 class Database
 {
 public:
+    enum class ExistingFile { refuse, replace };
+
     /// Opens the database, making it or bringing it to the present schema as needed.
     [[nodiscard]] static StorageResult<std::unique_ptr<Database>>
     open(const DatabaseLocation& location);
@@ -38,28 +38,53 @@ public:
     Q_DISABLE_COPY_MOVE(Database)
     ~Database();
 
-    /// Runs one statement, the same text for every kind of database, with `?` for each value.
-    [[nodiscard]] StorageResult<QSqlQuery> execute(const QString& statement,
-                                                   const QVariantList& values = {});
+    /// What a statement finds; the same text for every kind of database, with `?` for each value.
+    [[nodiscard]] StorageResult<QList<Row>> rows(const QString& statement, const Row& values = {});
+    /// Runs a statement that writes; returns the number of rows that it touched.
+    [[nodiscard]] StorageResult<qint64> change(const QString& statement, const Row& values = {});
 
-    // … the owner of this folder completes this: transactions, groups, dialect, reconnecting,
-    // backup
-};
+    [[nodiscard]] const Dialect& dialect() const { return *kind; }
 
-/// Writes of several requests as one change of the database, so that they share one wait for the
-/// disk. Nothing is begun before the first write. Undone at the end of the scope unless committed.
-class WriteGroup
-{
-public:
-    explicit WriteGroup(Database& openDatabase);
-    Q_DISABLE_COPY_MOVE(WriteGroup)
-    ~WriteGroup();
-
-    /// Errors: nothing of the group was kept.
-    [[nodiscard]] std::optional<StorageError> commit();
+    /// Writes the whole database as of one moment into a file for its owner only, while others
+    /// read and write. The file is there whole or not at all.
+    ///
+    /// Errors: a PostgreSQL database is not for this; the reason tells what is.
+    [[nodiscard]] std::optional<StorageError>
+    backupTo(const QString& path, ExistingFile existing = ExistingFile::refuse);
 
 private:
-    Database& database;
+    friend class WriteGroup;
+    friend class WriteTransaction;
+
+    /// Whether a statement can be sent again when the server was found to be gone.
+    enum class Again { may, mustNot };
+
+    explicit Database(std::unique_ptr<Dialect> databaseKind);
+
+    [[nodiscard]] std::optional<StorageError> connect();
+    [[nodiscard]] StorageResult<QSqlQuery>
+    run(const QString& statement, const Row& values, Again again);
+    [[nodiscard]] StorageResult<QSqlQuery> runOnce(const QString& statement, const Row& values);
+    [[nodiscard]] StorageResult<QSqlQuery> runInGroup(const QString& statement, const Row& values);
+    [[nodiscard]] std::optional<StorageError> command(const QString& statement);
+    [[nodiscard]] StorageError noteFailure(const QSqlError& error);
+
+    [[nodiscard]] std::optional<StorageError> begin();
+    [[nodiscard]] std::optional<StorageError> beginInGroup();
+    [[nodiscard]] std::optional<StorageError> commit();
+    void rollBack();
+    void doom(const StorageError& error);
+
+    std::unique_ptr<Dialect> kind;
+    QSqlDatabase connection;
+    QElapsedTimer sinceRefusal; ///< Since the last attempt to connect failed.
+    qint64 refusalTook = 0;     ///< How long that attempt took, in milliseconds.
+    StorageError refusal;
+
+    bool grouped = false; ///< A group is open; its transaction is once something was written.
+    bool begun = false;   ///< A transaction is open.
+    bool inPart = false;  ///< A savepoint guards what is written now.
+    std::optional<StorageError> doomed; ///< Why the group or transaction can only be undone.
 };
 
 } // namespace quibel::inbox

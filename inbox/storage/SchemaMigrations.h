@@ -2,19 +2,16 @@
 
 #include "inbox/storage/StorageError.h"
 
-#include <QSqlDatabase>
-#include <QSqlError>
-
 #include <optional>
 
 namespace quibel::inbox {
 
-/// Brings the tables of an open database to the present version, all steps or none.
+class Database;
+
+/// Brings the tables of a database to the present version, all steps or none; only looks when they
+/// are already.
 ///
 /// Errors: a database of a later version is left alone and reported.
-[[nodiscard]] std::optional<StorageError> migrateSchema(QSqlDatabase& database);
-
-/// What a database's own error means for the caller.
-[[nodiscard]] StorageError toStorageError(const QSqlError& error);
+[[nodiscard]] std::optional<StorageError> migrateSchema(Database& database);
 
 } // namespace quibel::inbox

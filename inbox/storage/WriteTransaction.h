@@ -1,50 +1,29 @@
 #pragma once
 
-#include "inbox/storage/SchemaMigrations.h"
 #include "inbox/storage/StorageError.h"
 
-#include <QSqlDatabase>
-#include <QSqlQuery>
+#include <QtGlobal>
 
 #include <optional>
 
 namespace quibel::inbox {
 
-/// Several statements as one change; undone at the end of the scope unless committed.
+class Database;
+
+/// Several statements as one change, by itself or as a part of the open group; undone at the end
+/// of the scope unless committed.
 class WriteTransaction
 {
 public:
-    explicit WriteTransaction(const QSqlDatabase& database)
-        : query(database)
-    {
-    }
+    explicit WriteTransaction(Database& openDatabase);
     Q_DISABLE_COPY_MOVE(WriteTransaction)
-    ~WriteTransaction()
-    {
-        if (open)
-            query.exec(QStringLiteral("ROLLBACK"));
-    }
+    ~WriteTransaction();
 
-    [[nodiscard]] std::optional<StorageError> begin()
-    {
-        // A plain BEGIN takes the write lock at the first write only, and SQLite then refuses at
-        // once, without waiting, when another process wrote since the first read.
-        if (!query.exec(QStringLiteral("BEGIN IMMEDIATE")))
-            return toStorageError(query.lastError());
-        open = true;
-        return {};
-    }
-
-    [[nodiscard]] std::optional<StorageError> commit()
-    {
-        if (!query.exec(QStringLiteral("COMMIT")))
-            return toStorageError(query.lastError());
-        open = false;
-        return {};
-    }
+    [[nodiscard]] std::optional<StorageError> begin();
+    [[nodiscard]] std::optional<StorageError> commit();
 
 private:
-    QSqlQuery query;
+    Database& database;
     bool open = false;
 };
 

@@ -1,0 +1,155 @@
+#include "tests/inbox/storage/PostgresServer.h"
+
+#include <QDir>
+#include <QUrlQuery>
+
+#include <algorithm>
+#include <csignal>
+
+#include <pwd.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace quibel::inbox::testing {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int patience = 30'000;
+
+/// The directory with the programs of the newest PostgreSQL; empty when there is none.
+QString findPrograms()
+{
+    const QDir versions(u"/usr/lib/postgresql"_s);
+    auto names = versions.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    std::ranges::sort(names, {}, [](const QString& name) { return name.toInt(); });
+    return names.isEmpty() ? QString() : versions.filePath(names.last() + u"/bin/"_s);
+}
+
+} // namespace
+
+PostgresServer::~PostgresServer()
+{
+    stop();
+}
+
+bool PostgresServer::start()
+{
+    programs = findPrograms();
+    if (programs.isEmpty()) {
+        trouble = u"PostgreSQL is not installed; scripts/setup does that"_s;
+        return false;
+    }
+    const auto data = directory.filePath(u"data"_s);
+    if (!QDir(data).exists()) {
+        const auto* user = ::getpwnam("postgres");
+        if (::geteuid() == 0
+            && (!user
+                || ::chown(
+                       QFile::encodeName(directory.path()).constData(), user->pw_uid, user->pw_gid)
+                    != 0)) {
+            trouble = u"there is no user postgres to run the server as"_s;
+            return false;
+        }
+        if (!run(u"initdb"_s,
+                 { u"--pgdata"_s,
+                   data,
+                   u"--auth=trust"_s,
+                   u"--username=postgres"_s,
+                   u"--encoding=UTF8"_s,
+                   u"--locale=C.UTF-8"_s,
+                   u"--no-sync"_s }))
+            return false;
+    }
+    prepare(server);
+    server.setProcessChannelMode(QProcess::MergedChannels);
+    server.start(programs + u"postgres"_s,
+                 { u"-D"_s,
+                   data,
+                   u"-k"_s,
+                   directory.path(),
+                   u"-c"_s,
+                   u"listen_addresses="_s,
+                   u"-c"_s,
+                   u"fsync=off"_s,
+                   u"-c"_s,
+                   u"shared_buffers=16MB"_s });
+    QByteArray output;
+    while (!output.contains("ready to accept connections")) {
+        if (!server.waitForReadyRead(patience)) {
+            trouble = u"the server did not start: "_s + QString::fromUtf8(output);
+            return false;
+        }
+        output += server.readAll();
+    }
+    return true;
+}
+
+void PostgresServer::stop()
+{
+    if (server.state() == QProcess::NotRunning)
+        return;
+    ::kill(static_cast<pid_t>(server.processId()), SIGINT);
+    if (!server.waitForFinished(patience)) {
+        server.kill();
+        server.waitForFinished();
+    }
+}
+
+QUrl PostgresServer::newDatabase()
+{
+    const auto name = u"test%1"_s.arg(++databases);
+    return run(u"psql"_s,
+               { u"--no-psqlrc"_s,
+                 u"--quiet"_s,
+                 u"--dbname"_s,
+                 urlOf(u"postgres"_s).toString(QUrl::FullyEncoded),
+                 u"--command"_s,
+                 u"CREATE DATABASE "_s + name })
+        ? urlOf(name)
+        : QUrl();
+}
+
+bool PostgresServer::run(const QString& program, const QStringList& arguments)
+{
+    QProcess process;
+    prepare(process);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(programs + program, arguments);
+    if (process.waitForFinished(patience) && process.exitStatus() == QProcess::NormalExit
+        && process.exitCode() == 0)
+        return true;
+    trouble = program + u": "_s + QString::fromUtf8(process.readAll()) + process.errorString();
+    return false;
+}
+
+void PostgresServer::prepare(QProcess& child) const
+{
+    // The directory that the test is in may be one that the other user must not enter.
+    child.setWorkingDirectory(directory.path());
+    const auto* user = ::geteuid() == 0 ? ::getpwnam("postgres") : nullptr;
+    const auto userID = user ? user->pw_uid : ::geteuid();
+    const auto groupID = user ? user->pw_gid : ::getegid();
+    child.setChildProcessModifier([userID, groupID] {
+        if (::geteuid() == 0 && (::setgid(groupID) != 0 || ::setuid(userID) != 0))
+            ::_exit(1);
+        // After the change of user, which forgets it: whoever dies takes its server along.
+        ::prctl(PR_SET_PDEATHSIG, SIGINT);
+    });
+}
+
+QUrl PostgresServer::urlOf(const QString& database) const
+{
+    QUrl url;
+    url.setScheme(u"postgresql"_s);
+    url.setHost(u""_s);
+    url.setPath(u'/' + database);
+    QUrlQuery query;
+    query.addQueryItem(u"host"_s, directory.path());
+    query.addQueryItem(u"user"_s, u"postgres"_s);
+    url.setQuery(query);
+    return url;
+}
+
+} // namespace quibel::inbox::testing
