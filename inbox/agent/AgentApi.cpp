@@ -3,8 +3,8 @@
 #include "inbox/agent/AgentDocuments.h"
 #include "inbox/agent/PngPicture.h"
 #include "inbox/api/Answers.h"
-#include "inbox/storage/ApiKey.h"
-#include "inbox/storage/BranchStorage.h"
+#include "inbox/storage/SecretToken.h"
+#include "inbox/storage/Storage.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -20,19 +20,26 @@ constexpr qsizetype largestBranch = 1024LL * 1024;
 constexpr qsizetype largestPicture = 8LL * 1024 * 1024;
 /// A small file may unpack to a picture that no browser can show.
 constexpr qint64 mostPixels = 100'000'000;
+const auto pictureLimit = u"image_base64 may stand for 8 MiB; send a smaller picture"_s;
 
-HttpResponse notFound()
+/// The kind of path, without anything of the caller's own.
+QByteArray routeOf(const QByteArray& path)
 {
-    return HttpResponse::error(
-        404, u"not_found"_s, u"there is nothing at this path; check the base URL"_s);
+    if (path == "/api/projects" || path == "/api/branches/from-agent")
+        return path;
+    const auto parts = path.split('/');
+    const bool isScreenshots
+        = parts.size() == 5 && path.startsWith("/api/branches/") && parts.at(4) == "screenshots";
+    return isScreenshots ? "/api/branches/{id}/screenshots"_ba : "/{unknown}"_ba;
 }
 
-HttpResponse wrongMethod(const QByteArray& allowed)
+/// The key that a request brings along; empty when there is none.
+QByteArray keyOf(const HttpRequest& request)
 {
-    return HttpResponse::error(405,
-                               u"method_not_allowed"_s,
-                               u"this path takes %1"_s.arg(QString::fromLatin1(allowed)))
-        .with("Allow", allowed);
+    const auto authorization = request.headers.value("authorization");
+    const auto blank = authorization.indexOf(' ');
+    const bool isBearer = blank > 0 && authorization.left(blank).toLower() == "bearer";
+    return isBearer ? authorization.mid(blank + 1).trimmed() : QByteArray();
 }
 
 /// What of the metadata the picture itself contradicts.
@@ -51,116 +58,9 @@ std::optional<QString> contradiction(const ScreenshotDocument& document, QSize s
     return {};
 }
 
-HttpResponse created(const QString& kind, const StorageResult<QString>& stored)
+std::optional<HttpResponse> refusePicture(const ScreenshotDocument& document,
+                                          const std::optional<QSize>& size)
 {
-    if (const auto* error = std::get_if<StorageError>(&stored))
-        return storageFailed(*error);
-    const QJsonObject thing { { u"id"_s, std::get<QString>(stored) } };
-    return HttpResponse::json(201, QJsonDocument(QJsonObject { { kind, thing } }));
-}
-
-} // namespace
-
-AgentApi::AgentApi(BranchStorage& branchStorage)
-    : storage(branchStorage)
-{
-}
-
-HttpResponse AgentApi::answer(const HttpRequest& request)
-{
-    const auto parts = request.path.split('/');
-    if (parts.size() < 3 || !parts.at(0).isEmpty() || parts.at(1) != "api")
-        return notFound();
-    if (auto refusal = refuseUnknownKey(request))
-        return *refusal;
-
-    if (request.path == "/api/projects")
-        return request.method == "GET" ? listProjects() : wrongMethod("GET, HEAD");
-    if (request.path == "/api/branches/from-agent")
-        return request.method == "POST" ? addBranch(request) : wrongMethod("POST");
-    if (parts.size() == 5 && parts.at(2) == "branches" && parts.at(4) == "screenshots")
-        return request.method == "POST" ? addScreenshot(QString::fromUtf8(parts.at(3)), request)
-                                        : wrongMethod("POST");
-    return notFound();
-}
-
-std::optional<HttpResponse> AgentApi::refuseUnknownKey(const HttpRequest& request)
-{
-    const auto authorization = request.headers.value("authorization");
-    const auto blank = authorization.indexOf(' ');
-    const bool bearer = blank > 0 && authorization.left(blank).toLower() == "bearer";
-    const auto known = bearer ? storage.hasKey(hashApiKey(authorization.mid(blank + 1).trimmed()))
-                              : StorageResult<bool>(false);
-    if (const auto* error = std::get_if<StorageError>(&known))
-        return storageFailed(*error);
-    if (std::get<bool>(known))
-        return {};
-    return HttpResponse::error(401,
-                               u"unauthorized"_s,
-                               u"the header Authorization must be \"Bearer \" and a key of this "
-                               u"service; quibel-inbox keys create makes one"_s)
-        .with("WWW-Authenticate", "Bearer");
-}
-
-HttpResponse AgentApi::listProjects()
-{
-    const auto found = storage.projects();
-    if (const auto* error = std::get_if<StorageError>(&found))
-        return storageFailed(*error);
-    QJsonArray list;
-    for (const auto& project : std::get<QList<StoredProject>>(found))
-        list.append(QJsonObject { { u"id"_s, project.id }, { u"name"_s, project.name } });
-    return HttpResponse::json(200, QJsonDocument(list));
-}
-
-HttpResponse AgentApi::addBranch(const HttpRequest& request)
-{
-    if (auto refusal = refuseOtherThanJson(request))
-        return *refusal;
-    if (request.bodyOverLimit || request.body.size() > largestBranch)
-        return tooLarge(u"a branch document may have 1 MiB; shorten "
-                        u"context_snapshot.captured_text"_s);
-    const auto decoded = decodeBranch(request.body);
-    if (const auto* error = std::get_if<DocumentError>(&decoded))
-        return invalidBody(*error);
-
-    const auto& document = std::get<BranchDocument>(decoded);
-    if (document.projectID) {
-        const auto known = storage.hasProject(*document.projectID);
-        if (const auto* error = std::get_if<StorageError>(&known))
-            return storageFailed(*error);
-        if (!std::get<bool>(known))
-            return HttpResponse::error(422,
-                                       u"unknown_project"_s,
-                                       u"project_id is not a project of this service; take one "
-                                       u"from api/projects or null"_s);
-    }
-    return created(u"branch"_s, storage.addBranch(document));
-}
-
-HttpResponse AgentApi::addScreenshot(const QString& branchID, const HttpRequest& request)
-{
-    const auto known = storage.hasBranch(branchID);
-    if (const auto* error = std::get_if<StorageError>(&known))
-        return storageFailed(*error);
-    if (!std::get<bool>(known))
-        return HttpResponse::error(404, u"unknown_branch"_s, u"there is no branch of this id"_s);
-    if (auto refusal = refuseOtherThanJson(request))
-        return *refusal;
-
-    const auto overLimit = u"image_base64 may stand for 8 MiB; send a smaller picture"_s;
-    if (request.bodyOverLimit)
-        return tooLarge(overLimit);
-    const auto decoded = decodeScreenshot(request.body);
-    if (const auto* error = std::get_if<DocumentError>(&decoded))
-        return invalidBody(*error);
-
-    const auto& document = std::get<ScreenshotDocument>(decoded);
-    if (document.picture.size() > largestPicture)
-        return tooLarge(overLimit);
-    if (document.branchID != branchID)
-        return invalidBody({ u"metadata.branch.branch_id must be the id in the path"_s });
-    const auto size = checkPng(document.picture);
     if (!size)
         return HttpResponse::error(
             422, u"not_a_png"_s, u"image_base64 must stand for a PNG that arrived whole"_s);
@@ -171,7 +71,134 @@ HttpResponse AgentApi::addScreenshot(const QString& branchID, const HttpRequest&
                                    u"smaller one"_s);
     if (const auto problem = contradiction(document, *size))
         return HttpResponse::error(422, u"picture_contradicts_metadata"_s, *problem);
-    return created(u"screenshot"_s, storage.addScreenshot(document, *size));
+    return {};
+}
+
+HttpResponse created(const QString& kind, const StorageResult<QString>& stored)
+{
+    if (const auto* error = std::get_if<StorageError>(&stored))
+        return storageFailed(*error);
+    const QJsonObject thing { { u"id"_s, std::get<QString>(stored) } };
+    return HttpResponse::json(201, QJsonDocument(QJsonObject { { kind, thing } }));
+}
+
+} // namespace
+
+AgentApi::AgentApi(Storage& allStorage, BranchChanged changeCallback)
+    : storage(allStorage)
+    , branchChanged(std::move(changeCallback))
+{
+}
+
+HttpResponse AgentApi::answer(const HttpRequest& request)
+{
+    auto response = checked(request);
+    response.route = routeOf(request.path);
+    return response;
+}
+
+HttpResponse AgentApi::checked(const HttpRequest& request)
+{
+    if (!request.path.startsWith("/api/"))
+        return HttpResponse::notFound();
+    const auto key = keyOf(request);
+    const auto owner = key.isEmpty() ? std::optional<QString>() : storage.keys.use(hashSecret(key));
+    if (const auto* error = std::get_if<StorageError>(&owner))
+        return storageFailed(*error);
+    if (const auto& accountID = std::get<std::optional<QString>>(owner))
+        return routed(request, *accountID);
+    return HttpResponse::error(
+               401,
+               u"unauthorized"_s,
+               u"the header Authorization must be \"Bearer \" and a key of this "
+               u"service; its settings page and quibel-inbox keys create make one"_s)
+        .with("WWW-Authenticate", "Bearer");
+}
+
+HttpResponse AgentApi::routed(const HttpRequest& request, const QString& accountID)
+{
+    const auto route = routeOf(request.path);
+    if (route == "/api/projects")
+        return request.method == "GET" ? listProjects(accountID)
+                                       : HttpResponse::wrongMethod("GET, HEAD");
+    if (route == "/{unknown}")
+        return HttpResponse::notFound();
+    if (request.method != "POST")
+        return HttpResponse::wrongMethod("POST");
+    if (route == "/api/branches/from-agent")
+        return addBranch(request, accountID);
+    return addScreenshot(request, accountID, QString::fromUtf8(request.path.split('/').at(3)));
+}
+
+HttpResponse AgentApi::listProjects(const QString& accountID)
+{
+    const auto found = storage.projects.ofAccount(accountID);
+    if (const auto* error = std::get_if<StorageError>(&found))
+        return storageFailed(*error);
+    QJsonArray list;
+    for (const auto& project : std::get<QList<StoredProject>>(found))
+        if (!project.archived)
+            list.append(QJsonObject { { u"id"_s, project.id }, { u"name"_s, project.name } });
+    return HttpResponse::json(200, QJsonDocument(list));
+}
+
+HttpResponse AgentApi::addBranch(const HttpRequest& request, const QString& accountID)
+{
+    if (auto refusal = refuseOtherThanJson(request))
+        return *std::move(refusal);
+    if (request.bodyOverLimit || request.body.size() > largestBranch)
+        return tooLarge(u"a branch document may have 1 MiB; shorten "
+                        u"context_snapshot.captured_text"_s);
+    const auto decoded = decodeBranch(request.body);
+    if (const auto* error = std::get_if<DocumentError>(&decoded))
+        return invalidBody(*error);
+
+    const auto& document = std::get<BranchDocument>(decoded);
+    if (document.projectID) {
+        const auto known = storage.projects.has(accountID, *document.projectID);
+        if (const auto* error = std::get_if<StorageError>(&known))
+            return storageFailed(*error);
+        if (!std::get<bool>(known))
+            return HttpResponse::error(422,
+                                       u"unknown_project"_s,
+                                       u"project_id is not a project of this account; take one "
+                                       u"from api/projects or null"_s);
+    }
+    const auto stored = storage.branches.add(accountID, document);
+    if (const auto* branchID = std::get_if<QString>(&stored))
+        branchChanged(accountID, *branchID);
+    return created(u"branch"_s, stored);
+}
+
+HttpResponse AgentApi::addScreenshot(const HttpRequest& request,
+                                     const QString& accountID,
+                                     const QString& branchID)
+{
+    const auto known = storage.branches.has(accountID, branchID);
+    if (const auto* error = std::get_if<StorageError>(&known))
+        return storageFailed(*error);
+    if (!std::get<bool>(known))
+        return HttpResponse::error(404, u"unknown_branch"_s, u"there is no branch of this id"_s);
+    if (auto refusal = refuseOtherThanJson(request))
+        return *std::move(refusal);
+    if (request.bodyOverLimit)
+        return tooLarge(pictureLimit);
+    const auto decoded = decodeScreenshot(request.body);
+    if (const auto* error = std::get_if<DocumentError>(&decoded))
+        return invalidBody(*error);
+
+    const auto& document = std::get<ScreenshotDocument>(decoded);
+    if (document.picture.size() > largestPicture)
+        return tooLarge(pictureLimit);
+    if (document.branchID != branchID)
+        return invalidBody({ u"metadata.branch.branch_id must be the id in the path"_s });
+    const auto size = checkPng(document.picture);
+    if (auto refusal = refusePicture(document, size))
+        return *std::move(refusal);
+    const auto stored = storage.screenshots.add(document, *size);
+    if (std::holds_alternative<QString>(stored))
+        branchChanged(accountID, branchID);
+    return created(u"screenshot"_s, stored);
 }
 
 } // namespace quibel::inbox

@@ -3,11 +3,13 @@
 #include "inbox/http/HttpRequest.h"
 #include "inbox/http/HttpResponse.h"
 
-#include <optional>
+#include <QString>
+
+#include <functional>
 
 namespace quibel::inbox {
 
-class BranchStorage;
+struct Storage;
 
 /// The requests of the agent: its projects, a new branch, a screenshot of a branch.
 ///
@@ -15,17 +17,23 @@ class BranchStorage;
 class AgentApi
 {
 public:
-    explicit AgentApi(BranchStorage& branchStorage);
+    /// What is told once a branch, or a screenshot of it, has been stored.
+    using BranchChanged = std::function<void(const QString& accountID, const QString& branchID)>;
+
+    AgentApi(Storage& allStorage, BranchChanged changeCallback);
 
     [[nodiscard]] HttpResponse answer(const HttpRequest& request);
 
 private:
-    [[nodiscard]] std::optional<HttpResponse> refuseUnknownKey(const HttpRequest& request);
-    [[nodiscard]] HttpResponse listProjects();
-    [[nodiscard]] HttpResponse addBranch(const HttpRequest& request);
-    [[nodiscard]] HttpResponse addScreenshot(const QString& branchID, const HttpRequest& request);
+    [[nodiscard]] HttpResponse checked(const HttpRequest& request);
+    [[nodiscard]] HttpResponse routed(const HttpRequest& request, const QString& accountID);
+    [[nodiscard]] HttpResponse listProjects(const QString& accountID);
+    [[nodiscard]] HttpResponse addBranch(const HttpRequest& request, const QString& accountID);
+    [[nodiscard]] HttpResponse
+    addScreenshot(const HttpRequest& request, const QString& accountID, const QString& branchID);
 
-    BranchStorage& storage;
+    Storage& storage;
+    BranchChanged branchChanged;
 };
 
 } // namespace quibel::inbox

@@ -1,7 +1,8 @@
 #include "inbox/agent/AgentApi.h"
 #include "inbox/http/HttpServer.h"
-#include "inbox/storage/ApiKey.h"
-#include "inbox/storage/BranchStorage.h"
+#include "inbox/storage/Database.h"
+#include "inbox/storage/SecretToken.h"
+#include "inbox/storage/Storage.h"
 #include "tests/inbox/agent/SampleDocuments.h"
 #include "tests/inbox/http/RawHttp.h"
 
@@ -39,12 +40,22 @@ private Q_SLOTS:
     void init()
     {
         directory = std::make_unique<QTemporaryDir>();
-        storage = value(BranchStorage::open({ .directory = directory->path(), .patience = 50ms }));
-        key = generateApiKey();
-        QVERIFY(!storage->addKey(u"test"_s, hashApiKey(key)));
-        api = std::make_unique<AgentApi>(*storage);
+        database = value(Database::open({ .directory = directory->path(), .patience = 50ms }));
+        storage = std::make_unique<Storage>(*database);
+        owner = value(storage->accounts.named(u"owner"_s))->id;
+        key = addKey(owner);
+        changes.clear();
+        api = std::make_unique<AgentApi>(*storage,
+                                         [this](const QString& accountID, const QString& branchID) {
+                                             changes.append(accountID + u' ' + branchID);
+                                         });
         server = std::make_unique<HttpServer>(
-            [this](const HttpRequest& request) { return api->answer(request); },
+            [this](const QList<HttpRequest>& requests) {
+                QList<HttpResponse> responses;
+                for (const auto& request : requests)
+                    responses.append(api->answer(request));
+                return responses;
+            },
             HttpServer::Limits {});
         auto opened = openListenSocket({ .host = u"127.0.0.1"_s, .port = 0 });
         port = std::get<ListenSocket>(opened).address.port;
@@ -54,6 +65,7 @@ private Q_SLOTS:
     {
         server.reset();
         storage.reset();
+        database.reset();
     }
 
     void listsTheProjects()
@@ -61,7 +73,7 @@ private Q_SLOTS:
         const auto empty = send("GET /api/projects");
         QCOMPARE(empty.status, 200);
         QCOMPARE(empty.body, "[]");
-        const auto id = value(storage->addProject(u"Gärten"_s));
+        const auto id = value(storage->projects.add(owner, u"Gärten"_s));
         const auto one = send("GET /api/projects");
         const QJsonArray expected { QJsonObject { { u"id"_s, id }, { u"name"_s, u"Gärten"_s } } };
         QCOMPARE(QJsonDocument::fromJson(one.body), QJsonDocument(expected));
@@ -70,16 +82,120 @@ private Q_SLOTS:
 
     void takesABranchOfAProjectAndOfNone()
     {
-        const auto project = value(storage->addProject(u"Garden"_s));
+        const auto project = value(storage->projects.add(owner, u"Garden"_s));
         const auto one = post(fromAgent, sampleBranch(project));
         QCOMPARE(one.status, 201);
         const auto two = post(fromAgent, sampleBranch());
         QCOMPARE(two.status, 201);
-        const auto list = value(storage->branches());
+        const auto list = branches();
         QCOMPARE(list.size(), 2);
         QCOMPARE(list.first().id, two.id(u"branch"_s));
         QCOMPARE(list.last().id, one.id(u"branch"_s));
         QCOMPARE(list.last().projectName, u"Garden"_s);
+    }
+
+    void offersNoArchivedProject()
+    {
+        const auto kept = value(storage->projects.add(owner, u"kept"_s));
+        const auto archived = value(storage->projects.add(owner, u"archived"_s));
+        QVERIFY(value(storage->projects.setArchived(owner, archived, true)));
+        const auto list = QJsonDocument::fromJson(send("GET /api/projects").body);
+        QCOMPARE(list.array().size(), 1);
+        QCOMPARE(list[0][u"id"_s], kept);
+    }
+
+    void takesABranchOfAProjectThatWasArchivedMeanwhile()
+    {
+        const auto project = value(storage->projects.add(owner, u"Garden"_s));
+        QVERIFY(value(storage->projects.setArchived(owner, project, true)));
+        QCOMPARE(post(fromAgent, sampleBranch(project)).status, 201);
+        QCOMPARE(branches().first().projectName, u"Garden"_s);
+    }
+
+    void keepsTheAccountsApart()
+    {
+        const auto stranger = *value(storage->accounts.add(u"stranger"_s));
+        const auto foreignProject = value(storage->projects.add(stranger, u"Garden"_s));
+        const auto foreignBranch = value(storage->branches.add(stranger, { .title = u"x"_s }));
+        QCOMPARE(send("GET /api/projects").body, "[]");
+        const auto answer = post(fromAgent, sampleBranch(foreignProject));
+        QCOMPARE(answer.status, 422);
+        QCOMPARE(answer.code(), u"unknown_project"_s);
+        const auto document = sampleScreenshot(foreignBranch, samplePng(size), size);
+        QCOMPARE(postScreenshot(foreignBranch, document).status, 404);
+        QVERIFY(branches().isEmpty());
+        QVERIFY(branches(stranger).first().screenshots.isEmpty());
+        QVERIFY(changes.isEmpty());
+
+        key = addKey(stranger);
+        QCOMPARE(post(fromAgent, sampleBranch(foreignProject)).status, 201);
+        QCOMPARE(postScreenshot(foreignBranch, document).status, 201);
+        QVERIFY(branches().isEmpty());
+        QCOMPARE(branches(stranger).size(), 2);
+        QVERIFY(std::all_of(changes.begin(), changes.end(), [&](const QString& change) {
+            return change.startsWith(stranger);
+        }));
+    }
+
+    void tellsWhatWasStored()
+    {
+        const auto branch = post(fromAgent, sampleBranch()).id(u"branch"_s);
+        QCOMPARE(changes, QStringList(owner + u' ' + branch));
+        QCOMPARE(post(fromAgent, sampleBranch(u"nowhere"_s)).status, 422);
+        QCOMPARE(send("POST " + fromAgent, "{}").status, 400);
+        const auto bad = sampleScreenshot(branch, samplePng(size).chopped(1), size);
+        QCOMPARE(postScreenshot(branch, bad).status, 422);
+        QCOMPARE(changes.size(), 1);
+        const auto good = sampleScreenshot(branch, samplePng(size), size);
+        QCOMPARE(postScreenshot(branch, good).status, 201);
+        QCOMPARE(changes, QStringList({ changes.first(), changes.first() }));
+    }
+
+    void takesTheSameBranchTwice()
+    {
+        const auto first = post(fromAgent, sampleBranch());
+        const auto second = post(fromAgent, sampleBranch());
+        QCOMPARE(first.status, 201);
+        QCOMPARE(second.status, 201);
+        QVERIFY(first.id(u"branch"_s) != second.id(u"branch"_s));
+        const auto stored = branches();
+        QCOMPARE(stored.size(), 2);
+        QVERIFY(stored.first().likelyDouble && stored.last().likelyDouble);
+    }
+
+    void knowsNoKeyThatWasRevoked()
+    {
+        QCOMPARE(send("GET /api/projects").status, 200);
+        const auto keyID = value(storage->keys.ofAccount(owner)).first().id;
+        QVERIFY(value(storage->keys.revoke(owner, keyID)));
+        QCOMPARE(send("GET /api/projects").status, 401);
+    }
+
+    void namesTheRouteWithoutWhatIsSecretInIt_data()
+    {
+        QTest::addColumn<QByteArray>("path");
+        QTest::addColumn<QByteArray>("route");
+        const auto row = [](const char* path, const char* route) {
+            QTest::newRow(path) << QByteArray(path) << QByteArray(route);
+        };
+        row("/api/projects", "/api/projects");
+        row("/api/branches/from-agent", "/api/branches/from-agent");
+        row("/api/branches/secret/screenshots", "/api/branches/{id}/screenshots");
+        row("/api/branches/secret/secret", "/{unknown}");
+        row("/api/branches/secret/x/screenshots", "/{unknown}");
+        row("/api/secret", "/{unknown}");
+        row("/secret", "/{unknown}");
+    }
+    void namesTheRouteWithoutWhatIsSecretInIt()
+    {
+        QFETCH(QByteArray, path);
+        QFETCH(QByteArray, route);
+        HttpRequest request;
+        request.method = "POST";
+        request.path = path;
+        QCOMPARE(api->answer(request).route, route);
+        request.headers.insert("authorization", "Bearer " + key);
+        QCOMPARE(api->answer(request).route, route);
     }
 
     void takesABranchInChunks()
@@ -102,11 +218,11 @@ private Q_SLOTS:
         const auto picture = samplePng(size, 300'000);
         const auto answer = postScreenshot(branch, sampleScreenshot(branch, picture, size));
         QCOMPARE(answer.status, 201);
-        const auto screenshots = value(storage->branches()).first().screenshots;
+        const auto screenshots = branches().first().screenshots;
         QCOMPARE(screenshots.size(), 1);
         QCOMPARE(screenshots.first().id, answer.id(u"screenshot"_s));
         QCOMPARE(screenshots.first().width, 40);
-        QCOMPARE(value(storage->latestPicture(branch)), picture);
+        QCOMPARE(value(storage->screenshots.picture(owner, screenshots.first().sha256)), picture);
     }
 
     void takesAScreenshotThatSaysNothingOfItsPicture()
@@ -116,7 +232,7 @@ private Q_SLOTS:
         for (const auto& field : { u"format"_s, u"width"_s, u"height"_s, u"byte_size"_s })
             document = changed(document, u"metadata.image."_s + field, QJsonValue::Null);
         QCOMPARE(postScreenshot(branch, document).status, 201);
-        QCOMPARE(value(storage->branches()).first().screenshots.first().height, 30);
+        QCOMPARE(branches().first().screenshots.first().height, 30);
     }
 
     void tellsNothingToACallerWithoutAKnownKey_data()
@@ -141,7 +257,7 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, header);
         header.replace("KEY", key)
-            .replace("HASH", hashApiKey(key))
+            .replace("HASH", hashSecret(key))
             .replace("CAPITALS", key.toUpper());
         if (QByteArray(QTest::currentDataTag()) == "shortened")
             header = "Authorization: Bearer " + key.chopped(1);
@@ -157,7 +273,7 @@ private Q_SLOTS:
             QCOMPARE(answer.code(), u"unauthorized"_s);
             QVERIFY(answer.head.contains("www-authenticate: bearer"));
         }
-        QVERIFY(value(storage->branches()).isEmpty());
+        QVERIFY(branches().isEmpty());
     }
 
     void takesTheSchemeInAnyCase()
@@ -195,7 +311,7 @@ private Q_SLOTS:
         // A blank ends the path on the wire.
         path.replace(' ', "%20");
         QCOMPARE(post(path, sampleBranch()).status, 404);
-        QVERIFY(value(storage->branches()).isEmpty());
+        QVERIFY(branches().isEmpty());
     }
 
     void namesTheMethodThatAPathTakes()
@@ -265,7 +381,7 @@ private Q_SLOTS:
         QCOMPARE(answer.status, 400);
         QCOMPARE(answer.code(), u"invalid_body"_s);
         QVERIFY2(answer.message().contains(named), answer.body.constData());
-        QVERIFY(value(storage->branches()).isEmpty());
+        QVERIFY(branches().isEmpty());
     }
 
     void refusesAnUnknownProject()
@@ -273,7 +389,7 @@ private Q_SLOTS:
         const auto answer = post(fromAgent, sampleBranch(u"nowhere"_s));
         QCOMPARE(answer.status, 422);
         QVERIFY(answer.message().contains(u"project_id"));
-        QVERIFY(value(storage->branches()).isEmpty());
+        QVERIFY(branches().isEmpty());
     }
 
     void refusesAScreenshotOfAnUnknownBranch()
@@ -313,7 +429,7 @@ private Q_SLOTS:
         const auto answer = postScreenshot(branch, changed(document, path, value));
         QCOMPARE(answer.status, status);
         QVERIFY2(answer.message().contains(path), answer.body.constData());
-        QVERIFY(inbox::value(storage->branches()).first().screenshots.isEmpty());
+        QVERIFY(branches().first().screenshots.isEmpty());
     }
 
     void takesABranchUpToItsLimit()
@@ -325,7 +441,7 @@ private Q_SLOTS:
         QCOMPARE(answer.status, 413);
         QVERIFY(answer.message().contains(u"context_snapshot.captured_text"));
         QCOMPARE(send("POST " + fromAgent, QByteArray(20 * mebibyte, ' ')).status, 413);
-        QCOMPARE(value(storage->branches()).size(), 1);
+        QCOMPARE(branches().size(), 1);
     }
 
     void takesAPictureUpToItsLimit()
@@ -340,7 +456,7 @@ private Q_SLOTS:
         QVERIFY(answer.message().contains(u"image_base64"));
         const auto farOver = samplePng(size, 14 * mebibyte);
         QCOMPARE(postScreenshot(branch, sampleScreenshot(branch, farOver, size)).status, 413);
-        QCOMPARE(value(storage->branches()).first().screenshots.size(), 1);
+        QCOMPARE(branches().first().screenshots.size(), 1);
     }
 
     void takesAPictureOfAsManyPixelsAsABrowserCanShow()
@@ -356,7 +472,7 @@ private Q_SLOTS:
             QCOMPARE(answer.status, 422);
             QCOMPARE(answer.code(), u"too_many_pixels"_s);
         }
-        QCOMPARE(value(storage->branches()).first().screenshots.size(), 1);
+        QCOMPARE(branches().first().screenshots.size(), 1);
     }
 
     void storesNothingOfABodyThatIsCutOff()
@@ -369,7 +485,7 @@ private Q_SLOTS:
         QVERIFY(http.flush());
         http.abort();
         QCOMPARE(send("GET /api/projects").status, 200);
-        QVERIFY(value(storage->branches()).isEmpty());
+        QVERIFY(branches().isEmpty());
     }
 
     void asksToComeAgainWhenTheDatabaseIsBusy()
@@ -389,6 +505,19 @@ private Q_SLOTS:
     }
 
 private:
+    [[nodiscard]] QByteArray addKey(const QString& accountID)
+    {
+        auto fresh = generateApiKey();
+        (void)value(storage->keys.add(accountID, u"test"_s, hashSecret(fresh)));
+        return fresh;
+    }
+
+    [[nodiscard]] QList<StoredBranch> branches(const QString& accountID)
+    {
+        return value(storage->branches.find({ .accountID = accountID }));
+    }
+    [[nodiscard]] QList<StoredBranch> branches() { return branches(owner); }
+
     [[nodiscard]] QByteArray authorization() const { return "Authorization: Bearer " + key; }
 
     [[nodiscard]] RawAnswer send(const QByteArray& line,
@@ -412,9 +541,12 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> directory;
-    std::unique_ptr<BranchStorage> storage;
+    std::unique_ptr<Database> database;
+    std::unique_ptr<Storage> storage;
     std::unique_ptr<AgentApi> api;
     std::unique_ptr<HttpServer> server;
+    QStringList changes; ///< Account and branch of every change that was told.
+    QString owner;
     QByteArray key;
     quint16 port = 0;
 };
