@@ -13,6 +13,7 @@ constexpr qsizetype longestText = 100'000;
 constexpr qsizetype longestTypedText = 2'000;
 constexpr qsizetype longestWord = 64;
 constexpr qsizetype mostTypedWords = 32;
+constexpr qsizetype pieceLength = 64;
 
 bool isMark(char32_t letter)
 {
@@ -76,20 +77,30 @@ private:
     QStringList list;
 };
 
-QStringList wordsOf(const QString& text, qsizetype longest)
+QList<uint> plainLetters(const QList<uint>& letters)
 {
     // Compatibility forms find their plain letters. Upper case first: folding alone leaves the
     // letters alone that have two in upper case.
-    const auto letters = text.left(longest)
-                             .normalized(QString::NormalizationForm_KD)
-                             .toUpper()
-                             .toCaseFolded()
-                             .normalized(QString::NormalizationForm_KD)
-                             .left(longest)
-                             .toUcs4();
+    return QString::fromUcs4(reinterpret_cast<const char32_t*>(letters.constData()), letters.size())
+        .normalized(QString::NormalizationForm_KD)
+        .toUpper()
+        .toCaseFolded()
+        .normalized(QString::NormalizationForm_KD)
+        .toUcs4();
+}
+
+QStringList wordsOf(const QString& text, qsizetype longest)
+{
+    const auto letters = text.left(longest).toUcs4();
     Words words;
-    for (const auto letter : letters)
-        words.add(letter);
+    qsizetype taken = 0;
+    // Piece by piece: Qt's normalising takes quadratic time where letters become more than one.
+    for (qsizetype i = 0; i < letters.size() && taken < longest; i += pieceLength) {
+        const auto plain = plainLetters(letters.mid(i, pieceLength));
+        for (const auto letter : plain)
+            words.add(letter);
+        taken += plain.size();
+    }
     words.finish();
     return words.all();
 }
