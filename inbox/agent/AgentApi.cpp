@@ -3,6 +3,7 @@
 #include "inbox/agent/AgentDocuments.h"
 #include "inbox/agent/PngPicture.h"
 #include "inbox/api/Answers.h"
+#include "inbox/api/ByMethod.h"
 #include "inbox/storage/SecretToken.h"
 #include "inbox/storage/Storage.h"
 
@@ -22,6 +23,8 @@ constexpr qsizetype largestPicture = 8LL * 1024 * 1024;
 constexpr qint64 mostPixels = 100'000'000;
 const auto pictureLimit = u"image_base64 may stand for 8 MiB; send a smaller picture"_s;
 
+const auto screenshotsRoute = "/api/branches/{id}/screenshots"_ba;
+
 /// The kind of path, without anything of the caller's own.
 QByteArray routeOf(const QByteArray& path)
 {
@@ -30,7 +33,7 @@ QByteArray routeOf(const QByteArray& path)
     const auto parts = path.split('/');
     const bool isScreenshots
         = parts.size() == 5 && path.startsWith("/api/branches/") && parts.at(4) == "screenshots";
-    return isScreenshots ? "/api/branches/{id}/screenshots"_ba : "/{unknown}"_ba;
+    return isScreenshots ? screenshotsRoute : "/{unknown}"_ba;
 }
 
 /// The key that a request brings along; empty when there is none.
@@ -117,17 +120,18 @@ HttpResponse AgentApi::checked(const HttpRequest& request)
 
 HttpResponse AgentApi::routed(const HttpRequest& request, const QString& accountID)
 {
-    const auto route = routeOf(request.path);
-    if (route == "/api/projects")
-        return request.method == "GET" ? listProjects(accountID)
-                                       : HttpResponse::wrongMethod("GET, HEAD");
-    if (route == "/{unknown}")
-        return HttpResponse::notFound();
-    if (request.method != "POST")
-        return HttpResponse::wrongMethod("POST");
-    if (route == "/api/branches/from-agent")
-        return addBranch(request, accountID);
-    return addScreenshot(request, accountID, QString::fromUtf8(request.path.split('/').at(3)));
+    const auto& path = request.path;
+    if (path == "/api/projects")
+        return byMethod(request, { { "GET", [&] { return listProjects(accountID); } } });
+    if (path == "/api/branches/from-agent")
+        return byMethod(request, { { "POST", [&] { return addBranch(request, accountID); } } });
+    if (routeOf(path) == screenshotsRoute)
+        return byMethod(request,
+                        { { "POST", [&] {
+                               return addScreenshot(
+                                   request, accountID, QString::fromUtf8(path.split('/').at(3)));
+                           } } });
+    return HttpResponse::notFound();
 }
 
 HttpResponse AgentApi::listProjects(const QString& accountID)

@@ -1,5 +1,6 @@
 #include "inbox/web/PageApi.h"
 
+#include "inbox/api/ByMethod.h"
 #include "inbox/web/LiveUpdates.h"
 
 #include <QJsonDocument>
@@ -22,31 +23,33 @@ HttpResponse PageApi::answer(const HttpRequest& request, const WebSession& sessi
 {
     const auto parts = request.path.split('/');
     if (parts.size() == 3 && parts.at(1) == "pictures")
-        return request.method == "GET" ? branches.picture(request, session, parts.at(2))
-                                       : HttpResponse::wrongMethod("GET, HEAD");
+        return byMethod(request, { { "GET", [&] {
+                                        return branches.picture(request, session, parts.at(2));
+                                    } } });
     return parts.size() == 4 ? ofOne(request, session) : ofAll(request, session);
 }
 
 HttpResponse PageApi::ofAll(const HttpRequest& request, const WebSession& session)
 {
     const auto& path = request.path;
-    const bool isGet = request.method == "GET";
-    const bool isPost = request.method == "POST";
     if (path == "/web/session")
-        return isGet ? describeSession(request, session) : HttpResponse::wrongMethod("GET, HEAD");
+        return byMethod(request, { { "GET", [&] { return describeSession(request, session); } } });
     if (path == "/web/branches")
-        return isGet ? branches.list(request, session) : HttpResponse::wrongMethod("GET, HEAD");
+        return byMethod(request, { { "GET", [&] { return branches.list(request, session); } } });
     if (path == "/web/events")
-        return isGet ? HttpResponse { .status = 200, .events = updates.subscribe(session) }
-                     : HttpResponse::wrongMethod("GET");
+        return byMethod(request,
+                        { { "GET", [&] {
+                               return HttpResponse { .status = 200,
+                                                     .events = updates.subscribe(session) };
+                           } } });
     if (path == "/web/projects")
-        return isGet ? projects.list(session)
-            : isPost ? projects.add(request, session)
-                     : HttpResponse::wrongMethod("GET, HEAD, POST");
+        return byMethod(request,
+                        { { "GET", [&] { return projects.list(session); } },
+                          { "POST", [&] { return projects.add(request, session); } } });
     if (path == "/web/keys")
-        return isGet ? keys.list(session)
-            : isPost ? keys.add(request, session)
-                     : HttpResponse::wrongMethod("GET, HEAD, POST");
+        return byMethod(request,
+                        { { "GET", [&] { return keys.list(session); } },
+                          { "POST", [&] { return keys.add(request, session); } } });
     return HttpResponse::notFound();
 }
 
@@ -55,16 +58,15 @@ HttpResponse PageApi::ofOne(const HttpRequest& request, const WebSession& sessio
     const auto parts = request.path.split('/');
     const auto folder = parts.at(1) + '/' + parts.at(2);
     const auto id = QString::fromUtf8(parts.at(3));
-    const auto& method = request.method;
     if (folder == "web/branches")
-        return method == "GET"  ? branches.one(session, id)
-            : method == "PATCH" ? branches.change(request, session, id)
-                                : HttpResponse::wrongMethod("GET, HEAD, PATCH");
+        return byMethod(request,
+                        { { "GET", [&] { return branches.one(session, id); } },
+                          { "PATCH", [&] { return branches.change(request, session, id); } } });
     if (folder == "web/projects")
-        return method == "PATCH" ? projects.change(request, session, id)
-                                 : HttpResponse::wrongMethod("PATCH");
+        return byMethod(request,
+                        { { "PATCH", [&] { return projects.change(request, session, id); } } });
     if (folder == "web/keys")
-        return method == "DELETE" ? keys.revoke(session, id) : HttpResponse::wrongMethod("DELETE");
+        return byMethod(request, { { "DELETE", [&] { return keys.revoke(session, id); } } });
     return HttpResponse::notFound();
 }
 

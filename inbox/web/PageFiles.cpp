@@ -47,12 +47,11 @@ HttpResponse PageFiles::page(const QByteArray& name) const
              .body = file.content };
 }
 
-std::optional<HttpResponse> PageFiles::asset(const QByteArray& name,
-                                             const HttpRequest& request) const
+HttpResponse PageFiles::asset(const QByteArray& name, const HttpRequest& request) const
 {
     const auto found = files.constFind(name);
     if (found == files.cend() || name.endsWith(".html"))
-        return {};
+        return HttpResponse::notFound();
     HttpResponse response { .status = 304,
                             .headers
                             = { { "ETag", found->tag }, { "Cache-Control", "no-cache" } } };

@@ -6,8 +6,6 @@
 #include <QByteArray>
 #include <QHash>
 
-#include <optional>
-
 namespace quibel::inbox {
 
 /// The files that the page is made of, which are part of the program.
@@ -19,9 +17,8 @@ public:
     /// A whole page, by its file name; it is not kept by the browser, so that nobody finds it
     /// with its contents after signing out.
     [[nodiscard]] HttpResponse page(const QByteArray& name) const;
-    /// What a page loads. None when there is no such file.
-    [[nodiscard]] std::optional<HttpResponse> asset(const QByteArray& name,
-                                                    const HttpRequest& request) const;
+    /// What a page loads; the answer says when there is no such file.
+    [[nodiscard]] HttpResponse asset(const QByteArray& name, const HttpRequest& request) const;
 
 private:
     struct File

@@ -1,6 +1,7 @@
 #include "inbox/web/WebSite.h"
 
 #include "inbox/api/Answers.h"
+#include "inbox/api/ByMethod.h"
 #include "inbox/web/LiveUpdates.h"
 
 #include <QRegularExpression>
@@ -132,23 +133,22 @@ HttpResponse WebSite::checked(const HttpRequest& request)
 HttpResponse WebSite::routed(const HttpRequest& request)
 {
     const auto& path = request.path;
-    const bool isGet = request.method == "GET";
-    const bool isPost = request.method == "POST";
+    const auto name = path.mid(path.lastIndexOf('/') + 1);
+    const auto folder = path.chopped(name.size());
     if (path == "/")
-        return page(request, "index.html");
+        return byMethod(request, { { "GET", [&] { return page(request, "index.html"); } } });
     if (path == "/settings")
-        return page(request, "settings.html");
+        return byMethod(request, { { "GET", [&] { return page(request, "settings.html"); } } });
     if (path == "/sign-in")
-        return isGet ? files.page("sign-in.html")
-            : isPost ? signIn.withPassword(request)
-                     : HttpResponse::wrongMethod("GET, HEAD, POST");
+        return byMethod(request,
+                        { { "GET", [&] { return files.page("sign-in.html"); } },
+                          { "POST", [&] { return signIn.withPassword(request); } } });
     if (path == "/sign-out")
-        return isPost ? forSession(request) : HttpResponse::wrongMethod("POST");
-    if (path.startsWith("/sign-in/"))
-        return isGet ? signIn.withLink(request, path.mid(QByteArrayView("/sign-in/").size()))
-                     : HttpResponse::wrongMethod("GET");
-    if (path.startsWith("/assets/"))
-        return asset(request);
+        return byMethod(request, { { "POST", [&] { return forSession(request); } } });
+    if (folder == "/sign-in/")
+        return byMethod(request, { { "GET", [&] { return signIn.withLink(request, name); } } });
+    if (folder == "/assets/")
+        return byMethod(request, { { "GET", [&] { return files.asset(name, request); } } });
     if (path.startsWith("/web/") || path.startsWith("/pictures/"))
         return forSession(request);
     return HttpResponse::notFound();
@@ -156,8 +156,6 @@ HttpResponse WebSite::routed(const HttpRequest& request)
 
 HttpResponse WebSite::page(const HttpRequest& request, const QByteArray& file)
 {
-    if (request.method != "GET")
-        return HttpResponse::wrongMethod("GET, HEAD");
     const auto found = signIn.session(request);
     if (const auto* error = std::get_if<StorageError>(&found))
         return storageFailed(*error);
@@ -166,14 +164,6 @@ HttpResponse WebSite::page(const HttpRequest& request, const QByteArray& file)
             .with("Location", signInFor(request))
             .with("Cache-Control", "no-store");
     return SignIn::renewed(files.page(file), request);
-}
-
-HttpResponse WebSite::asset(const HttpRequest& request)
-{
-    if (request.method != "GET")
-        return HttpResponse::wrongMethod("GET, HEAD");
-    const auto name = request.path.mid(QByteArrayView("/assets/").size());
-    return files.asset(name, request).value_or(HttpResponse::notFound());
 }
 
 HttpResponse WebSite::forSession(const HttpRequest& request)

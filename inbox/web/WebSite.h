@@ -32,7 +32,6 @@ private:
     [[nodiscard]] HttpResponse checked(const HttpRequest& request);
     [[nodiscard]] HttpResponse routed(const HttpRequest& request);
     [[nodiscard]] HttpResponse page(const HttpRequest& request, const QByteArray& file);
-    [[nodiscard]] HttpResponse asset(const HttpRequest& request);
     [[nodiscard]] HttpResponse forSession(const HttpRequest& request);
 
     LiveUpdates& updates;

@@ -567,7 +567,7 @@ private Q_SLOTS:
         row("/web/projects/x", "PATCH");
         row("/web/keys", "GET, HEAD, POST");
         row("/web/keys/x", "DELETE");
-        row("/web/events", "GET");
+        row("/web/events", "GET, HEAD");
         row("/pictures/x", "GET, HEAD");
     }
     void namesTheMethodsThatAPathTakes()

@@ -255,7 +255,7 @@ private Q_SLOTS:
         QTest::newRow("unknown") << generateSecretToken();
         QTest::newRow("shortened") << QByteArray("SHORT");
         QTest::newRow("its hash") << QByteArray("HASH");
-        QTest::newRow("more behind it") << QByteArray("TOKEN/");
+        QTest::newRow("longer") << QByteArray("TOKENx");
         QTest::newRow("statement") << QByteArray("'%20OR%201=1%20--");
     }
     void takesNoOtherLink()
