@@ -1,5 +1,7 @@
 #include "inbox/program/BranchListing.h"
 
+#include "inbox/storage/Branches.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -69,25 +71,26 @@ QJsonArray toJson(const QList<StoredScreenshot>& screenshots)
     return list;
 }
 
-QJsonObject toJson(const StoredBranch& branch)
-{
-    const auto& document = branch.document;
-    return { { u"id"_s, branch.id },
-             { u"project_id"_s, nullable(document.projectID) },
-             { u"project_name"_s, nullable(branch.projectName) },
-             { u"title"_s, document.title },
-             { u"summary"_s, document.summary },
-             { u"why_forked"_s, document.whyForked },
-             { u"captured_text"_s, document.capturedText },
-             { u"app_name"_s, document.appName },
-             { u"bundle_id"_s, document.bundleID },
-             { u"window_title"_s, nullable(document.windowTitle) },
-             { u"captured_at"_s, document.capturedAt },
-             { u"received_at"_s, branch.receivedAt },
-             { u"screenshots"_s, toJson(branch.screenshots) } };
-}
-
 } // namespace
+
+std::optional<StorageError> visitBranches(Branches& branches,
+                                          const QString& accountID,
+                                          const std::function<void(const StoredBranch&)>& visitor)
+{
+    BranchQuery query {
+        .accountID = accountID, .search = {}, .state = BranchQuery::State::any, .limit = 200
+    };
+    while (true) {
+        const auto found = branches.find(query);
+        if (const auto* error = std::get_if<StorageError>(&found))
+            return *error;
+        const auto& page = std::get<QList<StoredBranch>>(found);
+        std::ranges::for_each(page, visitor);
+        if (page.size() < query.limit)
+            return {};
+        query.before = page.last().number;
+    }
+}
 
 QByteArray toTable(const QList<StoredBranch>& branches)
 {
@@ -111,11 +114,30 @@ QByteArray toTable(const QList<StoredBranch>& branches)
     return table;
 }
 
+QJsonObject toFullJson(const StoredBranch& branch)
+{
+    const auto& document = branch.document;
+    return { { u"id"_s, branch.id },
+             { u"project_id"_s, nullable(document.projectID) },
+             { u"project_name"_s, nullable(branch.projectName) },
+             { u"title"_s, document.title },
+             { u"summary"_s, document.summary },
+             { u"why_forked"_s, document.whyForked },
+             { u"captured_text"_s, document.capturedText },
+             { u"app_name"_s, document.appName },
+             { u"bundle_id"_s, document.bundleID },
+             { u"window_title"_s, nullable(document.windowTitle) },
+             { u"captured_at"_s, document.capturedAt },
+             { u"received_at"_s, branch.receivedAt },
+             { u"done"_s, branch.done },
+             { u"screenshots"_s, toJson(branch.screenshots) } };
+}
+
 QByteArray toJson(const QList<StoredBranch>& branches)
 {
     QJsonArray list;
     for (const auto& branch : branches)
-        list.append(toJson(branch));
+        list.append(toFullJson(branch));
     return QJsonDocument(list).toJson();
 }
 

@@ -4,7 +4,6 @@
 #include <QStandardPaths>
 
 #include <algorithm>
-#include <array>
 
 namespace quibel::inbox {
 
@@ -12,25 +11,46 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype longestName = 200;
+constexpr qsizetype longestName = 100;
 
 const auto usage = uR"(Usage: quibel-inbox COMMAND [OPTIONS]
 
-Keeps the branches that the capture agent sends.
+Keeps the branches that the capture agent sends, and shows them on a web page.
 
-Commands:
-  serve [--listen HOST:PORT]             answer the agent, by default on 127.0.0.1:8787;
-                                         port 0 takes a free one
-  keys create [--name NAME]              make a key for an agent and print it, this once
-  projects add NAME                      add a project and print its id
-  projects list                          list the projects, one a line
-  branches [--json]                      list the branches, newest first
-  screenshot BRANCH_ID [--output FILE]   write a branch's latest screenshot, a PNG
+Serving:
+  serve                         answer the agent and the page until told to end
+    --listen HOST:PORT          by default 127.0.0.1:8787; port 0 takes a free one
+    --tls-certificate FILE      certificate chain and
+    --tls-key FILE              private key, both PEM; read again on SIGHUP
+    --behind-proxy              a proxy in front speaks TLS and names the client
+                                Without TLS or a proxy it listens on this machine only.
+  open [--print]                sign in to the page on this machine by a link that works once:
+                                open it in the browser, or only print it
 
-Options:
-  --data DIR    where everything is kept, by default %1
-  --help        show this
-  --version     show the version
+Keeping:
+  keys create [--name NAME]     make a key for an agent and print it, this once
+  keys list                     list the keys and when they were last used
+  keys revoke KEY_ID            make a key worthless
+  projects add NAME             add a project and print its id
+  projects list                 list the projects, one a line
+  branches [--json]             list the branches, newest first
+  screenshot BRANCH_ID [--output FILE]
+                                write a branch's latest screenshot, a PNG
+  accounts add NAME             add an account for somebody else
+  accounts list                 list the accounts
+  accounts password NAME        set the password for the page; it is read from the terminal,
+                                or is the first line of standard input
+  backup FILE                   copy the SQLite database, also while it is served
+  export DIRECTORY              write everything as JSON, with the pictures as files
+
+Options of every command:
+  --data DIR            where everything is kept, by default
+                        %1
+  --database URL        keep everything in PostgreSQL instead, as in
+                        postgresql://user@host/database; a password is better kept in
+                        ~/.pgpass. QUIBEL_INBOX_DATABASE in the environment says the same.
+  --account NAME        whose keys, projects and branches, by default "owner"
+  --help, --version     show this, or the version
 )"_s;
 
 /// What one command is called, and what may stand behind it.
@@ -38,20 +58,38 @@ struct Form
 {
     CommandLine::Command command;
     QStringList words;
-    qsizetype operands;
+    QString operand; ///< What the one word behind it is; empty when there is none.
     QStringList options;
+    bool reads = false; ///< It wants what is there: a mistyped place is no empty inbox.
 };
 
 const QList<Form>& forms()
 {
     using enum CommandLine::Command;
+    const auto none = QString();
+    const auto account = u"account"_s;
     static const QList<Form> all {
-        { serve, { u"serve"_s }, 0, { u"listen"_s } },
-        { createKey, { u"keys"_s, u"create"_s }, 0, { u"name"_s } },
-        { addProject, { u"projects"_s, u"add"_s }, 1, {} },
-        { listProjects, { u"projects"_s, u"list"_s }, 0, {} },
-        { listBranches, { u"branches"_s }, 0, { u"json"_s } },
-        { writeScreenshot, { u"screenshot"_s }, 1, { u"output"_s } },
+        { serve,
+          { u"serve"_s },
+          none,
+          { u"listen"_s, u"tls-certificate"_s, u"tls-key"_s, u"behind-proxy"_s } },
+        { openPage, { u"open"_s }, none, { u"print"_s, account }, true },
+        { addAccount, { u"accounts"_s, u"add"_s }, u"a name"_s, {} },
+        { listAccounts, { u"accounts"_s, u"list"_s }, none, {}, true },
+        { setPassword, { u"accounts"_s, u"password"_s }, u"the name of an account"_s, {}, true },
+        { createKey, { u"keys"_s, u"create"_s }, none, { u"name"_s, account } },
+        { listKeys, { u"keys"_s, u"list"_s }, none, { account }, true },
+        { revokeKey, { u"keys"_s, u"revoke"_s }, u"the id of a key"_s, { account }, true },
+        { addProject, { u"projects"_s, u"add"_s }, u"a name"_s, { account } },
+        { listProjects, { u"projects"_s, u"list"_s }, none, { account }, true },
+        { listBranches, { u"branches"_s }, none, { u"json"_s, account }, true },
+        { writeScreenshot,
+          { u"screenshot"_s },
+          u"the id of a branch"_s,
+          { u"output"_s, account },
+          true },
+        { backUp, { u"backup"_s }, u"a file"_s, {}, true },
+        { exportAll, { u"export"_s }, u"a directory"_s, {}, true },
     };
     return all;
 }
@@ -65,7 +103,7 @@ QString defaultDirectory()
 CommandLine::Notice misuse(const QString& problem)
 {
     return { .kind = CommandLine::Notice::Kind::misuse,
-             .text = u"quibel-inbox: %1\n\n"_s.arg(problem) + usage.arg(defaultDirectory()) };
+             .text = u"quibel-inbox: %1\nTry: quibel-inbox --help\n"_s.arg(problem) };
 }
 
 bool isName(const QString& text)
@@ -74,41 +112,91 @@ bool isName(const QString& text)
         && std::ranges::none_of(text, [](QChar c) { return c.category() == QChar::Other_Control; });
 }
 
-/// What is wrong with the values; none when all can be used.
-std::optional<QString> complaint(const QCommandLineParser& options, const Form& form)
+std::optional<QString> complainAboutNames(const QCommandLineParser& options, const Form& form)
 {
-    const auto names = options.optionNames();
-    for (const auto& option : names)
-        if (option != u"data" && !form.options.contains(option))
-            return u"--%1 does not belong to \"%2\""_s.arg(option, form.words.join(u' '));
-    if (options.value(u"data"_s).isEmpty())
-        return u"--data needs a directory"_s;
+    using enum CommandLine::Command;
+    auto names = QStringList { options.value(u"name"_s), options.value(u"account"_s) };
+    if (form.command == addProject || form.command == addAccount)
+        names.append(options.positionalArguments().last());
+    if (std::ranges::all_of(names, isName))
+        return {};
+    return u"a name has 1 to %1 characters and no control characters"_s.arg(longestName);
+}
+
+std::optional<QString> complainAboutServing(const QCommandLineParser& options)
+{
     if (!ListenAddress::parse(options.value(u"listen"_s)))
         return u"--listen needs a numeric address and a port, as in 127.0.0.1:8787 or [::1]:8787"_s;
-    if (options.isSet(u"output"_s) && options.value(u"output"_s).isEmpty())
-        return u"--output needs a file"_s;
-    const auto name = form.command == CommandLine::Command::addProject
-        ? options.positionalArguments().last()
-        : options.value(u"name"_s);
-    if (!isName(name))
-        return u"a name has 1 to %1 characters and no control characters"_s.arg(longestName);
+    const bool certificate = !options.value(u"tls-certificate"_s).isEmpty();
+    const bool key = !options.value(u"tls-key"_s).isEmpty();
+    if (certificate != key || options.isSet(u"tls-certificate"_s) != certificate
+        || options.isSet(u"tls-key"_s) != key)
+        return u"--tls-certificate and --tls-key need a file each, and belong together"_s;
+    if (certificate && options.isSet(u"behind-proxy"_s))
+        return u"behind a proxy the proxy speaks TLS; leave --tls-certificate and --tls-key out"_s;
     return {};
 }
 
-CommandLine assemble(const QCommandLineParser& options, const Form& form)
+std::optional<QString> complainAboutDatabase(const QCommandLineParser& options, const QUrl& server)
 {
-    const auto operand = form.operands > 0 ? options.positionalArguments().last() : QString();
+    if (options.value(u"data"_s).isEmpty())
+        return u"--data needs a directory"_s;
+    if (options.isSet(u"data"_s) && options.isSet(u"database"_s))
+        return u"--data and --database name two places; take one"_s;
+    const auto scheme = server.scheme();
+    if (!server.isEmpty()
+        && (!server.isValid() || (scheme != u"postgresql" && scheme != u"postgres")
+            || server.path().size() < 2))
+        return u"the database needs a URL as in postgresql://user@host/database"_s;
+    return {};
+}
+
+/// What is wrong with the values; none when all can be used.
+std::optional<QString>
+complaint(const QCommandLineParser& options, const Form& form, const QUrl& server)
+{
+    for (const auto& option : options.optionNames())
+        if (option != u"data" && option != u"database" && !form.options.contains(option))
+            return u"--%1 does not belong to \"%2\""_s.arg(option, form.words.join(u' '));
+    if (options.isSet(u"output"_s) && options.value(u"output"_s).isEmpty())
+        return u"--output needs a file"_s;
+    if (!form.operand.isEmpty() && options.positionalArguments().last().isEmpty())
+        return u"\"%1\" takes %2"_s.arg(form.words.join(u' '), form.operand);
+    if (auto problem = complainAboutDatabase(options, server))
+        return problem;
+    if (auto problem = complainAboutServing(options))
+        return problem;
+    return complainAboutNames(options, form);
+}
+
+/// Where the database is: the option, or else the environment unless a directory is given.
+QUrl readServer(const QCommandLineParser& options)
+{
+    if (options.isSet(u"database"_s))
+        return QUrl(options.value(u"database"_s), QUrl::StrictMode);
+    if (options.isSet(u"data"_s))
+        return {};
+    return QUrl(qEnvironmentVariable("QUIBEL_INBOX_DATABASE"), QUrl::StrictMode);
+}
+
+CommandLine assemble(const QCommandLineParser& options, const Form& form, const QUrl& server)
+{
     CommandLine line;
     line.command = form.command;
-    line.dataDirectory = options.value(u"data"_s);
-    line.listen = ListenAddress::parse(options.value(u"listen"_s)).value_or(ListenAddress {});
-    line.name
-        = form.command == CommandLine::Command::addProject ? operand : options.value(u"name"_s);
+    line.database.directory = options.value(u"data"_s);
+    line.database.server = server;
+    line.database.mustExist = form.reads;
+    line.account = options.value(u"account"_s);
+    line.operand = form.operand.isEmpty() ? QString() : options.positionalArguments().last();
+    line.keyName = options.value(u"name"_s);
     line.json = options.isSet(u"json"_s);
-    if (form.command == CommandLine::Command::writeScreenshot)
-        line.branchID = operand;
+    line.printOnly = options.isSet(u"print"_s);
     if (options.isSet(u"output"_s))
         line.outputFile = options.value(u"output"_s);
+    line.listen = ListenAddress::parse(options.value(u"listen"_s)).value_or(ListenAddress {});
+    line.certificateFile = options.value(u"tls-certificate"_s);
+    line.privateKeyFile = options.value(u"tls-key"_s);
+    line.behindProxy = options.isSet(u"behind-proxy"_s);
     return line;
 }
 
@@ -118,7 +206,13 @@ std::variant<CommandLine, CommandLine::Notice> CommandLine::parse(const QStringL
 {
     QCommandLineParser options;
     options.addOptions({ { u"data"_s, {}, u"DIR"_s, defaultDirectory() },
+                         { u"database"_s, {}, u"URL"_s },
+                         { u"account"_s, {}, u"NAME"_s, u"owner"_s },
                          { u"listen"_s, {}, u"HOST:PORT"_s, u"127.0.0.1:8787"_s },
+                         { u"tls-certificate"_s, {}, u"FILE"_s },
+                         { u"tls-key"_s, {}, u"FILE"_s },
+                         { u"behind-proxy"_s, {} },
+                         { u"print"_s, {} },
                          { u"name"_s, {}, u"NAME"_s, u"agent"_s },
                          { u"output"_s, {}, u"FILE"_s },
                          { u"json"_s, {} },
@@ -139,12 +233,14 @@ std::variant<CommandLine, CommandLine::Notice> CommandLine::parse(const QStringL
     });
     if (form == forms().end())
         return misuse(u"there is no command \"%1\""_s.arg(words.join(u' ')));
-    if (words.size() != form->words.size() + form->operands)
-        return misuse(u"\"%1\" takes %2 more"_s.arg(
-            form->words.join(u' '), form->operands == 0 ? u"nothing"_s : u"exactly one word"_s));
-    if (const auto problem = complaint(options, *form))
+    const auto operands = words.size() - form->words.size();
+    if (operands != (form->operand.isEmpty() ? 0 : 1))
+        return misuse(u"\"%1\" takes %2"_s.arg(
+            form->words.join(u' '), form->operand.isEmpty() ? u"no more words"_s : form->operand));
+    const auto server = readServer(options);
+    if (const auto problem = complaint(options, *form, server))
         return misuse(*problem);
-    return assemble(options, *form);
+    return assemble(options, *form, server);
 }
 
 } // namespace quibel::inbox

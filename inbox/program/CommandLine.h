@@ -1,6 +1,7 @@
 #pragma once
 
 #include "inbox/http/ListenAddress.h"
+#include "inbox/storage/Database.h"
 
 #include <QString>
 #include <QStringList>
@@ -15,11 +16,19 @@ struct CommandLine
 {
     enum class Command {
         serve,
+        openPage,
+        addAccount,
+        listAccounts,
+        setPassword,
         createKey,
+        listKeys,
+        revokeKey,
         addProject,
         listProjects,
         listBranches,
-        writeScreenshot
+        writeScreenshot,
+        backUp,
+        exportAll
     };
 
     /// Nothing to do but to say something: help, the version, or what is wrong with the call.
@@ -35,12 +44,18 @@ struct CommandLine
     [[nodiscard]] static std::variant<CommandLine, Notice> parse(const QStringList& arguments);
 
     Command command = Command::serve;
-    QString dataDirectory;
-    ListenAddress listen;
-    QString name; ///< Of the new key or project.
+    DatabaseLocation database;
+    QString account; ///< Name of the account that the command is about.
+    QString operand; ///< The word behind the command: a name, an identifier or a path.
+    QString keyName;
     bool json = false;
-    QString branchID;
+    bool printOnly = false; ///< Open nothing, only say the link.
     std::optional<QString> outputFile;
+
+    ListenAddress listen;
+    QString certificateFile; ///< Both files or none.
+    QString privateKeyFile;
+    bool behindProxy = false;
 };
 
 } // namespace quibel::inbox

@@ -8,12 +8,22 @@
 
 namespace quibel::inbox {
 
-class BranchStorage;
+class Database;
+struct Storage;
 
-/// Serves the agent's requests until the program is told to end; returns none then.
+struct ServiceOptions
+{
+    ListenAddress listen;
+    QString certificateFile; ///< With the key file: serve over TLS.
+    QString privateKeyFile;
+    bool behindProxy = false;
+};
+
+/// Serves the agent and the page until the program is told to end; returns none then.
 ///
 /// Prints one line with the address once it answers.
 /// Errors: why it cannot serve, for a person.
-[[nodiscard]] std::optional<QString> serve(BranchStorage& storage, const ListenAddress& address);
+[[nodiscard]] std::optional<QString>
+serve(Database& database, Storage& storage, const ServiceOptions& options);
 
 } // namespace quibel::inbox

@@ -25,47 +25,110 @@ class CommandLineTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { qunsetenv("QUIBEL_INBOX_DATABASE"); }
+
     void servesOnLoopbackUnlessToldOtherwise()
     {
         const auto line = parsed(u"serve"_s);
         QCOMPARE(line.command, CommandLine::Command::serve);
         QCOMPARE(line.listen.toString(), u"127.0.0.1:8787"_s);
-        QVERIFY(line.dataDirectory.endsWith(u"/quibel/inbox"));
+        QVERIFY(line.certificateFile.isEmpty());
+        QVERIFY(!line.behindProxy);
+        QVERIFY(line.database.directory.endsWith(u"/quibel/inbox"));
+        QVERIFY(line.database.server.isEmpty());
         QCOMPARE(parsed(u"serve --listen [::1]:99"_s).listen.toString(), u"[::1]:99"_s);
     }
 
+    void servesOverTlsOrBehindAProxy()
+    {
+        const auto tls = parsed(u"serve --tls-certificate c.pem --tls-key k.pem"_s);
+        QCOMPARE(tls.certificateFile, u"c.pem"_s);
+        QCOMPARE(tls.privateKeyFile, u"k.pem"_s);
+        QVERIFY(parsed(u"serve --behind-proxy"_s).behindProxy);
+    }
+
+    void readsEveryCommand_data()
+    {
+        using enum CommandLine::Command;
+        QTest::addColumn<QString>("words");
+        QTest::addColumn<CommandLine::Command>("command");
+        QTest::addColumn<QString>("operand");
+        QTest::addColumn<bool>("mustExist");
+        const auto row = [](const char* words,
+                            CommandLine::Command command,
+                            const QString& operand,
+                            bool mustExist) {
+            QTest::newRow(words) << QString::fromLatin1(words) << command << operand << mustExist;
+        };
+        row("serve", serve, {}, false);
+        row("open", openPage, {}, true);
+        row("accounts add Ada", addAccount, u"Ada"_s, false);
+        row("accounts list", listAccounts, {}, true);
+        row("accounts password Ada", setPassword, u"Ada"_s, true);
+        row("keys create", createKey, {}, false);
+        row("keys list", listKeys, {}, true);
+        row("keys revoke k1", revokeKey, u"k1"_s, true);
+        row("projects add Garden", addProject, u"Garden"_s, false);
+        row("projects list", listProjects, {}, true);
+        row("branches", listBranches, {}, true);
+        row("screenshot b1", writeScreenshot, u"b1"_s, true);
+        row("backup f.sqlite", backUp, u"f.sqlite"_s, true);
+        row("export out", exportAll, u"out"_s, true);
+    }
     void readsEveryCommand()
     {
-        QCOMPARE(parsed(u"keys create"_s).command, CommandLine::Command::createKey);
-        QCOMPARE(parsed(u"keys create --name desk"_s).name, u"desk"_s);
-        QCOMPARE(parsed(u"projects add Garden"_s).command, CommandLine::Command::addProject);
-        QCOMPARE(parsed(u"projects add Garden"_s).name, u"Garden"_s);
-        QCOMPARE(parsed(u"projects list"_s).command, CommandLine::Command::listProjects);
-        QCOMPARE(parsed(u"branches"_s).command, CommandLine::Command::listBranches);
+        QFETCH(QString, words);
+        const auto line = parsed(words);
+        QTEST(line.command, "command");
+        QTEST(line.operand, "operand");
+        QTEST(line.database.mustExist, "mustExist");
+        QCOMPARE(line.account, u"owner"_s);
+    }
+
+    void readsTheOptionsOfCommands()
+    {
+        QCOMPARE(parsed(u"keys create"_s).keyName, u"agent"_s);
+        QCOMPARE(parsed(u"keys create --name desk"_s).keyName, u"desk"_s);
+        QCOMPARE(parsed(u"keys create --account Ada"_s).account, u"Ada"_s);
         QVERIFY(!parsed(u"branches"_s).json);
         QVERIFY(parsed(u"branches --json"_s).json);
-        QCOMPARE(parsed(u"screenshot b1"_s).command, CommandLine::Command::writeScreenshot);
-        QCOMPARE(parsed(u"screenshot b1"_s).branchID, u"b1"_s);
+        QVERIFY(!parsed(u"open"_s).printOnly);
+        QVERIFY(parsed(u"open --print"_s).printOnly);
         QVERIFY(!parsed(u"screenshot b1"_s).outputFile);
         QCOMPARE(parsed(u"screenshot b1 --output x.png"_s).outputFile, u"x.png"_s);
     }
 
-    void takesTheDataDirectoryEverywhere_data()
+    void takesTheDatabaseEverywhere_data()
     {
         QTest::addColumn<QString>("words");
         for (const auto& words : { u"serve"_s,
+                                   u"open"_s,
+                                   u"accounts list"_s,
                                    u"keys create"_s,
                                    u"projects add x"_s,
-                                   u"projects list"_s,
                                    u"branches"_s,
-                                   u"screenshot x"_s })
+                                   u"screenshot x"_s,
+                                   u"backup x"_s,
+                                   u"export x"_s })
             QTest::newRow(qPrintable(words)) << words;
     }
-    void takesTheDataDirectoryEverywhere()
+    void takesTheDatabaseEverywhere()
     {
         QFETCH(QString, words);
-        QCOMPARE(parsed(words + u" --data /d"_s).dataDirectory, u"/d"_s);
-        QCOMPARE(parsed(u"--data=/d "_s + words).dataDirectory, u"/d"_s);
+        QCOMPARE(parsed(words + u" --data /d"_s).database.directory, u"/d"_s);
+        QCOMPARE(parsed(u"--data=/d "_s + words).database.directory, u"/d"_s);
+        const QUrl server(u"postgresql://ada@db.example/inbox"_s);
+        QCOMPARE(parsed(words + u" --database "_s + server.toString()).database.server, server);
+    }
+
+    void readsTheDatabaseFromTheEnvironmentUnlessOneIsNamed()
+    {
+        qputenv("QUIBEL_INBOX_DATABASE", "postgresql:///inbox?host=/run/postgresql");
+        QCOMPARE(parsed(u"serve"_s).database.server,
+                 QUrl(u"postgresql:///inbox?host=/run/postgresql"_s));
+        QVERIFY(parsed(u"serve --data /d"_s).database.server.isEmpty());
+        QCOMPARE(parsed(u"serve --database postgresql://h/other"_s).database.server,
+                 QUrl(u"postgresql://h/other"_s));
     }
 
     void answersHelpAndVersion()
@@ -88,19 +151,38 @@ private Q_SLOTS:
         row({}, u"no command given"_s);
         row({ u"sing"_s }, u"no command \"sing\""_s);
         row({ u"keys"_s }, u"no command \"keys\""_s);
-        row({ u"serve"_s, u"now"_s }, u"\"serve\" takes nothing more"_s);
-        row({ u"projects"_s, u"add"_s }, u"\"projects add\" takes exactly one word more"_s);
-        row({ u"screenshot"_s, u"a"_s, u"b"_s }, u"\"screenshot\" takes exactly one word more"_s);
+        row({ u"serve"_s, u"now"_s }, u"\"serve\" takes no more words"_s);
+        row({ u"projects"_s, u"add"_s }, u"\"projects add\" takes a name"_s);
+        row({ u"backup"_s, u""_s }, u"\"backup\" takes a file"_s);
+        row({ u"screenshot"_s, u"a"_s, u"b"_s }, u"\"screenshot\" takes the id of a branch"_s);
         row({ u"branches"_s, u"--loud"_s }, u"loud"_s);
         row({ u"branches"_s, u"--name"_s, u"x"_s }, u"--name does not belong to \"branches\""_s);
         row({ u"serve"_s, u"--json"_s }, u"--json does not belong to \"serve\""_s);
+        row({ u"serve"_s, u"--account"_s, u"x"_s }, u"--account does not belong to \"serve\""_s);
         row({ u"serve"_s, u"--data"_s }, u"data"_s);
         row({ u"serve"_s, u"--data"_s, u""_s }, u"--data needs a directory"_s);
+        row({ u"serve"_s, u"--data"_s, u"d"_s, u"--database"_s, u"postgresql://h/d"_s },
+            u"--data and --database"_s);
+        for (const auto& url : { u"mysql://h/d"_s, u"here"_s, u"postgresql://h"_s, u"::"_s })
+            row({ u"serve"_s, u"--database"_s, url }, u"the database needs a URL"_s);
         row({ u"serve"_s, u"--listen"_s, u"here"_s }, u"--listen needs"_s);
+        row({ u"serve"_s, u"--tls-key"_s, u"k"_s }, u"belong together"_s);
+        row({ u"serve"_s, u"--tls-certificate"_s, u"c"_s }, u"belong together"_s);
+        row({ u"serve"_s, u"--tls-certificate"_s, u""_s, u"--tls-key"_s, u""_s },
+            u"need a file each"_s);
+        row({ u"serve"_s,
+              u"--tls-certificate"_s,
+              u"c"_s,
+              u"--tls-key"_s,
+              u"k"_s,
+              u"--behind-proxy"_s },
+            u"the proxy speaks TLS"_s);
         row({ u"screenshot"_s, u"a"_s, u"--output"_s, u""_s }, u"--output needs a file"_s);
-        row({ u"projects"_s, u"add"_s, u" "_s }, u"a name has 1 to 200"_s);
+        row({ u"projects"_s, u"add"_s, u" "_s }, u"a name has 1 to 100"_s);
         row({ u"projects"_s, u"add"_s, u"a\nb"_s }, u"no control characters"_s);
-        row({ u"keys"_s, u"create"_s, u"--name"_s, QString(201, u'x') }, u"a name has 1 to 200"_s);
+        row({ u"accounts"_s, u"add"_s, QString(101, u'x') }, u"a name has 1 to 100"_s);
+        row({ u"keys"_s, u"create"_s, u"--name"_s, QString(101, u'x') }, u"a name has 1 to 100"_s);
+        row({ u"branches"_s, u"--account"_s, u""_s }, u"a name has 1 to 100"_s);
     }
     void explainsAMisuse()
     {
@@ -111,7 +193,7 @@ private Q_SLOTS:
         QVERIFY(notice);
         QCOMPARE(notice->kind, CommandLine::Notice::Kind::misuse);
         QVERIFY2(notice->text.section(u'\n', 0, 0).contains(expected), qPrintable(notice->text));
-        QVERIFY(notice->text.contains(u"Usage: quibel-inbox "));
+        QVERIFY(notice->text.contains(u"quibel-inbox --help"));
     }
 };
 

@@ -1,4 +1,4 @@
-#include "inbox/program/TerminationSignals.h"
+#include "inbox/program/ProcessSignals.h"
 
 #include <QSocketNotifier>
 
@@ -15,22 +15,26 @@ int openSignals()
 {
     sigset_t set {};
     sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
+    for (const int number : { SIGTERM, SIGINT, SIGHUP })
+        sigaddset(&set, number);
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 } // namespace
 
-TerminationSignals::TerminationSignals()
+ProcessSignals::ProcessSignals()
     : descriptor(openSignals())
 {
     auto* notifier = new QSocketNotifier(descriptor.number(), QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this] {
         signalfd_siginfo info {};
-        if (::read(descriptor.number(), &info, sizeof info) == sizeof info)
-            Q_EMIT received();
+        while (::read(descriptor.number(), &info, sizeof info) == sizeof info) {
+            if (info.ssi_signo == SIGHUP)
+                Q_EMIT reloadRequested();
+            else
+                Q_EMIT endRequested();
+        }
     });
 }
 

@@ -6,18 +6,21 @@
 
 namespace quibel::inbox {
 
-/// Turns SIGTERM and SIGINT into a Qt signal, so that the program can end in good order.
+/// Turns the signals by which a service is told something into Qt signals.
 ///
 /// Thread: main, before any other thread is started: those must inherit the blocked signals.
-class TerminationSignals : public QObject
+class ProcessSignals : public QObject
 {
     Q_OBJECT
 
 public:
-    TerminationSignals();
+    ProcessSignals();
 
 Q_SIGNALS:
-    void received();
+    /// SIGTERM or SIGINT: end in good order.
+    void endRequested();
+    /// SIGHUP: read files again.
+    void reloadRequested();
 
 private:
     Descriptor descriptor;

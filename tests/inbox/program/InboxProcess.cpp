@@ -1,0 +1,86 @@
+#include "tests/inbox/program/InboxProcess.h"
+
+#include <QTest>
+
+#include <csignal>
+
+namespace quibel::inbox::testing {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int patience = 30'000;
+
+} // namespace
+
+InboxProcess::InboxProcess(const QStringList& place)
+    : program(qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-inbox"_s)
+    , placeOptions(place)
+{
+}
+
+InboxProcess::~InboxProcess()
+{
+    kill();
+}
+
+Outcome InboxProcess::run(const QStringList& words, const QByteArray& input) const
+{
+    QProcess process;
+    process.start(program, words + placeOptions);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(patience) || process.exitStatus() != QProcess::NormalExit)
+        return { .output = process.readAllStandardOutput(),
+                 .errors = process.readAllStandardError() };
+    return { .exitCode = process.exitCode(),
+             .output = process.readAllStandardOutput(),
+             .errors = process.readAllStandardError() };
+}
+
+QUrl InboxProcess::serve(const QStringList& options)
+{
+    service = std::make_unique<QProcess>();
+    service->start(program, QStringList { u"serve"_s } + options + placeOptions);
+    said.clear();
+    (void)QTest::qWaitFor(
+        [this] {
+            said += service->readAllStandardOutput();
+            return said.contains('\n') || service->state() == QProcess::NotRunning;
+        },
+        patience);
+    return QUrl(QString::fromUtf8(said.trimmed()).section(u' ', -1));
+}
+
+bool InboxProcess::stop()
+{
+    service->terminate();
+    return waitForEnd() && service->exitStatus() == QProcess::NormalExit
+        && service->exitCode() == 0;
+}
+
+void InboxProcess::kill()
+{
+    if (!service)
+        return;
+    service->kill();
+    (void)waitForEnd();
+}
+
+void InboxProcess::signal(int number) const
+{
+    ::kill(static_cast<pid_t>(service->processId()), number);
+}
+
+bool InboxProcess::waitForEnd()
+{
+    return service->state() == QProcess::NotRunning || service->waitForFinished(patience);
+}
+
+QByteArray InboxProcess::createKey() const
+{
+    return run({ u"keys"_s, u"create"_s }).output.trimmed();
+}
+
+} // namespace quibel::inbox::testing
