@@ -36,17 +36,28 @@ QUrl Browser::address()
     return QUrl(driver.get(u"/url"_s).toString());
 }
 
-QString Browser::openTab()
+QString Browser::openWindow()
+{
+    const auto opened = driver.post(u"/window/new"_s, { { u"type"_s, u"window"_s } });
+    return useWindow(opened[u"handle"_s].toString());
+}
+
+QString Browser::useWindow(const QString& name)
 {
     auto before = driver.get(u"/window"_s).toString();
-    const auto opened = driver.post(u"/window/new"_s, { { u"type"_s, u"tab"_s } });
-    useTab(opened[u"handle"_s].toString());
+    driver.post(u"/window"_s, { { u"handle"_s, name } });
     return before;
 }
 
-void Browser::useTab(const QString& name)
+void Browser::closeWindow(const QString& other)
 {
-    driver.post(u"/window"_s, { { u"handle"_s, name } });
+    driver.remove(u"/window"_s);
+    driver.post(u"/window"_s, { { u"handle"_s, other } });
+}
+
+void Browser::forgetCookies()
+{
+    command(u"Network.clearBrowserCookies"_s);
 }
 
 bool Browser::click(const QString& selector)

@@ -40,9 +40,14 @@ public:
     bool open(const QUrl& url);
     [[nodiscard]] QUrl address();
 
-    /// Opens another tab and goes on in it; returns the name of the one before.
-    QString openTab();
-    void useTab(const QString& name);
+    /// Opens another window and goes on in it; returns the name of the one before.
+    QString openWindow();
+    /// Goes on in this window; returns the name of the one before.
+    QString useWindow(const QString& name);
+    /// Closes the window and goes on in another one.
+    void closeWindow(const QString& other);
+
+    void forgetCookies();
 
     bool click(const QString& selector);
     /// Gives the element the focus and types into it.

@@ -80,13 +80,17 @@ private Q_SLOTS:
         QCOMPARE(browser.evaluate(u"innerWidth"_s).toInt(), 640);
     }
 
-    void goesFromTabToTab()
+    void goesFromWindowToWindow()
     {
         open("<title>first</title>");
-        const auto first = browser.openTab();
+        const auto first = browser.openWindow();
         open("<title>second</title>");
         QCOMPARE(browser.text(u"title"_s), u"second"_s);
-        browser.useTab(first);
+        const auto second = browser.useWindow(first);
+        QCOMPARE(browser.text(u"title"_s), u"first"_s);
+        QVERIFY(!browser.evaluate(u"document.hidden"_s).toBool());
+        browser.useWindow(second);
+        browser.closeWindow(first);
         QCOMPARE(browser.text(u"title"_s), u"first"_s);
     }
 

@@ -45,7 +45,7 @@ WebDriver::WebDriver()
 WebDriver::~WebDriver()
 {
     if (hasSession)
-        send("DELETE", QString(), {});
+        remove(QString());
     const QDeadlineTimer deadline(5'000);
     while (browserProcess > 0 && isRunning(browserProcess) && !deadline.hasExpired())
         QThread::msleep(20);
@@ -71,6 +71,11 @@ QJsonValue WebDriver::get(const QString& path)
 QJsonValue WebDriver::post(const QString& path, const QJsonObject& body)
 {
     return send("POST", path, body);
+}
+
+QJsonValue WebDriver::remove(const QString& path)
+{
+    return send("DELETE", path, {});
 }
 
 QJsonValue WebDriver::browserCommand(const QString& command, const QJsonObject& parameters)

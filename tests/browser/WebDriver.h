@@ -31,6 +31,7 @@ public:
     /// Errors: Undefined, with what the driver said on standard error.
     [[nodiscard]] QJsonValue get(const QString& path);
     QJsonValue post(const QString& path, const QJsonObject& body = {});
+    QJsonValue remove(const QString& path);
 
     /// A command of the browser's own protocol, such as "Emulation.setEmulatedMedia".
     QJsonValue browserCommand(const QString& command, const QJsonObject& parameters);

@@ -103,6 +103,12 @@ async function loadProjects() {
     filters.offer(projects);
 }
 
+/** Branches carry the names of their projects, which may have changed with them. */
+async function readAgain() {
+    await loadProjects();
+    await pages.refresh();
+}
+
 async function loadMore() {
     const button = byId("more");
     if (button.disabled) return;
@@ -187,8 +193,7 @@ keepMomentsTrue();
 followChanges({
     connected() {
         byId("connection").textContent = "";
-        keepUp(() => pages.refresh());
-        keepUp(loadProjects);
+        keepUp(readAgain);
     },
     lost() {
         byId("connection").textContent = "The connection is lost. What comes in meanwhile is shown when it is back.";
@@ -196,5 +201,5 @@ followChanges({
         get("/web/session").catch(() => {});
     },
     branch: bringUpToDate,
-    projects: () => keepUp(loadProjects),
+    projects: () => keepUp(readAgain),
 });

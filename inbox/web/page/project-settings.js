@@ -102,7 +102,7 @@ function renameForm(project) {
     const field = element("input", {
         "data-control": "name",
         required: true,
-        maxlength: "200",
+        maxlength: "100",
         autocomplete: "off",
         "aria-label": `New name of ${project.name}`,
         value: renaming.text,

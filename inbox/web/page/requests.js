@@ -81,7 +81,13 @@ async function ask(method, path, { body, token, signal } = {}) {
 function refusal(status, answer) {
     if (status === 503) return "The inbox is busy. Try again in a moment.";
     if (status === 507) return "The disk of the inbox is full.";
-    return answer?.error?.message ?? `The inbox answered with an error (${status}).`;
+    const reason = answer?.error?.message;
+    return reason ? asSentence(reason) : `The inbox answered with an error (${status}).`;
+}
+
+function asSentence(text) {
+    const sentence = text.charAt(0).toUpperCase() + text.slice(1);
+    return /[.!?]$/.test(sentence) ? sentence : `${sentence}.`;
 }
 
 /** Goes to the sign-in page, which comes back here. Never settles: this page is on its way out. */

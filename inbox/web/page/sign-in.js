@@ -16,8 +16,9 @@ function destination() {
 function refusal(response) {
     if (response.status === 401) return "The account or the password is not right.";
     if (response.status !== 429) return `The inbox answered with an error (${response.status}).`;
-    const minutes = Math.ceil(Number(response.headers.get("Retry-After") ?? 60) / 60);
-    return `Too many tries. Try again in ${minutes === 1 ? "a minute" : `${minutes} minutes`}.`;
+    const seconds = Number(response.headers.get("Retry-After") ?? 60);
+    const [count, unit] = seconds < 60 ? [seconds, "second"] : [Math.ceil(seconds / 60), "minute"];
+    return `Too many tries. Try again in ${count} ${count === 1 ? unit : `${unit}s`}.`;
 }
 
 function refuse(text) {
