@@ -83,7 +83,8 @@ private Q_SLOTS:
         QCOMPARE(object.value(u"captured_text"), u"whole\ntext"_s);
         QCOMPARE(object.value(u"window_title"), QJsonValue(QJsonValue::Null));
         QCOMPARE(object.value(u"received_at"), u"2026-11-15T22:24:39.120Z"_s);
-        QCOMPARE(object.size(), 13);
+        QCOMPARE(object.value(u"done"), false);
+        QCOMPARE(object.size(), 14);
         const QJsonObject screenshot { { u"id"_s, u"s1"_s },
                                        { u"sha256"_s, u"ab"_s },
                                        { u"width"_s, 4 },

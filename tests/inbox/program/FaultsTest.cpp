@@ -137,8 +137,8 @@ private Q_SLOTS:
     void servesAgainWhenPostgreSqlIsBack()
     {
         PostgresServer server;
-        QVERIFY(server.start());
-        InboxProcess inbox({ u"--database"_s, server.url(u"faults"_s).toString() });
+        QVERIFY2(server.start(), qPrintable(server.problem()));
+        InboxProcess inbox({ u"--database"_s, server.newDatabase().toString(QUrl::FullyEncoded) });
         const auto key = inbox.createKey();
         const auto url = inbox.serve();
         PostingClients clients(url, key, 8);

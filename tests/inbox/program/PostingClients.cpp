@@ -110,21 +110,19 @@ int PostingClients::count(int status) const
 
 void PostingClients::post(const std::stop_token& stopped)
 {
-    Descriptor connection(-1);
     while (!stopped.stop_requested()) {
-        if (!connection.isOpen())
-            connection = connectTo(host, port);
-        if (!connection.isOpen()) {
+        const auto connection = connectTo(host, port);
+        bool open = connection.isOpen();
+        if (!open)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            continue;
+        while (open && !stopped.stop_requested()) {
+            const auto text = QStringLiteral("branch %1").arg(next++);
+            open = sendAll(connection.number(), request(apiKey, text));
+            const auto [status, body]
+                = open ? receive(connection.number()) : std::pair<int, QByteArray>();
+            note(status, body, text);
+            open = status != 0;
         }
-        const auto text = QStringLiteral("branch %1").arg(next++);
-        const bool sent = sendAll(connection.number(), request(apiKey, text));
-        const auto [status, body]
-            = sent ? receive(connection.number()) : std::pair<int, QByteArray>();
-        note(status, body, text);
-        if (status == 0)
-            connection = Descriptor(-1);
     }
 }
 

@@ -144,8 +144,8 @@ private Q_SLOTS:
         const auto url = inbox->serve();
         {
             RawHttp http(quint16(url.port()));
-            http.send(RawHttp::request("GET /", {}));
-            QCOMPARE(http.receive().status, 404);
+            http.send(RawHttp::request("GET /healthz", {}));
+            QCOMPARE(http.receive().status, 200);
             // The side that closes first keeps the port in memory for a while.
             QVERIFY(inbox->stop());
             QVERIFY(http.isClosedByPeer());
