@@ -33,7 +33,7 @@ bool Browser::open(const QUrl& url)
 
 QUrl Browser::address()
 {
-    return QUrl(driver.get(u"/url"_s).toString());
+    return { driver.get(u"/url"_s).toString() };
 }
 
 QString Browser::openWindow()

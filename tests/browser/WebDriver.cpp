@@ -136,7 +136,7 @@ bool WebDriver::startSession(QSize window)
 QString WebDriver::writeLauncher() const
 {
     // A driver that is killed would leave its browser behind.
-    const QString path = home.filePath(u"chromium"_s);
+    QString path = home.filePath(u"chromium"_s);
     QFile file(path);
     if (file.open(QFile::WriteOnly))
         file.write("#!/bin/sh\nexec setpriv --pdeathsig KILL chromium \"$@\" 2>/dev/null\n");
@@ -172,7 +172,7 @@ QJsonValue WebDriver::send(const QByteArray& method, const QString& path, const 
     QEventLoop loop;
     QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
     loop.exec();
-    const auto answer = QJsonDocument::fromJson(reply->readAll())[u"value"_s];
+    auto answer = QJsonDocument::fromJson(reply->readAll())[u"value"_s];
     if (reply->error() == QNetworkReply::NoError)
         return answer;
     const auto why = answer[u"message"_s].toString(reply->errorString()).section(u'\n', 0, 0);

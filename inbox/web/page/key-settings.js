@@ -24,8 +24,8 @@ async function create(form) {
     });
 }
 
-/** @param {{name: string, key: string}} made */
-function showNewKey({ name, key }) {
+/** @param {{id: string, name: string, key: string}} made */
+function showNewKey({ id, name, key }) {
     const field = element("input", { id: "new-key-text", readonly: true, value: key, spellcheck: "false" });
     const place = byId("new-key");
     place.replaceChildren(
@@ -37,6 +37,7 @@ function showNewKey({ name, key }) {
         ),
         element("p", {}, "Copy it now: it is shown this once and cannot be shown again."),
     );
+    place.dataset.id = id;
     place.hidden = false;
     field.focus();
     field.select();
@@ -72,6 +73,7 @@ async function revoke(key) {
     if (!sure) return;
     await attempt("The key was not revoked.", async () => {
         await change("DELETE", `/web/keys/${encodeURIComponent(key.id)}`);
+        if (byId("new-key").dataset.id === key.id) byId("new-key").hidden = true;
         await showKeys();
         announce(`The key ${key.name} is revoked`);
         byId("create-key").elements.name.focus();

@@ -68,15 +68,15 @@ void InboxUnderTest::stop()
 
 QUrl InboxUnderTest::url(const QString& path) const
 {
-    return QUrl(address + path);
+    return { address + path };
 }
 
-QUrl InboxUnderTest::signInLink() const
+QUrl InboxUnderTest::signInLink()
 {
     return QUrl(run({ u"open"_s, u"--print"_s }));
 }
 
-QString InboxUnderTest::run(const QStringList& words, const QByteArray& input) const
+QString InboxUnderTest::run(const QStringList& words, const QByteArray& input)
 {
     QProcess process;
     process.start(program(), words + QStringList { u"--data"_s, directory.path() });

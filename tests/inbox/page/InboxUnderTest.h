@@ -26,11 +26,11 @@ public:
 
     [[nodiscard]] QUrl url(const QString& path = {}) const;
     /// Signs in whoever opens it, once.
-    [[nodiscard]] QUrl signInLink() const;
+    [[nodiscard]] QUrl signInLink();
 
     /// What another command of the program prints about the same data; what goes wrong is written
     /// to standard error.
-    QString run(const QStringList& words, const QByteArray& input = {}) const;
+    QString run(const QStringList& words, const QByteArray& input = {});
 
     /// Sends a branch as the agent does; returns its identifier.
     QString post(const QJsonObject& branch);

@@ -1,54 +1,13 @@
 #include "tests/inbox/agent/SampleDocuments.h"
+#include "tests/inbox/page/PageInspection.h"
 #include "tests/inbox/page/PageTest.h"
+#include "tests/inbox/page/SampleInbox.h"
 
-#include <QDateTime>
 #include <QDir>
 
 namespace quibel::inbox {
 
 using namespace testing;
-
-namespace {
-
-/// Every text on the page whose contrast to what is behind it is below 4.5, with the figure.
-///
-/// Source: https://www.w3.org/TR/WCAG22/#dfn-contrast-ratio
-const auto faintTexts = uR"js((() => {
-    const channels = (color) => color.match(/[\d.]+/g).map(Number);
-    const linear = (c) => (c /= 255) <= 0.04045 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4;
-    const luminance = ([r, g, b]) => 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b);
-    const isClear = (color) => channels(color)[3] === 0;
-    const behind = (one) => {
-        for (; one; one = one.parentElement)
-            if (!isClear(getComputedStyle(one).backgroundColor)) return getComputedStyle(one).backgroundColor;
-        return getComputedStyle(document.body).backgroundColor;
-    };
-    const ratio = (front, back) => {
-        const [low, high] = [luminance(channels(front)), luminance(channels(back))].sort((a, b) => a - b);
-        return (high + 0.05) / (low + 0.05);
-    };
-    const faint = [];
-    const look = (text, one, color) => {
-        const found = ratio(color, behind(one));
-        if (!(found >= 4.5)) faint.push(`${text}: ${found.toFixed(2)}`);
-    };
-    let looked = 0;
-    const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
-    for (let node = walker.nextNode(); node; node = walker.nextNode()) {
-        const one = node.parentElement;
-        if (!node.data.trim() || !one.checkVisibility() || one.closest('[aria-disabled=true], noscript, option')) continue;
-        looked += 1;
-        look(node.data.trim().slice(0, 40), one, getComputedStyle(one).color);
-    }
-    for (const field of document.querySelectorAll('input, select')) {
-        if (!field.checkVisibility() || field.type === 'radio' || field.type === 'checkbox') continue;
-        look(`value of ${field.name || field.id}`, field, getComputedStyle(field).color);
-        if (field.placeholder) look(`placeholder of ${field.name}`, field, getComputedStyle(field, '::placeholder').color);
-    }
-    return looked > 3 ? faint : ['nothing to look at'];
-})())js"_s;
-
-} // namespace
 
 /// Whether everybody can read and use the pages, and what they look like.
 class LegiblePageTest : public PageTest
@@ -95,8 +54,8 @@ private Q_SLOTS:
         if (!opener.isEmpty())
             QVERIFY(browser->click(opener));
         settle();
-        QCOMPARE(browser->evaluate(faintTexts).toVariant().toStringList(), QStringList());
-        QCOMPARE(namelessControls(), QStringList());
+        QCOMPARE(faintTexts(*browser), QStringList());
+        QCOMPARE(namelessControls(*browser), QStringList());
     }
 
     void fitsAScreenOf320Pixels_data()
@@ -207,71 +166,9 @@ private Q_SLOTS:
     }
 
 private:
-    /// What somebody may have in their inbox.
     void fill()
     {
-        const auto garden = inbox->run({ u"projects"_s, u"add"_s, u"Garden"_s });
-        const auto thesis = inbox->run({ u"projects"_s, u"add"_s, u"Thesis"_s });
-        struct Sample
-        {
-            QString text;
-            QString project;
-            QString app;
-            QString window;
-            int minutesAgo;
-            bool pictured;
-        };
-        const QList<Sample> samples {
-            { u"Ask Mira whether the seeds need light"_s,
-              garden,
-              u"Firefox"_s,
-              u"Sowing calendar"_s,
-              6000,
-              false },
-            { u"Compare both layouts for narrow windows and write down what each of them costs"_s,
-              {},
-              u"Inkscape"_s,
-              u"layouts.svg"_s,
-              1500,
-              true },
-            { u"Sent twice"_s, {}, u"Terminal"_s, u"~/thesis"_s, 300, false },
-            { u"Sent twice"_s, {}, u"Terminal"_s, u"~/thesis"_s, 300, false },
-            { u"Repot the ferns in spring"_s, garden, u"Evince"_s, u"ferns.pdf"_s, 130, true },
-            { u"Why is the second request not sent over the same connection?"_s,
-              thesis,
-              u"Terminal"_s,
-              u"~/thesis/measurements"_s,
-              47,
-              true },
-            { u"Look up who said that"_s,
-              thesis,
-              u"LibreOffice Writer"_s,
-              u"chapter-2.odt"_s,
-              12,
-              false },
-            { u"Done already"_s, thesis, u"Kate"_s, u"notes.txt"_s, 11, false },
-            { u"The figure needs units on both axes"_s,
-              thesis,
-              u"Evince"_s,
-              u"chapter-3.pdf"_s,
-              3,
-              true },
-        };
-        const auto now = QDateTime::currentDateTimeUtc();
-        int seed = 1;
-        for (const auto& sample : samples) {
-            auto branch
-                = branchOf(sample.text, sample.project.isEmpty() ? QJsonValue() : sample.project);
-            branch = changed(branch, u"context_snapshot.active_app.name"_s, sample.app);
-            branch = changed(branch, u"context_snapshot.active_window_title"_s, sample.window);
-            branch = changed(branch,
-                             u"context_snapshot.captured_at"_s,
-                             now.addSecs(-60 * sample.minutesAgo).toString(Qt::ISODate));
-            const auto id = inbox->post(branch);
-            if (sample.pictured)
-                QVERIFY(inbox->attach(id, windowPicture(seed, { 960, 600 })));
-            ++seed;
-        }
+        fillInbox(*inbox);
         markDone(u"Done already"_s);
     }
 
@@ -298,30 +195,6 @@ private:
             " && document.querySelector('#key-list:empty') === null"
             " && [...document.images].every((one) => one.complete || !one.checkVisibility())"
             " && document.getAnimations().length === 0"_s));
-    }
-
-    /// What a screen reader could only call by its kind.
-    QStringList namelessControls()
-    {
-        static const QStringList kinds { u"button"_s,        u"link"_s,      u"textbox"_s,
-                                         u"searchbox"_s,     u"combobox"_s,  u"checkbox"_s,
-                                         u"radio"_s,         u"dialog"_s,    u"article"_s,
-                                         u"feed"_s,          u"group"_s,     u"search"_s,
-                                         u"MenuListPopup"_s, u"navigation"_s };
-        const auto nodes = browser->command(u"Accessibility.getFullAXTree"_s)[u"nodes"_s].toArray();
-        QStringList nameless;
-        int named = 0;
-        for (const auto& node : nodes) {
-            const auto kind = node[u"role"_s][u"value"_s].toString();
-            if (node[u"ignored"_s].toBool() || !kinds.contains(kind))
-                continue;
-            const bool hasName = !node[u"name"_s][u"value"_s].toString().trimmed().isEmpty();
-            if (hasName || kind == u"MenuListPopup" || kind == u"search")
-                ++named;
-            else
-                nameless.append(kind);
-        }
-        return named > 1 ? nameless : QStringList { u"nothing to look at"_s };
     }
 };
 
