@@ -5,6 +5,8 @@
 #include <QDeadlineTimer>
 
 #include <algorithm>
+#include <string>
+#include <utility>
 
 #include <poll.h>
 #include <xcb/composite.h>
@@ -42,16 +44,21 @@ QRect outerArea(const xcb_get_geometry_reply_t& geometry)
              geometry.height + 2 * geometry.border_width };
 }
 
+QImage withoutAlpha(QImage image)
+{
+    static_cast<void>(image.reinterpretAsFormat(QImage::Format_RGB32));
+    return image;
+}
+
 } // namespace
 
 XcbFrameGrabber::XcbFrameGrabber()
 {
-    int number = 0;
-    connection = xcb_connect(nullptr, &number);
+    connection = xcb_connect(nullptr, &screenNumber);
     if (xcb_connection_has_error(connection) != 0)
         return;
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (; number > 0 && screens.rem > 1; --number)
+    for (int i = 0; i < screenNumber && screens.rem > 1; ++i)
         xcb_screen_next(&screens);
     screen = screens.data;
     // Both extensions refuse to serve a client that has not asked for the version.
@@ -80,7 +87,9 @@ QImage XcbFrameGrabber::grabWindow(xcb_window_t window)
     QImage image;
     for (int i = 0; i < attempts && image.isNull(); ++i)
         image = attemptWindow(window);
-    return image;
+    // Nobody sees through a window that the server itself puts on the screen, though it may keep
+    // one with alpha in a pixmap of its own.
+    return hasCompositor() ? image : withoutAlpha(std::move(image));
 }
 
 QImage XcbFrameGrabber::grabArea(const QRect& area)
@@ -152,6 +161,20 @@ QImage XcbFrameGrabber::grabCovered(xcb_window_t window)
         return {};
     waitUntilPainted(window);
     return grabPixmap(window, window);
+}
+
+bool XcbFrameGrabber::hasCompositor()
+{
+    const std::string name = "_NET_WM_CM_S" + std::to_string(screenNumber);
+    const XcbOwned<xcb_intern_atom_reply_t> selection(xcb_intern_atom_reply(
+        connection,
+        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.c_str()),
+        nullptr));
+    if (!selection)
+        return false;
+    const XcbOwned<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        connection, xcb_get_selection_owner(connection, selection->atom), nullptr));
+    return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
 bool XcbFrameGrabber::isRedirected(xcb_window_t window)

@@ -56,6 +56,8 @@ private:
     [[nodiscard]] QImage grabPixmap(xcb_window_t window, xcb_window_t enclosing);
     [[nodiscard]] QImage grabVisible(xcb_window_t window, const std::vector<xcb_window_t>& line);
     [[nodiscard]] QImage grabCovered(xcb_window_t window);
+    /// Source: Extended Window Manager Hints, the selection _NET_WM_CM_Sn.
+    [[nodiscard]] bool hasCompositor();
     [[nodiscard]] bool isRedirected(xcb_window_t window);
     [[nodiscard]] bool isWhollyVisible(const std::vector<xcb_window_t>& line);
     [[nodiscard]] bool
@@ -65,6 +67,7 @@ private:
     [[nodiscard]] bool waitForEvents(std::chrono::milliseconds time);
 
     xcb_connection_t* connection;
+    int screenNumber = 0;
     xcb_screen_t* screen = nullptr;
     bool composes = false; ///< The server can keep windows in pixmaps of their own.
     bool tellsDamage = false;
