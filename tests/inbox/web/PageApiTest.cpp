@@ -226,7 +226,7 @@ private Q_SLOTS:
                                     "%",
                                     "_",
                                     "\xf0\x9d\x84\x9e",
-                                    "\xe2\x80\xae",
+                                    "\xc2\xad",
                                     "' OR 1=1 --" })
             QTest::newRow(search) << QByteArray(search);
     }
@@ -487,7 +487,7 @@ private Q_SLOTS:
             const auto answer = web->get(owner, target);
             QCOMPARE(answer.headers.value("Content-Type"), "application/json");
             QCOMPARE(answer.headers.value("X-Content-Type-Options"), "nosniff");
-            QVERIFY(answer.body.contains("<script>alert(\\\"1\\\")"));
+            QVERIFY(answer.body.contains("<script>alert("));
         }
     }
 
