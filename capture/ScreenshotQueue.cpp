@@ -1,5 +1,7 @@
 #include "capture/ScreenshotQueue.h"
 
+#include "platform/ThreadPriority.h"
+
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -31,11 +33,12 @@ void ScreenshotQueue::add(Job job)
     }
     changed.notify_one();
     if (!isRunning())
-        start(LowPriority);
+        start();
 }
 
 void ScreenshotQueue::run()
 {
+    lowerPriorityOfThisThread();
     while (const Job job = next())
         job();
 }

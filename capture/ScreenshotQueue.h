@@ -9,8 +9,7 @@
 
 namespace quibel {
 
-/// The serial queue "quibel.screenshot": one thread, of low priority where the system has
-/// priorities for threads, that runs jobs in the order
+/// The serial queue "quibel.screenshot": one thread of low priority that runs jobs in the order
 /// given and sleeps without waking in between. The thread begins with the first job.
 ///
 /// Its end waits for the job under way and drops those behind it.

@@ -8,6 +8,8 @@
 #include <memory>
 #include <vector>
 
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 
 namespace quibel {
@@ -33,6 +35,23 @@ private Q_SLOTS:
         QCOMPARE(order.size(), std::size_t { 100 });
         QVERIFY(std::ranges::is_sorted(order));
         QVERIFY(std::ranges::count(names, u"quibel.screenshot"_s) == 100);
+    }
+
+    void givesWayToTheOtherThreads()
+    {
+        constexpr int nicest = 19;
+        const auto niceness = [] { return getpriority(PRIO_PROCESS, 0); };
+        const int before = niceness();
+        int onTheQueue = 0;
+        std::latch done(1);
+        ScreenshotQueue queue;
+        queue.add([&] {
+            onTheQueue = niceness();
+            done.count_down();
+        });
+        done.wait();
+        QCOMPARE(onTheQueue, std::min(before + 10, nicest));
+        QCOMPARE(niceness(), before);
     }
 
     void endsWithoutEverHavingRun() { const ScreenshotQueue queue; }
