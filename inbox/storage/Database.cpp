@@ -212,10 +212,9 @@ void Database::rollBack()
     if (!begun)
         return;
     begun = false;
-    // Fails when SQLite rolled back by itself already, or when there is no server any more, which
-    // then rolls back too.
-    QSqlQuery query(connection);
-    query.exec(u"ROLLBACK"_s);
+    // Fails when SQLite rolled back by itself already; a server does so when it loses its client.
+    if (QSqlQuery query(connection); connection.isOpen())
+        query.exec(u"ROLLBACK"_s);
 }
 
 void Database::doom(const StorageError& error)

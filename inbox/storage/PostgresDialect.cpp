@@ -101,9 +101,11 @@ bool PostgresDialect::execute(QSqlQuery& query,
 
 StorageError PostgresDialect::toStorageError(const QSqlError& error) const
 {
+    // A server that does not answer has no code either.
+    const auto kind = error.type() == QSqlError::ConnectionError ? StorageError::Kind::unavailable
+                                                                 : kindOf(error.nativeErrorCode());
     // Only the first line: the others may quote the statement, and with it what somebody wrote.
-    return { .kind = kindOf(error.nativeErrorCode()),
-             .reason = error.databaseText().section(u'\n', 0, 0) };
+    return { .kind = kind, .reason = error.databaseText().section(u'\n', 0, 0) };
 }
 
 QString PostgresDialect::beginStatement() const
@@ -135,7 +137,10 @@ bool PostgresDialect::goesOnAfter(const QSqlError&) const
 
 QString PostgresDialect::tableCountStatement() const
 {
-    return u"SELECT count(to_regclass(?))"_s;
+    // Not to_regclass: it may remember that there was no such table from before a lock was waited
+    // for.
+    return uR"(SELECT count(*) FROM pg_tables
+        WHERE schemaname = current_schema() AND tablename = ?)"_s;
 }
 
 QString PostgresDialect::schemaLockStatement() const

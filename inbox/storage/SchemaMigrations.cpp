@@ -101,9 +101,16 @@ QStringList tablesOfAccounts()
         u"ALTER TABLE branches ADD COLUMN deleted_at TEXT"_s,
         u"ALTER TABLE branches ADD COLUMN content_sha256 TEXT NOT NULL DEFAULT ''"_s,
         u"ALTER TABLE branches ADD COLUMN words TEXT NOT NULL DEFAULT ''"_s,
-        // Everything that a list is filtered by, so that only the rows it shows are read.
-        uR"(CREATE INDEX branches_in_order ON branches (account_id, number, done, project_id)
+        // One for each way to ask for a list, so that a page reads only the rows it shows; with the
+        // column of the condition, or SQLite looks it up in every row.
+        uR"(CREATE INDEX branches_in_order ON branches (account_id, number, deleted_at)
             WHERE deleted_at IS NULL)"_s,
+        uR"(CREATE INDEX branches_by_state ON branches (account_id, done, number,
+            deleted_at) WHERE deleted_at IS NULL)"_s,
+        uR"(CREATE INDEX branches_by_project ON branches (account_id, project_id, number,
+            deleted_at) WHERE deleted_at IS NULL)"_s,
+        uR"(CREATE INDEX branches_by_project_and_state ON branches
+            (account_id, project_id, done, number, deleted_at) WHERE deleted_at IS NULL)"_s,
         uR"(CREATE INDEX branches_by_content ON branches (account_id, captured_at, content_sha256)
             WHERE deleted_at IS NULL)"_s,
         uR"(CREATE INDEX branches_deleted ON branches (deleted_at)

@@ -146,10 +146,12 @@ QString SqliteDialect::toSchema(const QString& statement) const
 QStringList SqliteDialect::searchSchema() const
 {
     // The words are normalised already, so the plainest tokenizer only has to part them at blanks.
+    // A beginning of up to four letters is looked up at once; a longer one is put together from all
+    // the words that it begins, which takes some 20 ms when they are in each of 100,000 branches.
     return {
         uR"(CREATE VIRTUAL TABLE branch_words USING fts5 (words, content = 'branches',
             content_rowid = 'number', tokenize = 'ascii', detail = none, columnsize = 0,
-            prefix = '2 3'))"_s,
+            prefix = '1 2 3 4'))"_s,
         uR"(CREATE TRIGGER branch_words_added AFTER INSERT ON branches BEGIN
             INSERT INTO branch_words (rowid, words) VALUES (new.number, new.words); END)"_s,
         uR"(CREATE TRIGGER branch_words_removed AFTER DELETE ON branches BEGIN

@@ -1,6 +1,9 @@
 #include "tests/inbox/storage/PostgresServer.h"
 
 #include <QDir>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QUrlQuery>
 
 #include <algorithm>
@@ -36,6 +39,9 @@ PostgresServer::~PostgresServer()
 
 bool PostgresServer::start()
 {
+    if (server.state() != QProcess::NotRunning)
+        return true;
+    trouble.clear();
     programs = findPrograms();
     if (programs.isEmpty()) {
         trouble = u"PostgreSQL is not installed; scripts/setup does that"_s;
@@ -100,15 +106,17 @@ void PostgresServer::stop()
 QUrl PostgresServer::newDatabase()
 {
     const auto name = u"test%1"_s.arg(++databases);
-    return run(u"psql"_s,
-               { u"--no-psqlrc"_s,
-                 u"--quiet"_s,
-                 u"--dbname"_s,
-                 urlOf(u"postgres"_s).toString(QUrl::FullyEncoded),
-                 u"--command"_s,
-                 u"CREATE DATABASE "_s + name })
-        ? urlOf(name)
-        : QUrl();
+    {
+        auto connection = QSqlDatabase::addDatabase(u"QPSQL"_s, name);
+        connection.setHostName(directory.path());
+        connection.setDatabaseName(u"postgres"_s);
+        connection.setUserName(u"postgres"_s);
+        QSqlQuery query(connection);
+        if (!connection.open() || !query.exec(u"CREATE SCHEMA "_s + name))
+            trouble = connection.lastError().text() + query.lastError().text();
+    }
+    QSqlDatabase::removeDatabase(name);
+    return trouble.isEmpty() ? urlOf(name) : QUrl();
 }
 
 bool PostgresServer::run(const QString& program, const QStringList& arguments)
@@ -139,15 +147,13 @@ void PostgresServer::prepare(QProcess& child) const
     });
 }
 
-QUrl PostgresServer::urlOf(const QString& database) const
+QUrl PostgresServer::urlOf(const QString& schema) const
 {
-    QUrl url;
-    url.setScheme(u"postgresql"_s);
-    url.setHost(u""_s);
-    url.setPath(u'/' + database);
     QUrlQuery query;
     query.addQueryItem(u"host"_s, directory.path());
     query.addQueryItem(u"user"_s, u"postgres"_s);
+    query.addQueryItem(u"options"_s, u"-csearch_path="_s + schema);
+    QUrl url(u"postgresql:///postgres"_s);
     url.setQuery(query);
     return url;
 }

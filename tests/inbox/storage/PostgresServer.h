@@ -17,7 +17,7 @@ public:
     Q_DISABLE_COPY_MOVE(PostgresServer)
     ~PostgresServer();
 
-    /// Makes the server's files if need be, and waits until it answers.
+    /// Makes the server's files if need be, and waits until it answers; also after `stop`.
     ///
     /// Errors: false; `problem` says why, also when PostgreSQL is not installed.
     [[nodiscard]] bool start();
@@ -25,13 +25,14 @@ public:
     void stop();
     [[nodiscard]] QString problem() const { return trouble; }
 
-    /// Makes an empty database; returns where it is.
+    /// Makes a schema of its own, which is as good as a database and sooner made; returns where
+    /// it is.
     [[nodiscard]] QUrl newDatabase();
 
 private:
     [[nodiscard]] bool run(const QString& program, const QStringList& arguments);
     void prepare(QProcess& child) const;
-    [[nodiscard]] QUrl urlOf(const QString& database) const;
+    [[nodiscard]] QUrl urlOf(const QString& schema) const;
 
     QTemporaryDir directory;
     QString programs;

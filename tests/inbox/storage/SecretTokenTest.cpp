@@ -1,4 +1,4 @@
-#include "inbox/storage/ApiKey.h"
+#include "inbox/storage/SecretToken.h"
 
 #include <QRegularExpression>
 #include <QSet>
@@ -8,7 +8,7 @@ namespace quibel::inbox {
 
 using namespace Qt::StringLiterals;
 
-class ApiKeyTest : public QObject
+class SecretTokenTest : public QObject
 {
     Q_OBJECT
 
@@ -30,12 +30,12 @@ private Q_SLOTS:
 
     void hashesBySha256()
     {
-        QCOMPARE(hashApiKey("abc"),
+        QCOMPARE(hashSecret("abc"),
                  "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
     }
 };
 
 } // namespace quibel::inbox
 
-QTEST_GUILESS_MAIN(quibel::inbox::ApiKeyTest)
-#include "ApiKeyTest.moc"
+QTEST_GUILESS_MAIN(quibel::inbox::SecretTokenTest)
+#include "SecretTokenTest.moc"
