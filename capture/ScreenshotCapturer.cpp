@@ -65,6 +65,14 @@ void ScreenshotCapturer::capture(const CaptureContext& context,
         return;
     }
     request->process = frontmost->processIdentifier;
+    // On the queue a frame would wait behind the one that is being encoded until its time is over.
+    requests.push_back(request);
+    if (requests.size() == 1)
+        begin(request);
+}
+
+void ScreenshotCapturer::begin(const RequestRef& request)
+{
     screenCapture.shareableContent(
         [capturer = QPointer(this), request](std::optional<ShareableContent> content) {
             if (!capturer)
@@ -113,7 +121,7 @@ void ScreenshotCapturer::captureFrame(const RequestRef& request,
                                       QSize size,
                                       Source source)
 {
-    auto& stream = streams[request] = screenCapture.makeStream(filter, { .size = size });
+    stream = screenCapture.makeStream(filter, { .size = size });
     const auto output = std::make_shared<SingleFrameStreamOutput>();
     stream->addOutput(output, [this](ScreenshotQueue::Job job) { queue.add(std::move(job)); });
     // The wait comes before the start: the frame is grabbed on another thread and would be dropped
@@ -133,7 +141,7 @@ void ScreenshotCapturer::captureFrame(const RequestRef& request,
 void ScreenshotCapturer::frameDelivered(const RequestRef& request, QImage frame, Source source)
 {
     QMetaObject::invokeMethod(
-        this, [this, request] { stopStream(request); }, Qt::QueuedConnection);
+        this, [this] { stopStream(); }, Qt::QueuedConnection);
     ScreenshotMetadata metadata = request->metadata;
     if (source == Source::display)
         metadata.captureType = u"display_fallback"_s;
@@ -144,25 +152,26 @@ void ScreenshotCapturer::frameDelivered(const RequestRef& request, QImage frame,
 
 void ScreenshotCapturer::noFrame(const RequestRef& request, Source source)
 {
-    stopStream(request);
+    stopStream();
     if (source == Source::activeWindow)
         captureDisplay(request);
     else
         finish(request, std::nullopt);
 }
 
-void ScreenshotCapturer::stopStream(const RequestRef& request)
+void ScreenshotCapturer::stopStream()
 {
-    const auto stream = streams.extract(request);
-    if (!stream.empty())
-        stream.mapped()->stop();
+    stream->stop();
+    stream.reset();
 }
 
 void ScreenshotCapturer::finish(const RequestRef& request, std::optional<ScreenshotCapture> result)
 {
     QMetaObject::invokeMethod(
         this,
-        [request, result = std::move(result)]() mutable {
+        [this, request, result = std::move(result)]() mutable {
+            if (std::erase(requests, request) > 0 && !requests.empty())
+                begin(requests.front());
             std::exchange(request->completion, nullptr)(std::move(result));
         },
         Qt::QueuedConnection);

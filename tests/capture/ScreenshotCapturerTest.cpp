@@ -7,7 +7,7 @@
 #include <QTest>
 #include <QThread>
 
-#include <latch>
+#include <random>
 
 using namespace Qt::StringLiterals;
 
@@ -21,6 +21,16 @@ QImage picture(QSize size)
 {
     QImage image(size, QImage::Format_RGB32);
     image.fill(Qt::darkGreen);
+    return image;
+}
+
+QImage noise(QSize size)
+{
+    QImage image(size, QImage::Format_RGB32);
+    std::minstd_rand random;
+    for (int y = 0; y < size.height(); ++y)
+        for (int x = 0; x < size.width(); ++x)
+            image.setPixel(x, y, 0xff000000U | static_cast<QRgb>(random() & 0xffffffU));
     return image;
 }
 
@@ -273,6 +283,54 @@ private Q_SLOTS:
         }
         QTRY_COMPARE(titles.size(), std::size_t { 5 });
         QCOMPARE(titles, (std::vector { u"0"_s, u"1"_s, u"2"_s, u"3"_s, u"4"_s }));
+    }
+
+    void beginsACaptureWhenTheOneBeforeHasEnded()
+    {
+        std::vector<std::size_t> streams;
+        const auto answered
+            = [&](const auto&) { streams.push_back(screenCapture->streams.size()); };
+        for (int i = 0; i < 3; ++i)
+            capturer->capture(context, project, answered);
+        QTRY_COMPARE(streams, (std::vector<std::size_t> { 1, 2, 3 }));
+    }
+
+    void givesEachCaptureItsWholeTimeWhileTheOneBeforeIsEncoded()
+    {
+        screenCapture->windowImage = noise({ 3840, 2160 });
+        std::vector<QString> types;
+        for (int i = 0; i < 2; ++i)
+            capturer->capture(context, project, [&](const auto& result) {
+                types.push_back(result ? result->metadata.captureType : QString());
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(
+            types, (std::vector { u"active_window"_s, u"active_window"_s }), 40'000);
+    }
+
+    void takesWhatWasFrontmostWhenTheCaptureWasAskedFor()
+    {
+        const ProcessIdentifier later = 41;
+        screenCapture->content->windows.push_back(shareable(13, later, true, { 0, 0, 30, 20 }));
+        int answers = 0;
+        for (int i = 0; i < 2; ++i)
+            capturer->capture(context, project, [&](const auto&) { ++answers; });
+        workspace->frontmost->processIdentifier = later;
+        workspace->windows = { { .number = 13,
+                                 .ownerProcess = later,
+                                 .name = {},
+                                 .layer = 0,
+                                 .bounds = QRectF(0, 0, 30, 20) } };
+        QTRY_COMPARE(answers, 2);
+        QCOMPARE(screenCapture->streams[1].filter, ContentFilter(WindowFilter { 12 }));
+    }
+
+    void goesOnAfterACaptureThatEndedWithNothing()
+    {
+        screenCapture->content = std::nullopt;
+        int nothing = 0;
+        for (int i = 0; i < 2; ++i)
+            capturer->capture(context, project, [&](const auto& result) { nothing += !result; });
+        QTRY_COMPARE(nothing, 2);
     }
 
     void forgetsTheCallerWhenItIsGone_data()
