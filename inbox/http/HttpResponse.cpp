@@ -22,6 +22,19 @@ HttpResponse HttpResponse::error(int status, const QString& code, const QString&
     return json(status, QJsonDocument(QJsonObject { { u"error"_s, error } }));
 }
 
+HttpResponse HttpResponse::notFound()
+{
+    return error(404, u"not_found"_s, u"there is nothing at this path; check the base URL"_s);
+}
+
+HttpResponse HttpResponse::wrongMethod(const QByteArray& allowed)
+{
+    return error(405,
+                 u"method_not_allowed"_s,
+                 u"this path takes %1"_s.arg(QString::fromLatin1(allowed)))
+        .with("Allow", allowed);
+}
+
 HttpResponse HttpResponse::with(const QByteArray& header, const QByteArray& value) &&
 {
     headers.insert(header, value);

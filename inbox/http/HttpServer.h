@@ -4,28 +4,36 @@
 #include "inbox/http/HttpResponse.h"
 #include "inbox/http/ListenSocket.h"
 
+#include <QList>
 #include <QObject>
+#include <QTimer>
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 struct MHD_Daemon;
 
 namespace quibel::inbox {
 
-/// Takes HTTP requests from a socket and gives each to a handler once it is complete.
+struct Exchange;
+
+/// Takes HTTP requests from a socket and gives them to a handler once they are complete.
 ///
-/// A thread of its own talks to the connections, so that slow ones keep nobody waiting; requests
-/// are handed over to the thread of this object, one after the other.
+/// A thread of its own talks to the connections, so that slow ones keep nobody waiting. The
+/// requests that wait together are handed over together, so that one wait for the disk serves them
+/// all.
 /// Thread: one with an event loop; the handler is called there.
 class HttpServer : public QObject
 {
     Q_OBJECT
 
 public:
-    using Handler = std::function<HttpResponse(const HttpRequest&)>;
+    /// Returns one response for each request, in the same order.
+    using Handler = std::function<QList<HttpResponse>(const QList<HttpRequest>&)>;
 
     struct Limits
     {
@@ -33,9 +41,16 @@ public:
         unsigned idleSeconds = 30;
         qsizetype body = 12LL * 1024 * 1024;       ///< In bytes.
         qsizetype allBodies = 128LL * 1024 * 1024; ///< In bytes, of all requests under way.
+        qsizetype requestsTogether = 64;
     };
 
-    HttpServer(Handler requestHandler, const Limits& serverLimits);
+    struct Options
+    {
+        Limits limits {};
+        std::chrono::milliseconds heartbeat { 25'000 }; ///< Of the streams of events.
+    };
+
+    HttpServer(Handler requestHandler, const Options& serverOptions);
     Q_DISABLE_COPY_MOVE(HttpServer)
     /// Stops serving; requests that were not handled yet are cut off without an answer.
     ~HttpServer() override;
@@ -46,25 +61,30 @@ public:
     [[nodiscard]] bool start(ListenSocket socket);
 
 private:
-    struct Exchange;
     struct Callbacks;
     struct DaemonStopper
     {
         void operator()(MHD_Daemon* running) const;
     };
 
+    void begin(Exchange& exchange, const char* method);
     [[nodiscard]] bool collect(Exchange& exchange, const char* bytes, std::size_t size);
     [[nodiscard]] bool handOver(Exchange& exchange);
+    [[nodiscard]] bool respond(const Exchange& exchange);
     void forget(Exchange& exchange);
-    [[nodiscard]] Exchange* takeWaiting();
+    [[nodiscard]] bool keep(const std::shared_ptr<EventStream>& stream);
+    [[nodiscard]] QList<Exchange*> takeWaiting();
     void answerWaiting();
+    void keepStreamsAlive();
 
     Handler handler;
-    Limits limits;
+    Options options;
+    QTimer heartbeat;
     qsizetype bodyBytes = 0; ///< Only the server's own thread counts.
 
-    std::mutex mutex; ///< Guards the two below.
+    std::mutex mutex; ///< Guards the three below.
     std::deque<Exchange*> waiting;
+    std::vector<std::weak_ptr<EventStream>> streams;
     bool stopping = false;
 
     std::unique_ptr<MHD_Daemon, DaemonStopper> daemon;

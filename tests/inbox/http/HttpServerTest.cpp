@@ -269,7 +269,9 @@ private Q_SLOTS:
     }
 
 private:
-    quint16 serve(const HttpServer::Limits& limits, HttpServer::Handler handler = {})
+    using OneHandler = std::function<HttpResponse(const HttpRequest&)>;
+
+    quint16 serve(const HttpServer::Limits& limits, OneHandler handler = {})
     {
         if (!handler)
             handler = [this](const HttpRequest& request) {
@@ -278,7 +280,14 @@ private:
                                       .headers = { { "X-Answer", "1" } },
                                       .body = "got " + QByteArray::number(request.body.size()) };
             };
-        server = std::make_unique<HttpServer>(std::move(handler), limits);
+        server = std::make_unique<HttpServer>(
+            [handler](const QList<HttpRequest>& group) {
+                QList<HttpResponse> responses;
+                for (const auto& request : group)
+                    responses.append(handler(request));
+                return responses;
+            },
+            HttpServer::Options { .limits = limits });
         auto opened = openListenSocket({ .host = u"127.0.0.1"_s, .port = 0 });
         auto& socket = std::get<ListenSocket>(opened);
         const auto port = socket.address.port;
