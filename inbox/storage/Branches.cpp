@@ -236,8 +236,7 @@ StorageResult<qint64> Branches::purge(std::chrono::seconds age)
     if (auto error = transaction.begin())
         return *error;
     const auto limit = storedTime(QDateTime::currentDateTimeUtc().addSecs(-age.count()));
-    const auto branches
-        = database.change(u"DELETE FROM branches WHERE deleted_at < ?"_s, { limit });
+    auto branches = database.change(u"DELETE FROM branches WHERE deleted_at < ?"_s, { limit });
     if (const auto* error = std::get_if<StorageError>(&branches))
         return *error;
     const auto pictures = database.change(uR"(DELETE FROM pictures WHERE NOT EXISTS (

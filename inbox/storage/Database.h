@@ -67,7 +67,7 @@ private:
     [[nodiscard]] StorageResult<QSqlQuery> runOnce(const QString& statement, const Row& values);
     [[nodiscard]] StorageResult<QSqlQuery> runInGroup(const QString& statement, const Row& values);
     [[nodiscard]] std::optional<StorageError> command(const QString& statement);
-    [[nodiscard]] StorageError noteFailure(const QSqlError& error);
+    [[nodiscard]] StorageError noteFailure(const QSqlError& failure);
 
     [[nodiscard]] std::optional<StorageError> begin();
     [[nodiscard]] std::optional<StorageError> beginInGroup();

@@ -6,6 +6,7 @@
 #include <QUrlQuery>
 
 #include <algorithm>
+#include <utility>
 
 namespace quibel::inbox {
 
@@ -43,8 +44,8 @@ StorageError::Kind kindOf(const QString& sqlState)
 
 } // namespace
 
-PostgresDialect::PostgresDialect(const DatabaseLocation& databaseLocation)
-    : location(databaseLocation)
+PostgresDialect::PostgresDialect(DatabaseLocation databaseLocation)
+    : location(std::move(databaseLocation))
 {
 }
 
@@ -130,7 +131,7 @@ bool PostgresDialect::failureEndsTransaction() const
     return true;
 }
 
-bool PostgresDialect::goesOnAfter(const QSqlError&) const
+bool PostgresDialect::goesOnAfter(const QSqlError& /*error*/) const
 {
     return false;
 }

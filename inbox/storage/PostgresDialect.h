@@ -7,7 +7,7 @@ namespace quibel::inbox {
 class PostgresDialect : public Dialect
 {
 public:
-    explicit PostgresDialect(const DatabaseLocation& databaseLocation);
+    explicit PostgresDialect(DatabaseLocation databaseLocation);
 
     [[nodiscard]] QString driver() const override;
     [[nodiscard]] std::optional<StorageError> prepare(QSqlDatabase& connection) const override;

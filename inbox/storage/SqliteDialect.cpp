@@ -5,6 +5,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <utility>
 
 namespace quibel::inbox {
 
@@ -45,8 +46,8 @@ std::optional<StorageError> makeFile(const QString& path)
 
 } // namespace
 
-SqliteDialect::SqliteDialect(const DatabaseLocation& databaseLocation)
-    : location(databaseLocation)
+SqliteDialect::SqliteDialect(DatabaseLocation databaseLocation)
+    : location(std::move(databaseLocation))
 {
 }
 

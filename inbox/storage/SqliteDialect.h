@@ -7,7 +7,7 @@ namespace quibel::inbox {
 class SqliteDialect : public Dialect
 {
 public:
-    explicit SqliteDialect(const DatabaseLocation& databaseLocation);
+    explicit SqliteDialect(DatabaseLocation databaseLocation);
 
     [[nodiscard]] QString driver() const override;
     [[nodiscard]] std::optional<StorageError> prepare(QSqlDatabase& connection) const override;
