@@ -87,6 +87,7 @@ ProjectStore::ProjectStore(const Surroundings& surroundings)
     : defaults(surroundings.defaults)
     , session(surroundings.session)
     , environment(surroundings.environment)
+    , standardOutput(surroundings.standardOutput)
     , keychain(makeAgentKeychain(surroundings.secretItems))
 {
 }
@@ -159,7 +160,8 @@ void ProjectStore::fetchProjects(const QString& apiKey)
         if (!store || !fetched || fetched->empty())
             return;
         store->applyFetchedProjects(*fetched);
-        QTextStream(stdout) << "Loaded " << fetched->size() << " projects from API" << Qt::endl;
+        store->standardOutput("Loaded " + QByteArray::number(fetched->size())
+                              + " projects from API\n");
     });
 }
 

@@ -34,6 +34,8 @@ public:
         SecretItems& secretItems;
         HttpSession& session;
         QProcessEnvironment environment;
+        /// Takes whole lines, the last one ended too.
+        std::function<void(const QByteArray& text)> standardOutput;
     };
 
     explicit ProjectStore(const Surroundings& surroundings);
@@ -80,6 +82,7 @@ private:
     Preferences& defaults;
     HttpSession& session;
     QProcessEnvironment environment;
+    std::function<void(const QByteArray& text)> standardOutput;
     KeychainService keychain;
     std::optional<QString> lastUsedProjectIDInSession;
     ProjectList fetchedProjects;

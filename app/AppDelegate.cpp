@@ -15,7 +15,8 @@ AppDelegate::AppDelegate(Platform desktop)
     , projectStore({ .defaults = platform.preferences,
                      .secretItems = platform.secretItems,
                      .session = platform.session,
-                     .environment = platform.environment })
+                     .environment = platform.environment,
+                     .standardOutput = platform.standardOutput })
     , keychain(makeAgentKeychain(platform.secretItems))
     , captureFlow(platform, projectStore, keychain)
 {

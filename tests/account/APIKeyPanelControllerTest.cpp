@@ -60,14 +60,16 @@ private Q_SLOTS:
         preferences->setText(u"quibel.apiBaseURL"_s, u"https://h.example"_s);
         secretItems.emplace();
         session.emplace();
+        output.clear();
         panelWindows.emplace();
         screens.emplace();
         screens->mainScreen = makeScreen({ 100, 50, 1000, 700 });
-        store = std::make_unique<ProjectStore>(
-            ProjectStore::Surroundings { .defaults = *preferences,
-                                         .secretItems = *secretItems,
-                                         .session = *session,
-                                         .environment = QProcessEnvironment() });
+        store = std::make_unique<ProjectStore>(ProjectStore::Surroundings {
+            .defaults = *preferences,
+            .secretItems = *secretItems,
+            .session = *session,
+            .environment = QProcessEnvironment(),
+            .standardOutput = [this](const QByteArray& text) { output += text; } });
         keychain = std::make_unique<KeychainService>(*secretItems, u"QuibelDesktop"_s, u"apiKey"_s);
         controller
             = std::make_unique<APIKeyPanelController>(*store, *keychain, *panelWindows, *screens);
@@ -417,7 +419,6 @@ private Q_SLOTS:
     {
         int authorized = 0;
         store->onAuthorized = [&authorized] { ++authorized; };
-        CapturedOutput standardOutput(stdout);
         press(u"sk_1"_s);
         session->answerNext(FakeHttpSession::success(200, twoProjects));
         QTRY_VERIFY(!panel()->isVisible());
@@ -428,14 +429,14 @@ private Q_SLOTS:
         QCOMPARE(store->projects().front().name, u"a"_s);
         QVERIFY(store->didAttemptFetch);
         QCOMPARE(errorText(), u""_s);
-        QVERIFY(!standardOutput.text().contains("Loaded"));
+        QVERIFY(output.isEmpty());
 
         QCOMPARE(session->requests.size(), std::size_t(2));
         QCOMPARE(session->requests[0], session->requests[1]);
         session->answerNext(FakeHttpSession::success(200, R"([{"id":"3","name":"c"}])"));
         QTRY_COMPARE(authorized, 2);
         QCOMPARE(store->projects().front().id, u"3"_s);
-        QVERIFY(standardOutput.text().contains("Loaded 1 projects from API\n"));
+        QCOMPARE(output, "Loaded 1 projects from API\n"_ba);
     }
 
     void acceptsAKeyOfAnAccountWithoutProjects()
@@ -532,7 +533,7 @@ private Q_SLOTS:
             QTRY_VERIFY(saveButton()->isEnabled());
         }
         session->answerNext(FakeHttpSession::success(200, twoProjects));
-        QTRY_VERIFY(standardOutput.text().contains("Loaded 2 projects from API\n"));
+        QTRY_COMPARE(output, "Loaded 2 projects from API\n"_ba);
         QVERIFY(!(standardOutput.text() + standardError.text()).contains("sk_secret"));
     }
 
@@ -591,6 +592,7 @@ private:
     std::optional<FakePreferences> preferences;
     std::optional<FakeSecretItems> secretItems;
     std::optional<FakeHttpSession> session;
+    QByteArray output;
     std::optional<FakePanelWindows> panelWindows;
     std::optional<FakeScreens> screens;
     std::unique_ptr<ProjectStore> store;

@@ -515,14 +515,12 @@ private Q_SLOTS:
 
     void appliesAndReportsAFetchedList()
     {
-        CapturedOutput standardOutput(stdout);
-        store->onAuthorized
-            = [this, &standardOutput] { events << QString::fromUtf8(standardOutput.text()); };
+        store->onAuthorized = [this] { events << QString::fromUtf8(output); };
         store->fetchProjects(u"sk_secret"_s);
         session->answerNext(
             FakeHttpSession::success(200, R"([{"id":"2","name":"b"},{"id":"1","name":"a"}])"));
         QTRY_COMPARE(idsOf(store->projects()), QStringList({ u"1"_s, u"2"_s }));
-        QCOMPARE(standardOutput.text(), QByteArray("Loaded 2 projects from API\n"));
+        QCOMPARE(output, QByteArray("Loaded 2 projects from API\n"));
         QCOMPARE(events, QStringList { u""_s });
     }
 
@@ -539,14 +537,13 @@ private Q_SLOTS:
         QFETCH(const HttpOutcome, outcome);
         store->applyFetchedProjects({ x });
         store->onAuthorized = [this] { events << u"authorized"_s; };
-        CapturedOutput standardOutput(stdout);
         CapturedOutput standardError(stderr);
         store->fetchProjects(u"sk"_s);
         session->answerNext(outcome);
         settle();
         QCOMPARE(store->projects(), ProjectList { x });
         QVERIFY(events.isEmpty());
-        QCOMPARE(standardOutput.text() + standardError.text(), QByteArray());
+        QCOMPARE(output + standardError.text(), QByteArray());
     }
 
     void leavesTheFetchGuardToItsOwner()
@@ -617,11 +614,13 @@ private:
     {
         results.clear();
         events.clear();
-        store = std::make_unique<ProjectStore>(
-            ProjectStore::Surroundings { .defaults = *preferences,
-                                         .secretItems = *secretItems,
-                                         .session = *session,
-                                         .environment = environment });
+        output.clear();
+        store = std::make_unique<ProjectStore>(ProjectStore::Surroundings {
+            .defaults = *preferences,
+            .secretItems = *secretItems,
+            .session = *session,
+            .environment = environment,
+            .standardOutput = [this](const QByteArray& text) { output += text; } });
     }
 
     void storeSecret(const QByteArray& bytes)
@@ -646,6 +645,7 @@ private:
     std::optional<FakePreferences> preferences;
     std::optional<FakeSecretItems> secretItems;
     std::optional<FakeHttpSession> session;
+    QByteArray output;
     QProcessEnvironment environment;
     std::unique_ptr<ProjectStore> store;
     std::vector<ProjectsResult> results;

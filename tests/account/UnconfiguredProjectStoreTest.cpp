@@ -1,5 +1,4 @@
 #include "account/ProjectStore.h"
-#include "tests/account/CapturedOutput.h"
 #include "tests/fakes/FakeHttpSession.h"
 #include "tests/fakes/FakePreferences.h"
 #include "tests/fakes/FakeSecretItems.h"
@@ -29,22 +28,23 @@ private Q_SLOTS:
 
     void fetchesNothingSilently()
     {
-        CapturedOutput standardOutput(stdout);
         store.fetchProjects(u"sk"_s);
         QCoreApplication::processEvents();
         QVERIFY(session.requests.empty());
         QVERIFY(store.projects().empty());
-        QCOMPARE(standardOutput.text(), QByteArray());
+        QCOMPARE(output, QByteArray());
     }
 
 private:
     FakePreferences preferences;
     FakeSecretItems secretItems;
     FakeHttpSession session;
+    QByteArray output;
     ProjectStore store { { .defaults = preferences,
                            .secretItems = secretItems,
                            .session = session,
-                           .environment = QProcessEnvironment() } };
+                           .environment = QProcessEnvironment(),
+                           .standardOutput = [this](const QByteArray& text) { output += text; } } };
 };
 
 } // namespace quibel

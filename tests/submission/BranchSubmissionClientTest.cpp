@@ -47,7 +47,8 @@ struct Bench
     ProjectStore store { { .defaults = preferences,
                            .secretItems = secretItems,
                            .session = session,
-                           .environment = {} } };
+                           .environment = {},
+                           .standardOutput = {} } };
     KeychainService keychain = makeAgentKeychain(secretItems);
     PendingScreenshot pending;
     CaptureReport report { [this](const QByteArray& text) { output += text; } };
