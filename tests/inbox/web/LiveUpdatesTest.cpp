@@ -69,7 +69,7 @@ private Q_SLOTS:
                     responses.append(web->site.answer(request));
                 return responses;
             },
-            HttpServer::Limits {});
+            HttpServer::Options {});
         auto opened = openListenSocket({ .host = u"127.0.0.1"_s, .port = 0 });
         port = std::get<ListenSocket>(opened).address.port;
         QVERIFY(server->start(std::move(std::get<ListenSocket>(opened))));
@@ -140,9 +140,15 @@ private Q_SLOTS:
 
     void tellsWhatAPageChanges()
     {
-        const auto branch = value(web->storage.branches.add(
-            owner.accountID,
-            { .title = u"x"_s, .capturedText = u"x"_s, .capturedAt = u"2026-11-15T22:24:38Z"_s }));
+        const auto branch
+            = value(web->storage.branches.add(owner.accountID,
+                                              { .title = u"x"_s,
+                                                .summary = u"x"_s,
+                                                .whyForked = u"x"_s,
+                                                .capturedText = u"x"_s,
+                                                .appName = u"x"_s,
+                                                .bundleID = u"x"_s,
+                                                .capturedAt = u"2026-11-15T22:24:38Z"_s }));
         const auto project = value(web->storage.projects.add(owner.accountID, u"a"_s)).toLatin1();
         Listener page(port, owner);
         QVERIFY(page.hears("hello"));
@@ -188,10 +194,11 @@ private Q_SLOTS:
 
     void endsTheOldestOfTooManyPages()
     {
-        const WebSession session { { .id = owner.accountID }, hashSecret("x"), {} };
+        const WebSession session { { owner.accountID, u"owner"_s, false }, hashSecret("x"), {} };
         const auto first = web->updates.subscribe(session);
         const auto second = web->updates.subscribe(session);
-        const auto others = web->updates.subscribe({ { .id = stranger.accountID }, "y", {} });
+        const auto others
+            = web->updates.subscribe({ { stranger.accountID, u"stranger"_s, false }, "y", {} });
         for (qsizetype index = 2; index < LiveUpdates::mostStreamsOfAccount; ++index)
             (void)web->updates.subscribe(session);
         QVERIFY(!first->hasEnded());

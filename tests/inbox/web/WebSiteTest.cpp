@@ -317,7 +317,7 @@ private Q_SLOTS:
         row("PUT", "/settings", "GET, HEAD");
         row("PUT", "/sign-in", "GET, HEAD, POST");
         row("GET", "/sign-out", "POST");
-        row("POST", "/sign-in/token", "GET");
+        row("POST", "/sign-in/token", "GET, HEAD");
         row("POST", "/assets/style.css", "GET, HEAD");
         row("OPTIONS", "/", "GET, HEAD");
     }
@@ -411,6 +411,54 @@ private Q_SLOTS:
             QCOMPARE(impatient.get(browser, "/web/projects").status, 200);
         }
         QSqlDatabase::removeDatabase(u"other"_s);
+    }
+
+    void servesABrowserOverItsConnection()
+    {
+        HttpServer server(
+            [this](const QList<HttpRequest>& requests) {
+                QList<HttpResponse> responses;
+                for (const auto& request : requests)
+                    responses.append(web->site.answer(request));
+                return responses;
+            },
+            HttpServer::Options {});
+        auto opened = openListenSocket({ .host = u"127.0.0.1"_s, .port = 0 });
+        const auto port = std::get<ListenSocket>(opened).address.port;
+        QVERIFY(server.start(std::move(std::get<ListenSocket>(opened))));
+        const auto receive = [&](const QByteArray& line,
+                                 const QList<QByteArray>& headers,
+                                 const QByteArray& body = {}) {
+            RawHttp http(port);
+            http.send(RawHttp::request(line, headers, body));
+            return http.receive(line.startsWith("HEAD"));
+        };
+
+        QVERIFY(receive("GET /settings", {}).head.contains("location: /sign-in?next=%2fsettings"));
+        QCOMPARE(receive("GET /assets/..%2Findex.html", {}).status, 404);
+        QCOMPARE(receive("GET /assets/../index.html", {}).status, 404);
+        QVERIFY(!web->storage.accounts.setPasswordHash(owner.accountID,
+                                                       hashPassword(u"secret"_s).value()));
+        const auto signedIn = receive("POST /sign-in",
+                                      { "Content-Type: application/json" },
+                                      R"({"account":"owner","password":"secret"})");
+        QCOMPARE(signedIn.status, 204);
+        QVERIFY(signedIn.head.contains("set-cookie: quibel_inbox_session="));
+        QVERIFY(signedIn.head.contains("content-security-policy: default-src 'none'"));
+
+        const auto cookie = "Cookie: theme=dark; " + owner.cookie;
+        QCOMPARE(receive("GET /", { cookie }).status, 200);
+        QCOMPARE(receive("HEAD /", { cookie }).status, 200);
+        QCOMPARE(receive("GET /web/branches?search=a%20b", { cookie }).status, 200);
+        QCOMPARE(receive("GET /web/branches?search=a%00b", { cookie }).status, 400);
+        QCOMPARE(receive("DELETE /web/keys/x", { cookie }).status, 403);
+        QCOMPARE(
+            receive("DELETE /web/keys/x", { cookie, "X-CSRF-Token: " + owner.csrfToken }).status,
+            404);
+        const auto asset = receive("GET /assets/style.css", {});
+        QCOMPARE(asset.status, 200);
+        const auto tag = asset.head.mid(asset.head.indexOf("etag: ") + 6).split('\r').first();
+        QCOMPARE(receive("GET /assets/style.css", { "If-None-Match: " + tag }).status, 304);
     }
 
 private:
