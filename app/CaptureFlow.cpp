@@ -135,6 +135,9 @@ void CaptureFlow::handleSubmit(const QString& text,
                                const CaptureContext& context,
                                const PreviousApplication& previous)
 {
+    // The toolkit may deliver several key presses in one turn, and Return is easily held too long.
+    if (isClosing)
+        return;
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty())
         return;
@@ -143,6 +146,7 @@ void CaptureFlow::handleSubmit(const QString& text,
     if (!document)
         return;
 
+    isClosing = true;
     QMetaObject::invokeMethod(
         this, [this, previous] { closePanelAndRestoreFocus(previous); }, Qt::QueuedConnection);
     submission.submit(*document,
@@ -157,6 +161,7 @@ void CaptureFlow::handleSubmit(const QString& text,
 
 void CaptureFlow::closePanelAndRestoreFocus(const PreviousApplication& previous)
 {
+    isClosing = false;
     if (capturePanelController)
         capturePanelController->close();
     restoreFocus(workspace, previous);

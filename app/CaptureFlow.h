@@ -83,6 +83,7 @@ private:
     BranchSubmissionClient submission;
     ScreenshotCapturer screenshots;
     std::unique_ptr<CapturePanelController> capturePanelController;
+    bool isClosing = false; ///< A branch was handed on; the panel closes in a later turn.
 };
 
 } // namespace quibel

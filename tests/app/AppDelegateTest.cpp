@@ -123,6 +123,12 @@ private Q_SLOTS:
         bench.pressHotKey();
         QVERIFY(bench.syncWarningIsShown());
         AgentBench::pressKey(Qt::Key_Escape);
+
+        // A key that came in another way has not been accepted yet.
+        bench.storeKey("sk_new");
+        bench.pressHotKey();
+        QVERIFY(bench.syncWarningIsShown());
+        AgentBench::pressKey(Qt::Key_Escape);
     }
 
     void anAcceptedKeyClearsTheStatusLineAndTheWarning()

@@ -137,8 +137,27 @@ private Q_SLOTS:
         QLineEdit* field = AgentBench::textField();
         QTest::sendKeyEvent(QTest::Click, field, Qt::Key_Return, QString(), Qt::NoModifier, 0);
         QCOMPARE(bench.desktop.session.requests.size(), branchRequest + 1);
+        QVERIFY(AgentBench::panelIsOpen());
+        QVERIFY(bench.desktop.workspace.activated.empty());
         QTRY_VERIFY(!AgentBench::panelIsOpen());
         QCOMPARE(bench.desktop.workspace.activated, std::vector { bench.editor });
+    }
+
+    void sendsOneBranchForReturnsThatComeBeforeThePanelHasClosed()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.rememberProjects({ u"p1"_s });
+        bench.launch();
+        for (std::size_t branches = 1; branches <= 2; ++branches) {
+            bench.pressHotKey();
+            QLineEdit* field = AgentBench::textField();
+            AgentBench::type(u"x"_s);
+            for (int i = 0; i < 2; ++i)
+                QTest::sendKeyEvent(QTest::Press, field, Qt::Key_Return, QString(), {}, 0);
+            QCOMPARE(bench.desktop.session.requests.size(), branchRequest + branches);
+            QTRY_VERIFY(!AgentBench::panelIsOpen());
+        }
     }
 
     void escapeClosesThePanelFirstAndThenGivesTheFocusBack()
