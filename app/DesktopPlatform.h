@@ -14,7 +14,9 @@ class DesktopPlatform
 public:
     /// Before the application object is made: has the toolkit use the window system whose adapters
     /// there are.
-    static void chooseWindowSystem();
+    ///
+    /// Errors: false when that does not answer; the toolkit would end the program.
+    [[nodiscard]] static bool chooseWindowSystem();
 
     /// Errors: null when the window system does not answer.
     [[nodiscard]] static std::unique_ptr<DesktopPlatform> connect();

@@ -49,12 +49,13 @@ struct DesktopPlatform::Adapters
     QtHttpSession session { idleTimeout };
 };
 
-void DesktopPlatform::chooseWindowSystem()
+bool DesktopPlatform::chooseWindowSystem()
 {
     // In a Wayland session the toolkit would choose Wayland, for which there are no adapters; the X
     // server of such a session serves the applications that use X11.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
+    return XcbConnection::serverAnswers();
 }
 
 std::unique_ptr<DesktopPlatform> DesktopPlatform::connect()

@@ -16,6 +16,14 @@ std::unique_ptr<XcbConnection> XcbConnection::open()
     return std::unique_ptr<XcbConnection>(new XcbConnection(opened, screenNumber));
 }
 
+bool XcbConnection::serverAnswers()
+{
+    xcb_connection_t* tried = xcb_connect(nullptr, nullptr);
+    const bool answers = xcb_connection_has_error(tried) == 0;
+    xcb_disconnect(tried);
+    return answers;
+}
+
 XcbConnection::XcbConnection(xcb_connection_t* opened, int screenNumber)
     : connection(opened)
     , notifier(

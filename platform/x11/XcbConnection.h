@@ -24,6 +24,8 @@ class XcbConnection : public QObject
 public:
     /// Connects to the server that DISPLAY names. Errors: null when there is none.
     [[nodiscard]] static std::unique_ptr<XcbConnection> open();
+    /// Whether there is one.
+    [[nodiscard]] static bool serverAnswers();
     ~XcbConnection() override;
 
     [[nodiscard]] xcb_connection_t* get() const { return connection; }
