@@ -87,11 +87,6 @@ std::optional<StorageError> Database::connect()
 {
     if (connection.isOpen())
         return {};
-    if (begun) {
-        doom({ .kind = StorageError::Kind::unavailable,
-               .reason = u"the connection to the database was lost"_s });
-        return doomed;
-    }
     // An attempt that took long is not repeated for as long, or all who wait would wait in turn.
     if (sinceRefusal.isValid() && sinceRefusal.elapsed() < refusalTook)
         return refusal;
