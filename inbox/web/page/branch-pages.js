@@ -72,7 +72,7 @@ export class BranchPages {
     /** Asks for one branch anew, which may thereby come onto the list or leave it. */
     async update(id) {
         try {
-            await this.put(await get(`/web/branches/${encodeURIComponent(id)}`, this.overtaken.signal));
+            await this.put(await this.#fetchOne(id));
         } catch (error) {
             if (error.status !== 404) throw error;
             this.known.delete(id);
@@ -80,8 +80,17 @@ export class BranchPages {
         }
     }
 
-    /** Puts a branch, as the service has it now, in its place on the list, or takes it off. */
+    /** Takes a branch as the service has it now; those that it doubles, or no longer does, change with it. */
     async put(branch) {
+        await this.#place(branch);
+        const doubles = [...this.known.values()].filter(
+            ({ id, text, captured_at: moment }) => id !== branch.id && text === branch.text && moment === branch.captured_at,
+        );
+        for (const { id } of doubles) await this.#place(await this.#fetchOne(id));
+    }
+
+    /** Puts a branch in its place on the list, or takes it off. */
+    async #place(branch) {
         const belongs = this.filters.admits(branch) && (await this.#isFound(branch));
         const arrives = belongs && branch.number > this.newest;
         if (!belongs) this.known.delete(branch.id);
@@ -101,6 +110,11 @@ export class BranchPages {
         for (const branch of branches) this.known.set(branch.id, branch);
         this.newest = Math.max(this.newest, ...branches.map(({ number }) => number));
         this.next = next;
+    }
+
+    /** @returns {Promise<Branch>} */
+    #fetchOne(id) {
+        return get(`/web/branches/${encodeURIComponent(id)}`, this.overtaken.signal);
     }
 
     /** @returns {Promise<{branches: Branch[], next: number|null}>} */

@@ -133,6 +133,7 @@ private Q_SLOTS:
 
     void signsOut()
     {
+        expected = { u"401"_s };
         QVERIFY(openSignedIn(u"/settings"_s));
         QVERIFY(browser->waitForText(u"#who"_s, u"Signed in as owner"_s));
         QVERIFY(browser->click(u"#sign-out"_s));
