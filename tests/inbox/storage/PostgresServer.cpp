@@ -7,7 +7,9 @@
 #include <QUrlQuery>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
+#include <optional>
 
 #include <pwd.h>
 #include <sys/prctl.h>
@@ -30,6 +32,24 @@ QString findPrograms()
     return names.isEmpty() ? QString() : versions.filePath(names.last() + u"/bin/"_s);
 }
 
+struct User
+{
+    uid_t id;
+    gid_t group;
+};
+
+/// Who the server runs as: the test's own user, or "postgres" for root, whom it refuses.
+std::optional<User> serverUser()
+{
+    if (::geteuid() != 0)
+        return User { ::geteuid(), ::getegid() };
+    std::array<char, 4096> texts {};
+    passwd entry {};
+    passwd* found = nullptr;
+    ::getpwnam_r("postgres", &entry, texts.data(), texts.size(), &found);
+    return found != nullptr ? std::optional(User { entry.pw_uid, entry.pw_gid }) : std::nullopt;
+}
+
 } // namespace
 
 PostgresServer::~PostgresServer()
@@ -49,12 +69,10 @@ bool PostgresServer::start()
     }
     const auto data = directory.filePath(u"data"_s);
     if (!QDir(data).exists()) {
-        const auto* user = ::getpwnam("postgres");
-        if (::geteuid() == 0
-            && (!user
-                || ::chown(
-                       QFile::encodeName(directory.path()).constData(), user->pw_uid, user->pw_gid)
-                    != 0)) {
+        const auto user = serverUser();
+        if (!user
+            || ::chown(QFile::encodeName(directory.path()).constData(), user->id, user->group)
+                != 0) {
             trouble = u"there is no user postgres to run the server as"_s;
             return false;
         }
@@ -136,11 +154,8 @@ void PostgresServer::prepare(QProcess& child) const
 {
     // The directory that the test is in may be one that the other user must not enter.
     child.setWorkingDirectory(directory.path());
-    const auto* user = ::geteuid() == 0 ? ::getpwnam("postgres") : nullptr;
-    const auto userID = user ? user->pw_uid : ::geteuid();
-    const auto groupID = user ? user->pw_gid : ::getegid();
-    child.setChildProcessModifier([userID, groupID] {
-        if (::geteuid() == 0 && (::setgid(groupID) != 0 || ::setuid(userID) != 0))
+    child.setChildProcessModifier([user = serverUser()] {
+        if (!user || (::geteuid() == 0 && (::setgid(user->group) != 0 || ::setuid(user->id) != 0)))
             ::_exit(1);
         // After the change of user, which forgets it: whoever dies takes its server along.
         ::prctl(PR_SET_PDEATHSIG, SIGINT);
