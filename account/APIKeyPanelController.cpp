@@ -114,7 +114,9 @@ void APIKeyPanelController::centerPanel()
     if (!screen)
         return;
 
-    const QSize free = screen->visibleFrame.size() - panel->frameGeometry().size();
+    // Not with the frame: only from the first showing on does the toolkit know how wide it is, and
+    // the panel would move from one showing to the next.
+    const QSize free = screen->visibleFrame.size() - panel->size();
     windows.place(*panel->windowHandle(),
                   screen->visibleFrame.topLeft() + QPoint(free.width() / 2, free.height() / 2));
 }

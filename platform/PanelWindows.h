@@ -26,7 +26,7 @@ public:
     /// pager or switcher offers it.
     virtual void prepare(QWindow& panel, PanelKind kind) = 0;
 
-    /// Puts the panel's top-left corner at `origin`, in points in the coordinates of
+    /// Puts the top-left corner of the panel's content at `origin`, in points in the coordinates of
     /// `Screen::frame`.
     virtual void place(QWindow& panel, QPoint origin) = 0;
 

@@ -2,6 +2,8 @@
 
 #include "platform/x11/XcbProperty.h"
 
+#include <QTest>
+
 #include <algorithm>
 
 namespace quibel::testing {
@@ -178,6 +180,17 @@ xcb_window_t activeWindow(XcbConnection& connection)
         connection.get(),
         askProperty(connection.get(), connection.root(), connection.atom("_NET_ACTIVE_WINDOW")));
     return active.firstValue().value_or(XCB_WINDOW_NONE);
+}
+
+bool settleWindowManager()
+{
+    ClientWindow probe({});
+    XcbConnection& x = probe.connection();
+    probe.requestFromRoot("_NET_REQUEST_FRAME_EXTENTS", {});
+    return QTest::qWaitFor([&] {
+        const auto extents = askProperty(x.get(), probe.id(), x.atom("_NET_FRAME_EXTENTS"));
+        return XcbProperty(x.get(), extents).exists();
+    });
 }
 
 } // namespace quibel::testing

@@ -62,4 +62,10 @@ private:
 /// The window that is active, as the window manager names it.
 [[nodiscard]] xcb_window_t activeWindow(XcbConnection& connection);
 
+/// Waits until the window manager has dealt with all that has happened so far. Before that it may
+/// take a new window for one that is gone, whose number the server gave it.
+///
+/// Errors: false when it does not in time.
+[[nodiscard]] bool settleWindowManager();
+
 } // namespace quibel::testing

@@ -11,6 +11,7 @@
 
 using namespace Qt::StringLiterals;
 using quibel::testing::ClientWindow;
+using quibel::testing::settleWindowManager;
 using quibel::testing::VirtualDesktop;
 
 namespace quibel {
@@ -63,6 +64,7 @@ private:
 void XcbWindowListTest::cleanup()
 {
     QTRY_VERIFY(list.onScreen()->empty());
+    QVERIFY(settleWindowManager());
 }
 
 void XcbWindowListTest::listsWindowsFrontToBack()
