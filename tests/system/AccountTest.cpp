@@ -1,4 +1,5 @@
 #include "tests/system/AgentSession.h"
+#include "tests/system/DesktopTest.h"
 
 #include <QApplication>
 #include <QJsonArray>
@@ -11,15 +12,16 @@ namespace quibel::testing {
 
 namespace {
 
-VirtualDesktop* theDesktop = nullptr;
-
 const QByteArray branchPath = "/api/branches/from-agent";
 
 } // namespace
 
-class AccountTest : public QObject
+class AccountTest : public DesktopTest
 {
     Q_OBJECT
+
+public:
+    using DesktopTest::DesktopTest;
 
 private:
     /// Whether there is red text on the screen, as only an error is.
@@ -38,7 +40,7 @@ private:
 private Q_SLOTS:
     void isConnectedThroughTheTrayMenuByTypingTheKey()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.launch());
         QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
         QTRY_VERIFY(session.windowWithKeyboardIs(u"Connect Quibel"_s));
@@ -52,7 +54,7 @@ private Q_SLOTS:
 
     void aRejectedKeyIsNotKeptAndSignsOut()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey("sk_old"));
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -69,7 +71,7 @@ private Q_SLOTS:
 
     void aRejectedBranchSignsOutAndTheNextOneIsNotSent()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -94,7 +96,7 @@ private Q_SLOTS:
 
     void sendBranchInTheMenuOpensThePanel()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         EditorWindow editor(u"notes"_s);
@@ -106,7 +108,7 @@ private Q_SLOTS:
 
     void quitInTheMenuEndsTheAgentWell()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.launch());
         QVERIFY(session.chooseInMenu(AgentSession::MenuItem::quit));
         QTRY_VERIFY(!session.isRunning());
@@ -115,28 +117,28 @@ private Q_SLOTS:
 
     void theIconAppearsInATrayThatComesLate()
     {
-        theDesktop->stopTray();
-        AgentSession session(*theDesktop);
+        desktop.stopTray();
+        AgentSession session(desktop);
         QVERIFY(session.launch());
         QVERIFY(!session.trayIcon());
-        QVERIFY(theDesktop->startTray());
+        QVERIFY(desktop.startTray());
         QTRY_VERIFY(session.trayIcon());
-        theDesktop->stopTray();
+        desktop.stopTray();
         QTRY_VERIFY(!session.trayIcon());
-        QVERIFY(theDesktop->startTray());
+        QVERIFY(desktop.startTray());
         QTRY_VERIFY(session.trayIcon());
     }
 
     void withoutAKeyRingThePanelStillOpensAndNothingIsSaved()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) } });
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
-        theDesktop->stopKeyRing();
+        desktop.stopKeyRing();
         QVERIFY(session.openPanel());
         session.press(u"Escape"_s);
         QTRY_VERIFY(!session.panel());
@@ -152,7 +154,7 @@ private Q_SLOTS:
         session.press(u"Escape"_s);
 
         // The key ring comes again and with it the key: branches go out without a restart.
-        QVERIFY(theDesktop->startKeyRing());
+        QVERIFY(desktop.startKeyRing());
         QVERIFY(session.storeKey("sk_again"));
         QVERIFY(editor.bringToFront());
         QVERIFY(session.openPanel());
@@ -164,7 +166,7 @@ private Q_SLOTS:
 
     void theKeyIsInNoOutput()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey("sk_secret_of_this_test"));
         session.service.answer(branchPath, Answer::json(500, "{}"));
         QVERIFY(session.launch());
@@ -179,7 +181,7 @@ private Q_SLOTS:
         QTRY_VERIFY(session.output().contains("Screenshot captured"));
         QVERIFY(!session.output().contains("sk_secret"));
         QVERIFY(!session.errors().contains("sk_secret"));
-        const auto processes = theDesktop->output(u"ps"_s, { u"axww"_s, u"-o"_s, u"args"_s });
+        const auto processes = desktop.output(u"ps"_s, { u"axww"_s, u"-o"_s, u"args"_s });
         QVERIFY(processes && !processes->contains("sk_secret"));
     }
 };
@@ -188,14 +190,8 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    quibel::testing::VirtualDesktop desktop({ .keyRing = true, .tray = true });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    quibel::testing::theDesktop = &desktop;
-    const QApplication application(argc, argv);
-    quibel::testing::AccountTest test;
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::testing::AccountTest>(
+        argc, argv, { .keyRing = true, .tray = true });
 }
 
 #include "AccountTest.moc"

@@ -1,4 +1,5 @@
 #include "tests/system/AgentSession.h"
+#include "tests/system/DesktopTest.h"
 
 #include <QApplication>
 #include <QScreen>
@@ -10,16 +11,17 @@ namespace quibel::testing {
 
 namespace {
 
-VirtualDesktop* theDesktop = nullptr;
-
 const QByteArray branchPath = "/api/branches/from-agent";
 
 } // namespace
 
 /// Runs under the window manager that QUIBEL_TEST_WINDOW_MANAGER names.
-class FocusTest : public QObject
+class FocusTest : public DesktopTest
 {
     Q_OBJECT
+
+public:
+    using DesktopTest::DesktopTest;
 
 private:
     /// Opens the panel, types, sends; the keyboard is `editor`'s again afterwards.
@@ -40,7 +42,7 @@ private:
 private Q_SLOTS:
     void thePanelTakesTheKeyboardAndGivesItBackTimeAndAgain()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -56,7 +58,7 @@ private Q_SLOTS:
 
     void thePanelTakesTheKeyboardOverAFullScreenWindow()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -79,43 +81,43 @@ private Q_SLOTS:
 
     void thePanelIsThereOnAnotherVirtualDesktop()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
         EditorWindow first(u"first"_s);
         QVERIFY(first.bringToFront());
         checkRoundTrip(session, first);
-        QVERIFY(theDesktop->output(u"xdotool"_s, { u"set_num_desktops"_s, u"2"_s }));
-        QVERIFY(theDesktop->output(u"xdotool"_s, { u"set_desktop"_s, u"1"_s }));
+        QVERIFY(desktop.output(u"xdotool"_s, { u"set_num_desktops"_s, u"2"_s }));
+        QVERIFY(desktop.output(u"xdotool"_s, { u"set_desktop"_s, u"1"_s }));
         EditorWindow second(u"second"_s);
         QVERIFY(second.bringToFront());
         checkRoundTrip(session, second);
-        const auto current = theDesktop->output(u"xdotool"_s, { u"get_desktop"_s });
+        const auto current = desktop.output(u"xdotool"_s, { u"get_desktop"_s });
         QCOMPARE(current->trimmed(), "1"_ba);
         second.hide();
-        QVERIFY(theDesktop->output(u"xdotool"_s, { u"set_desktop"_s, u"0"_s }));
+        QVERIFY(desktop.output(u"xdotool"_s, { u"set_desktop"_s, u"0"_s }));
     }
 
     void whatIsTypedRightBehindTheHotKeyIsInThePanel()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
-        QVERIFY(theDesktop->output(u"xdotool"_s,
-                                   { u"key"_s,
-                                     u"--delay"_s,
-                                     u"0"_s,
-                                     u"super+shift+b"_s,
-                                     u"q"_s,
-                                     u"u"_s,
-                                     u"i"_s,
-                                     u"c"_s,
-                                     u"k"_s,
-                                     u"Return"_s }));
+        QVERIFY(desktop.output(u"xdotool"_s,
+                               { u"key"_s,
+                                 u"--delay"_s,
+                                 u"0"_s,
+                                 u"super+shift+b"_s,
+                                 u"q"_s,
+                                 u"u"_s,
+                                 u"i"_s,
+                                 u"c"_s,
+                                 u"k"_s,
+                                 u"Return"_s }));
         QTRY_COMPARE(session.countOf(branchPath), 1U);
         QCOMPARE(session.sent(branchPath)[u"title"_s], u"quick"_s);
         QCOMPARE(editor.field.text(), QString());
@@ -126,16 +128,11 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    quibel::testing::VirtualDesktop desktop(
+    return quibel::testing::runOnDesktop<quibel::testing::FocusTest>(
+        argc,
+        argv,
         { .windowManager = qEnvironmentVariable("QUIBEL_TEST_WINDOW_MANAGER", u"openbox"_s),
           .keyRing = true });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    quibel::testing::theDesktop = &desktop;
-    const QApplication application(argc, argv);
-    quibel::testing::FocusTest test;
-    return QTest::qExec(&test, argc, argv);
 }
 
 #include "FocusTest.moc"

@@ -1,4 +1,5 @@
 #include "tests/system/AgentSession.h"
+#include "tests/system/DesktopTest.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -10,24 +11,25 @@ namespace quibel::testing {
 
 namespace {
 
-VirtualDesktop* theDesktop = nullptr;
-
 const QByteArray branchPath = "/api/branches/from-agent";
 
 } // namespace
 
 /// Keys as keyboards of the world send them.
-class InputTest : public QObject
+class InputTest : public DesktopTest
 {
     Q_OBJECT
+
+public:
+    using DesktopTest::DesktopTest;
 
 private:
     std::unique_ptr<AgentSession> session;
     std::unique_ptr<EditorWindow> editor;
 
-    [[nodiscard]] static bool setLayout(const QStringList& arguments)
+    [[nodiscard]] bool setLayout(const QStringList& arguments) const
     {
-        return theDesktop->output(u"setxkbmap"_s, arguments).has_value();
+        return desktop.output(u"setxkbmap"_s, arguments).has_value();
     }
 
     /// Sends what the panel holds and returns the text that the service got.
@@ -45,7 +47,7 @@ private Q_SLOTS:
     void init()
     {
         QVERIFY(setLayout({ u"us"_s }));
-        session = std::make_unique<AgentSession>(*theDesktop);
+        session = std::make_unique<AgentSession>(desktop);
         QVERIFY(session->storeKey());
         QVERIFY(session->launch());
         QTRY_VERIFY(session->output().contains("Loaded"));
@@ -135,8 +137,8 @@ private Q_SLOTS:
                                               : QStringList { layout }));
         QVERIFY(QTest::qWaitFor(
             [&] {
-                static_cast<void>(theDesktop->output(
-                    u"xdotool"_s, { u"key"_s, u"super+shift+%1"_s.arg(keycode) }));
+                static_cast<void>(
+                    desktop.output(u"xdotool"_s, { u"key"_s, u"super+shift+%1"_s.arg(keycode) }));
                 return session->panel().has_value();
             },
             20'000));
@@ -146,7 +148,7 @@ private Q_SLOTS:
 
     void aHotKeyThatIsTakenIsReportedAndTheAgentRunsOn()
     {
-        AgentSession second(*theDesktop);
+        AgentSession second(desktop);
         QVERIFY(second.launch());
         QTRY_COMPARE(second.errors().count('\n'), 1);
         QVERIFY(second.errors().contains("Super+Shift+B is taken"));
@@ -158,14 +160,8 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    quibel::testing::VirtualDesktop desktop({ .keyRing = true });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    quibel::testing::theDesktop = &desktop;
-    const QApplication application(argc, argv);
-    quibel::testing::InputTest test;
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::testing::InputTest>(
+        argc, argv, { .keyRing = true });
 }
 
 #include "InputTest.moc"

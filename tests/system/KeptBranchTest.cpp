@@ -1,5 +1,6 @@
 #include "tests/service/TestCertificates.h"
 #include "tests/system/AgentSession.h"
+#include "tests/system/DesktopTest.h"
 
 #include <QApplication>
 #include <QJsonArray>
@@ -11,16 +12,17 @@ namespace quibel::testing {
 
 namespace {
 
-VirtualDesktop* theDesktop = nullptr;
-
 const QByteArray branchPath = "/api/branches/from-agent";
 const QString keptKey = u"quibel.lastFailedCapture"_s;
 
 } // namespace
 
-class KeptBranchTest : public QObject
+class KeptBranchTest : public DesktopTest
 {
     Q_OBJECT
+
+public:
+    using DesktopTest::DesktopTest;
 
 private:
     [[nodiscard]] static QByteArray keptIn(const QJsonObject& preferences)
@@ -31,7 +33,7 @@ private:
 private Q_SLOTS:
     void survivesAKillAndIsSentAgainByTheNextPress()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -64,7 +66,7 @@ private Q_SLOTS:
 
     void isKeptWhenTheServiceIsNotThere()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
                                    { u"quibel.apiBaseURL"_s, u"http://127.0.0.1:1"_s } });
@@ -79,7 +81,7 @@ private Q_SLOTS:
     {
         const TestCertificates certificates;
         ScriptedService impostor(certificates.selfSigned());
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
                                    { u"quibel.apiBaseURL"_s, impostor.url().toString() } });
@@ -93,7 +95,7 @@ private Q_SLOTS:
 
     void isKeptAndNotSentInTheClearToAnotherMachine()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
                                    { u"quibel.apiBaseURL"_s, u"http://service.invalid"_s } });
@@ -108,7 +110,7 @@ private Q_SLOTS:
 
     void anAnswerWithProjectsDropsIt()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         session.writePreferences({ { keptKey, QJsonObject { { u"base64"_s, u"e30="_s } } } });
         QVERIFY(session.launch());
@@ -120,7 +122,7 @@ private Q_SLOTS:
     /// handled, which its next press of the hot key would show, is on disk.
     void aKillAtAnyMomentLeavesReadablePreferences()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) } });
         session.service.answer("/api/projects", Answer::json(503, "{}"));
@@ -152,14 +154,8 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    quibel::testing::VirtualDesktop desktop({ .keyRing = true });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    quibel::testing::theDesktop = &desktop;
-    const QApplication application(argc, argv);
-    quibel::testing::KeptBranchTest test;
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::testing::KeptBranchTest>(
+        argc, argv, { .keyRing = true });
 }
 
 #include "KeptBranchTest.moc"

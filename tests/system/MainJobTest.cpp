@@ -1,4 +1,5 @@
 #include "tests/system/AgentSession.h"
+#include "tests/system/DesktopTest.h"
 
 #include <QApplication>
 #include <QJsonArray>
@@ -11,21 +12,22 @@ namespace quibel::testing {
 
 namespace {
 
-VirtualDesktop* theDesktop = nullptr;
-
 const QByteArray branchPath = "/api/branches/from-agent";
 const QByteArray screenshotPath = "/api/branches/b1/screenshots";
 
 } // namespace
 
-class MainJobTest : public QObject
+class MainJobTest : public DesktopTest
 {
     Q_OBJECT
+
+public:
+    using DesktopTest::DesktopTest;
 
 private Q_SLOTS:
     void carriesACaptureFromTheKeyPressToTheStoredBranch()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
@@ -75,7 +77,7 @@ private Q_SLOTS:
 
     void whatIsTypedAfterReturnGoesToTheApplicationUsedBefore()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -93,7 +95,7 @@ private Q_SLOTS:
 
     void escapeSendsNothingAndGivesTheKeyboardBack()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         EditorWindow editor(u"notes"_s);
@@ -110,7 +112,7 @@ private Q_SLOTS:
 
     void theArrowsDoNotMoveTheCaretAndAreKeptToThePanel()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -139,9 +141,9 @@ private Q_SLOTS:
     void thePanelIsCentredOnThePointerInsideTheScreen()
     {
         QFETCH(QPoint, pointer);
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.launch());
-        QVERIFY(theDesktop->output(
+        QVERIFY(desktop.output(
             u"xdotool"_s,
             { u"mousemove"_s, QString::number(pointer.x()), QString::number(pointer.y()) }));
         QVERIFY(session.openPanel());
@@ -159,20 +161,20 @@ private Q_SLOTS:
 
     void aHeldKeyOpensThePanelOnce()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
-        QVERIFY(theDesktop->output(u"xset"_s, { u"r"_s, u"rate"_s, u"50"_s, u"50"_s }));
-        QVERIFY(theDesktop->output(
+        QVERIFY(desktop.output(u"xset"_s, { u"r"_s, u"rate"_s, u"50"_s, u"50"_s }));
+        QVERIFY(desktop.output(
             u"xdotool"_s,
             { u"keydown"_s, u"super"_s, u"keydown"_s, u"shift"_s, u"keydown"_s, u"b"_s }));
         QTRY_VERIFY(session.panelHasKeyboard());
         // The server repeats the key twenty times meanwhile; each would start the panel over.
-        QVERIFY(theDesktop->output(u"sleep"_s, { u"0.4"_s }));
-        QVERIFY(theDesktop->output(
+        QVERIFY(desktop.output(u"sleep"_s, { u"0.4"_s }));
+        QVERIFY(desktop.output(
             u"xdotool"_s, { u"keyup"_s, u"b"_s, u"keyup"_s, u"shift"_s, u"keyup"_s, u"super"_s }));
         session.type(u"once"_s);
         session.press(u"Return"_s);
@@ -187,14 +189,8 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    quibel::testing::VirtualDesktop desktop({ .keyRing = true, .tray = true });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    quibel::testing::theDesktop = &desktop;
-    const QApplication application(argc, argv);
-    quibel::testing::MainJobTest test;
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::testing::MainJobTest>(
+        argc, argv, { .keyRing = true, .tray = true });
 }
 
 #include "MainJobTest.moc"

@@ -1,4 +1,5 @@
 #include "tests/system/AgentSession.h"
+#include "tests/system/DesktopTest.h"
 
 #include <QApplication>
 #include <QScreen>
@@ -8,16 +9,13 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-namespace {
-
-VirtualDesktop* theDesktop = nullptr;
-
-} // namespace
-
 /// Two monitors side by side: 1280×800 on the left, 1000×800 on the right.
-class MonitorsTest : public QObject
+class MonitorsTest : public DesktopTest
 {
     Q_OBJECT
+
+public:
+    using DesktopTest::DesktopTest;
 
 private Q_SLOTS:
     void thePanelOpensOnTheMonitorUnderThePointer_data()
@@ -36,9 +34,9 @@ private Q_SLOTS:
         QFETCH(QPoint, pointer);
         QFETCH(QPoint, centre);
         QCOMPARE(QApplication::screens().size(), 2);
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.launch());
-        QVERIFY(theDesktop->output(
+        QVERIFY(desktop.output(
             u"xdotool"_s,
             { u"mousemove"_s, QString::number(pointer.x()), QString::number(pointer.y()) }));
         QVERIFY(session.openPanel());
@@ -50,7 +48,7 @@ private Q_SLOTS:
 
     void aWindowOnTheSecondMonitorIsCaptured()
     {
-        AgentSession session(*theDesktop);
+        AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QVERIFY(session.launch());
         QTRY_VERIFY(session.output().contains("Loaded"));
@@ -69,20 +67,19 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    quibel::testing::VirtualDesktop desktop({ .screen = u"2280x800x24"_s, .keyRing = true });
-    if (!desktop.start())
-        return 1;
-    const auto set = [&](const QString& name, const QString& geometry, const QString& output) {
-        return desktop.output(u"xrandr"_s, { u"--setmonitor"_s, name, geometry, output });
-    };
-    if (!set(u"left"_s, u"1280/338x800/211+0+0"_s, u"screen"_s)
-        || !set(u"right"_s, u"1000/264x800/211+1280+0"_s, u"none"_s))
-        return 1;
-    desktop.enter();
-    quibel::testing::theDesktop = &desktop;
-    const QApplication application(argc, argv);
-    quibel::testing::MonitorsTest test;
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::testing::MonitorsTest>(
+        argc,
+        argv,
+        { .screen = u"2280x800x24"_s, .keyRing = true },
+        [](quibel::testing::VirtualDesktop& desktop) {
+            const auto set = [&](const QString& name,
+                                 const QString& geometry,
+                                 const QString& output) {
+                return desktop.output(u"xrandr"_s, { u"--setmonitor"_s, name, geometry, output });
+            };
+            return set(u"left"_s, u"1280/338x800/211+0+0"_s, u"screen"_s)
+                && set(u"right"_s, u"1000/264x800/211+1280+0"_s, u"none"_s);
+        });
 }
 
 #include "MonitorsTest.moc"
