@@ -19,4 +19,11 @@ struct XcbFree
 template <typename T>
 using XcbOwned = std::unique_ptr<T, XcbFree>;
 
+/// An event as what its type says that it is.
+template <typename Event>
+[[nodiscard]] const Event& eventAs(const xcb_generic_event_t* event)
+{
+    return *reinterpret_cast<const Event*>(event);
+}
+
 } // namespace quibel

@@ -17,12 +17,6 @@ bool has(HotKeyModifiers modifiers, HotKeyModifiers one)
     return (static_cast<std::uint32_t>(modifiers) & static_cast<std::uint32_t>(one)) != 0;
 }
 
-template <typename Event>
-const Event& as(const xcb_generic_event_t* event)
-{
-    return *reinterpret_cast<const Event*>(event);
-}
-
 } // namespace
 
 XcbHotKeyService::XcbHotKeyService(XcbConnection& connection)
@@ -48,9 +42,9 @@ std::optional<HotKeyHandlerRef> XcbHotKeyService::installHandler(Handler handler
 }
 
 std::optional<HotKeyRef>
-XcbHotKeyService::registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id)
+XcbHotKeyService::registerHotKey(VirtualKey /*b*/, HotKeyModifiers modifiers, HotKeyID id)
 {
-    HotKey hotKey { .key = key, .modifiers = modifiers, .id = id };
+    HotKey hotKey { .modifiers = modifiers, .id = id };
     if (!grab(hotKey))
         return std::nullopt;
     const HotKeyRef reference { ++lastReference };
@@ -127,10 +121,10 @@ void XcbHotKeyService::handleEvent(const xcb_generic_event_t* event)
 {
     switch (event->response_type & 0x7FU) {
     case XCB_KEY_PRESS:
-        keyPressed(as<xcb_key_press_event_t>(event));
+        keyPressed(eventAs<xcb_key_press_event_t>(event));
         break;
     case XCB_KEY_RELEASE:
-        keyReleased(as<xcb_key_release_event_t>(event));
+        keyReleased(eventAs<xcb_key_release_event_t>(event));
         break;
     default:
         break;

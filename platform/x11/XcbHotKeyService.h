@@ -9,6 +9,8 @@ namespace quibel {
 
 /// Hot keys by passive grabs on the root window.
 ///
+/// B is the only key there is.
+///
 /// The grabs freeze the keyboard while handlers run: what is typed right behind a hot key waits in
 /// the server and goes to the window that has the focus afterwards. A handler must not take long.
 class XcbHotKeyService final : public QObject, public HotKeyService
@@ -22,14 +24,13 @@ public:
 
     [[nodiscard]] std::optional<HotKeyHandlerRef> installHandler(Handler handler) override;
     [[nodiscard]] std::optional<HotKeyRef>
-    registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) override;
+    registerHotKey(VirtualKey b, HotKeyModifiers modifiers, HotKeyID id) override;
     void unregisterHotKey(HotKeyRef hotKey) override;
     void removeHandler(HotKeyHandlerRef handler) override;
 
 private:
     struct HotKey
     {
-        VirtualKey key;
         HotKeyModifiers modifiers;
         HotKeyID id;
         std::uint16_t mask = 0; ///< The modifier bits, without locks.

@@ -25,12 +25,6 @@ struct XkbEventHead
     std::uint8_t xkbType;
 };
 
-template <typename Event>
-const Event& as(const xcb_generic_event_t* event)
-{
-    return *reinterpret_cast<const Event*>(event);
-}
-
 bool isOneOf(xkb_keysym_t symbol, std::initializer_list<xkb_keysym_t> wanted)
 {
     return std::ranges::find(wanted, symbol) != wanted.end();
@@ -171,8 +165,9 @@ void XcbKeyboard::handleEvent(const xcb_generic_event_t* event)
     if (!isXkb && type != XCB_MAPPING_NOTIFY)
         return;
     // A modifier that goes down or up is a change of state too; only groups matter here.
-    if (isXkb && as<XkbEventHead>(event).xkbType == XCB_XKB_STATE_NOTIFY
-        && (as<xcb_xkb_state_notify_event_t>(event).changed & XCB_XKB_STATE_PART_GROUP_STATE) == 0)
+    if (isXkb && eventAs<XkbEventHead>(event).xkbType == XCB_XKB_STATE_NOTIFY
+        && (eventAs<xcb_xkb_state_notify_event_t>(event).changed & XCB_XKB_STATE_PART_GROUP_STATE)
+            == 0)
         return;
     read();
     Q_EMIT changed();

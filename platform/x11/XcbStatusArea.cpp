@@ -23,12 +23,6 @@ namespace {
 const QString watcherService = u"org.kde.StatusNotifierWatcher"_s;
 const QString watcherPath = u"/StatusNotifierWatcher"_s;
 
-template <typename Event>
-const Event& as(const xcb_generic_event_t* event)
-{
-    return *reinterpret_cast<const Event*>(event);
-}
-
 } // namespace
 
 XcbStatusArea::XcbStatusArea(XcbConnection& connection)
@@ -37,6 +31,7 @@ XcbStatusArea::XcbStatusArea(XcbConnection& connection)
 {
     connect(&x, &XcbConnection::received, this, &XcbStatusArea::handleEvent);
     watchTraySelection();
+    updateTray();
     watchBus();
 }
 
@@ -113,7 +108,6 @@ void XcbStatusArea::watchTraySelection()
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
                                           | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
                                           | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    updateTray();
 }
 
 void XcbStatusArea::updateTray()
@@ -138,10 +132,10 @@ void XcbStatusArea::handleEvent(const xcb_generic_event_t* event)
 {
     const std::uint8_t type = event->response_type & 0x7FU;
     if (selectionEvent != 0 && type == selectionEvent) {
-        if (as<xcb_xfixes_selection_notify_event_t>(event).selection == traySelection)
+        if (eventAs<xcb_xfixes_selection_notify_event_t>(event).selection == traySelection)
             updateTray();
     } else if (type == XCB_PROPERTY_NOTIFY) {
-        const auto& changed = as<xcb_property_notify_event_t>(event);
+        const auto& changed = eventAs<xcb_property_notify_event_t>(event);
         if (changed.window == tray && changed.atom == x.atom("_NET_SYSTEM_TRAY_COLORS"))
             Q_EMIT foregroundChanged();
     }

@@ -236,7 +236,7 @@ void XcbWorkspace::handleEvent(const xcb_generic_event_t* event)
     if ((event->response_type & 0x7FU) != XCB_PROPERTY_NOTIFY
         || activating.window == XCB_WINDOW_NONE)
         return;
-    const auto& changed = *reinterpret_cast<const xcb_property_notify_event_t*>(event);
+    const auto& changed = eventAs<xcb_property_notify_event_t>(event);
     const bool isEarlier = static_cast<std::int32_t>(event->full_sequence - activating.request) < 0;
     if (isEarlier || changed.window != x.root() || changed.atom != netActiveWindow)
         return;

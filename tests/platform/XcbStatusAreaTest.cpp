@@ -73,6 +73,7 @@ private Q_SLOTS:
 
     void isAbsentWithoutATray();
     void isPresentWhenATrayIsThereAlready();
+    void findsATrayOnAServerThatDoesNotTellOfSelections();
     void tellsOfATrayThatComesLateAndComesAgain();
     void tellsTheColourOfTheTray();
     void hasNoColourWhenTheTrayTellsNone();
@@ -130,6 +131,23 @@ void XcbStatusAreaTest::isPresentWhenATrayIsThereAlready()
     QTRY_VERIFY(area->isPresent());
     const XcbStatusArea late(*x);
     QVERIFY(late.isPresent());
+}
+
+void XcbStatusAreaTest::findsATrayOnAServerThatDoesNotTellOfSelections()
+{
+    VirtualDesktop other(
+        { .serverArguments = { u"-extension"_s, u"XFIXES"_s }, .windowManager = {} });
+    QVERIFY(other.start());
+    const QByteArray display = qgetenv("DISPLAY");
+    qputenv("DISPLAY", other.environment().value(u"DISPLAY"_s).toLocal8Bit());
+    {
+        const auto connection = XcbConnection::open();
+        QVERIFY(connection);
+        const Tray tray;
+        const XcbStatusArea found(*connection);
+        QVERIFY(found.isPresent());
+    }
+    qputenv("DISPLAY", display);
 }
 
 void XcbStatusAreaTest::tellsOfATrayThatComesLateAndComesAgain()
