@@ -76,7 +76,14 @@ std::optional<QByteArray> EventStream::take(qsizetype room)
     }
     const auto bytes = backlog.left(room);
     backlog.remove(0, bytes.size());
+    taken += bytes.size();
     return bytes;
+}
+
+qsizetype EventStream::bytesTaken() const
+{
+    const std::lock_guard lock(mutex);
+    return taken;
 }
 
 void EventStream::resume()

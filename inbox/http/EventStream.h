@@ -40,6 +40,7 @@ public:
     /// Takes at most `room` bytes; none when the stream is over. When there is nothing yet, this
     /// suspends the connection and returns no bytes.
     [[nodiscard]] std::optional<QByteArray> take(qsizetype room);
+    [[nodiscard]] qsizetype bytesTaken() const;
 
 private:
     void append(const QByteArray& bytes);
@@ -47,6 +48,7 @@ private:
 
     mutable std::mutex mutex; ///< Guards all below.
     QByteArray backlog;
+    qsizetype taken = 0;
     Connection connection;
     bool suspended = false;
     bool ended = false;

@@ -1,25 +1,20 @@
 #pragma once
 
+#include "inbox/http/HttpDaemon.h"
 #include "inbox/http/HttpRequest.h"
 #include "inbox/http/HttpResponse.h"
-#include "inbox/http/ListenSocket.h"
+#include "inbox/http/HttpServerOptions.h"
+#include "inbox/http/OpenStreams.h"
 
 #include <QList>
 #include <QObject>
 #include <QTimer>
 
-#include <chrono>
 #include <deque>
 #include <functional>
-#include <memory>
 #include <mutex>
-#include <vector>
-
-struct MHD_Daemon;
 
 namespace quibel::inbox {
-
-struct Exchange;
 
 /// Takes HTTP requests from a socket and gives them to a handler once they are complete.
 ///
@@ -35,22 +30,7 @@ public:
     /// Returns one response for each request, in the same order.
     using Handler = std::function<QList<HttpResponse>(const QList<HttpRequest>&)>;
 
-    struct Limits
-    {
-        unsigned connections = 256;
-        unsigned idleSeconds = 30;
-        qsizetype body = 12LL * 1024 * 1024;       ///< In bytes.
-        qsizetype allBodies = 128LL * 1024 * 1024; ///< In bytes, of all requests under way.
-        qsizetype requestsTogether = 64;
-    };
-
-    struct Options
-    {
-        Limits limits {};
-        std::chrono::milliseconds heartbeat { 25'000 }; ///< Of the streams of events.
-    };
-
-    HttpServer(Handler requestHandler, const Options& serverOptions);
+    HttpServer(Handler requestHandler, const HttpServerOptions& serverOptions);
     Q_DISABLE_COPY_MOVE(HttpServer)
     /// Stops serving; requests that were not handled yet are cut off without an answer.
     ~HttpServer() override;
@@ -61,33 +41,20 @@ public:
     [[nodiscard]] bool start(ListenSocket socket);
 
 private:
-    struct Callbacks;
-    struct DaemonStopper
-    {
-        void operator()(MHD_Daemon* running) const;
-    };
-
-    void begin(Exchange& exchange, const char* method);
-    [[nodiscard]] bool collect(Exchange& exchange, const char* bytes, std::size_t size);
-    [[nodiscard]] bool handOver(Exchange& exchange);
-    [[nodiscard]] bool respond(const Exchange& exchange);
-    void forget(Exchange& exchange);
-    [[nodiscard]] bool keep(const std::shared_ptr<EventStream>& stream);
+    [[nodiscard]] bool take(Exchange& exchange);
     [[nodiscard]] QList<Exchange*> takeWaiting();
     void answerWaiting();
-    void keepStreamsAlive();
 
     Handler handler;
-    Options options;
+    qsizetype requestsTogether;
     QTimer heartbeat;
-    qsizetype bodyBytes = 0; ///< Only the server's own thread counts.
 
-    std::mutex mutex; ///< Guards the three below.
+    std::mutex mutex; ///< Guards the two below.
     std::deque<Exchange*> waiting;
-    std::vector<std::weak_ptr<EventStream>> streams;
     bool stopping = false;
 
-    std::unique_ptr<MHD_Daemon, DaemonStopper> daemon;
+    OpenStreams streams;
+    HttpDaemon daemon;
 };
 
 } // namespace quibel::inbox

@@ -271,7 +271,7 @@ private Q_SLOTS:
 private:
     using OneHandler = std::function<HttpResponse(const HttpRequest&)>;
 
-    quint16 serve(const HttpServer::Limits& limits, OneHandler handler = {})
+    quint16 serve(const HttpLimits& limits, OneHandler handler = {})
     {
         if (!handler)
             handler = [this](const HttpRequest& request) {
@@ -287,7 +287,7 @@ private:
                     responses.append(handler(request));
                 return responses;
             },
-            HttpServer::Options { .limits = limits });
+            HttpServerOptions { .limits = limits });
         auto opened = openListenSocket({ .host = u"127.0.0.1"_s, .port = 0 });
         auto& socket = std::get<ListenSocket>(opened);
         const auto port = socket.address.port;

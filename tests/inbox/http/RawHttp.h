@@ -59,24 +59,38 @@ public:
             [this] { return socket.state() == QAbstractSocket::UnconnectedState; }, patience);
     }
 
+    /// Waits until what came, behind the answers that were received, contains this.
+    [[nodiscard]] bool waitFor(const QByteArray& part)
+    {
+        return QTest::qWaitFor(
+            [&] {
+                received += socket.readAll();
+                return received.contains(part);
+            },
+            patience);
+    }
+
+    /// The next answer.
     [[nodiscard]] RawAnswer receive(bool headOnly = false)
     {
-        QByteArray bytes;
         RawAnswer answer;
         const auto complete = [&] {
-            bytes += socket.readAll();
-            const auto end = bytes.indexOf("\r\n\r\n");
+            received += socket.readAll();
+            const auto end = received.indexOf("\r\n\r\n");
             if (end < 0)
                 return false;
-            answer.head = bytes.left(end).toLower();
-            answer.body = bytes.mid(end + 4);
-            return headOnly || answer.body.size() >= contentLength(answer.head);
+            answer.head = received.left(end).toLower();
+            const auto length = headOnly ? 0 : contentLength(answer.head);
+            answer.body = received.mid(end + 4, length);
+            return answer.body.size() >= length;
         };
         const bool came = QTest::qWaitFor(
             [&] { return complete() || socket.state() == QAbstractSocket::UnconnectedState; },
             patience);
-        if (came && complete())
+        if (came && complete()) {
             answer.status = answer.head.split(' ').value(1).toInt();
+            received.remove(0, answer.head.size() + 4 + answer.body.size());
+        }
         return answer;
     }
 
@@ -102,6 +116,7 @@ private:
     }
 
     QTcpSocket socket;
+    QByteArray received; ///< What came and no answer has taken.
 };
 
 } // namespace quibel::inbox::testing

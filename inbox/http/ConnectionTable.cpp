@@ -1,0 +1,69 @@
+#include "inbox/http/ConnectionTable.h"
+
+#include "inbox/http/Exchange.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include <sys/socket.h>
+
+namespace quibel::inbox {
+
+ConnectionTable::ConnectionTable(std::size_t connectionLimit)
+    : limit(connectionLimit)
+{
+}
+
+ConnectionTable::Connection& ConnectionTable::add(int descriptor)
+{
+    if (open() - beingCut >= limit && !idle.empty())
+        cut(idle.front());
+    auto& connection
+        = idle.emplace_back(Connection { .descriptor = descriptor, .idleSince = Clock::now() });
+    connection.place = std::prev(idle.end());
+    return connection;
+}
+
+void ConnectionTable::remove(Connection& connection)
+{
+    if (connection.cut)
+        --beingCut;
+    (connection.idle ? idle : busy).erase(connection.place);
+}
+
+void ConnectionTable::setBusy(Connection& connection)
+{
+    if (std::exchange(connection.idle, false))
+        busy.splice(busy.end(), idle, connection.place);
+}
+
+void ConnectionTable::setIdle(Connection& connection)
+{
+    if (connection.cut)
+        return;
+    idle.splice(idle.end(), connection.idle ? idle : busy, connection.place);
+    connection.idle = true;
+    connection.idleSince = Clock::now();
+}
+
+void ConnectionTable::cutLongestBody(std::chrono::milliseconds age)
+{
+    const auto longest = std::ranges::find_if(idle, [](const Connection& connection) {
+        return connection.exchange && connection.exchange->kept > 0;
+    });
+    if (longest != idle.end() && Clock::now() - longest->idleSince > age)
+        cut(*longest);
+}
+
+/// libmicrohttpd closes it as soon as it has noticed.
+void ConnectionTable::cut(Connection& connection)
+{
+    ::shutdown(connection.descriptor, SHUT_RDWR);
+    connection.cut = true;
+    ++beingCut;
+    ++everCut;
+    setBusy(connection);
+}
+
+} // namespace quibel::inbox
