@@ -57,7 +57,7 @@ private Q_SLOTS:
                     responses.append(api->answer(request));
                 return responses;
             },
-            HttpServer::Options {});
+            HttpServerOptions {});
         auto opened = openListenSocket({ .host = u"127.0.0.1"_s, .port = 0 });
         port = std::get<ListenSocket>(opened).address.port;
         QVERIFY(server->start(std::move(std::get<ListenSocket>(opened))));
