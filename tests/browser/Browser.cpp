@@ -204,9 +204,16 @@ QString Browser::find(const QString& selector)
 
 bool Browser::onElement(const QString& selector, const QString& action, const QJsonObject& body)
 {
-    const auto element = find(selector);
-    const auto path = u"/element/%1/%2"_s.arg(element, action);
-    return !element.isEmpty() && !driver.post(path, body).isUndefined();
+    // A page may replace an element just as it was found.
+    for (int tries = 0; tries < 3; ++tries) {
+        const auto element = find(selector);
+        const auto path = u"/element/%1/%2"_s.arg(element, action);
+        if (element.isEmpty())
+            return false;
+        if (!driver.post(path, body).isUndefined())
+            return true;
+    }
+    return false;
 }
 
 } // namespace quibel::testing

@@ -6,8 +6,8 @@ import { change, get } from "./requests.js";
 
 /** @typedef {{id: string, name: string, archived: boolean}} Project */
 
-/** @type {Project[]} */
-let projects = [];
+/** @type {Project[]|null} null before the first answer */
+let projects = null;
 
 /** What is being renamed, and how far that has come; a change elsewhere does not end it. */
 let renaming = { id: null, text: "" };
@@ -20,8 +20,10 @@ export function startProjectSettings() {
     return attempt("The projects could not be loaded.", loadProjects);
 }
 
+/** Leaves rows that say the same as before alone: a press on one of them must not get lost. */
 export async function loadProjects() {
-    show(await get("/web/projects"));
+    const list = await get("/web/projects");
+    if (JSON.stringify(list) !== JSON.stringify(projects)) show(list);
 }
 
 /** @param {HTMLFormElement} form */
