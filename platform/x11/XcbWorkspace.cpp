@@ -77,10 +77,10 @@ std::optional<RunningApplication> XcbWorkspace::frontmostApplication()
     const xcb_window_t focus = inputFocus();
     if (isOwnWindow(focus))
         return ownApplication(focus);
-    const xcb_window_t frontmost = frontmostWindow(focus);
+    const std::vector<xcb_window_t> outwards = ancestry(focus);
+    const xcb_window_t frontmost = frontmostWindow(outwards);
     if (frontmost == XCB_WINDOW_NONE)
         return std::nullopt;
-    const std::vector<xcb_window_t> outwards = ancestry(focus);
     const bool focusIsWithin = std::ranges::find(outwards, frontmost) != outwards.end();
     lastFrontmost = { .window = frontmost, .focus = focusIsWithin ? focus : frontmost };
     return ownerOf(frontmost);
@@ -181,26 +181,30 @@ xcb_window_t XcbWorkspace::inputFocus()
     return followsPointer ? pointer->child : focus->focus;
 }
 
-xcb_window_t XcbWorkspace::frontmostWindow(xcb_window_t focus)
+xcb_window_t XcbWorkspace::frontmostWindow(const std::vector<xcb_window_t>& outwards)
 {
     const auto activeQuestion = askProperty(x.get(), x.root(), netActiveWindow);
     const auto managerQuestion = askProperty(x.get(), x.root(), netSupportingWmCheck);
     const XcbProperty active(x.get(), activeQuestion);
     const XcbProperty manager(x.get(), managerQuestion);
     if (!manager.exists())
-        return classifiedWindow(focus);
-    // Some window managers go on naming a window that is gone, as long as there is no other.
-    for (const xcb_window_t window : { activating.window, active.firstValue().value_or(0) })
+        return firstThatHas(XCB_ATOM_WM_CLASS, outwards);
+    // Window managers name the active window a little after the keyboard has gone to it. Some go on
+    // naming a window that is gone, as long as there is no other.
+    for (const xcb_window_t window : { activating.window,
+                                       firstThatHas(x.atom("WM_STATE"), outwards),
+                                       active.firstValue().value_or(0) })
         if (!ancestry(window).empty())
             return window;
     return XCB_WINDOW_NONE;
 }
 
-xcb_window_t XcbWorkspace::classifiedWindow(xcb_window_t window)
+xcb_window_t XcbWorkspace::firstThatHas(xcb_atom_t property,
+                                        const std::vector<xcb_window_t>& candidates)
 {
-    for (const xcb_window_t outer : ancestry(window))
-        if (XcbProperty(x.get(), askProperty(x.get(), outer, XCB_ATOM_WM_CLASS)).exists())
-            return outer;
+    for (const xcb_window_t window : candidates)
+        if (XcbProperty(x.get(), askProperty(x.get(), window, property)).exists())
+            return window;
     return XCB_WINDOW_NONE;
 }
 

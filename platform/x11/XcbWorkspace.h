@@ -7,7 +7,8 @@
 
 namespace quibel {
 
-/// The session as the window manager tells it or, where none does, as the input focus shows it.
+/// The session as the input focus shows it and, where that is in no application's window, as the
+/// window manager tells it.
 ///
 /// While an activation is under way it is alone in selecting events of the root window on its
 /// connection.
@@ -26,9 +27,12 @@ public:
 private:
     /// The window that keys go to; the top-level window under the pointer while none has the focus.
     [[nodiscard]] xcb_window_t inputFocus();
-    [[nodiscard]] xcb_window_t frontmostWindow(xcb_window_t focus);
-    /// The window itself or the next one around it that tells its class.
-    [[nodiscard]] xcb_window_t classifiedWindow(xcb_window_t window);
+    /// `outwards` is the ancestry of the window that keys go to.
+    ///
+    /// Source: ICCCM, WM_STATE: what a window manager marks the windows with that it manages.
+    [[nodiscard]] xcb_window_t frontmostWindow(const std::vector<xcb_window_t>& outwards);
+    [[nodiscard]] xcb_window_t firstThatHas(xcb_atom_t property,
+                                            const std::vector<xcb_window_t>& candidates);
     /// The window and what it lies in, up to below the root; empty when it is gone.
     [[nodiscard]] std::vector<xcb_window_t> ancestry(xcb_window_t window);
     [[nodiscard]] RunningApplication ownerOf(xcb_window_t window);

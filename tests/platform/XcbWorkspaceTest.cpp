@@ -57,6 +57,7 @@ private Q_SLOTS:
     void goesToTheDesktopOfTheActivatedWindow();
     void bringsAMinimisedWindowBack();
     void countsTheActivatedOneAsFrontmostUntilTheWindowManagerFollows();
+    void followsTheKeyboardBeforeTheWindowManagerTellsOfIt();
     void followsTheUserAfterAnActivation();
     void forgetsAnActivatedWindowThatIsGone();
     void doesNothingForAnApplicationWithoutAWindow();
@@ -262,6 +263,27 @@ void XcbWorkspaceTest::countsTheActivatedOneAsFrontmostUntilTheWindowManagerFoll
     QVERIFY(countsAtOnce);
     QTRY_COMPARE(activeWindow(*x), first.id());
     QVERIFY(isFrontmost(first));
+}
+
+void XcbWorkspaceTest::followsTheKeyboardBeforeTheWindowManagerTellsOfIt()
+{
+    ClientWindow first({});
+    ClientWindow second({});
+    mapAndActivate(first);
+    mapAndActivate(second);
+    QVERIFY(settleWindowManager());
+
+    const pid_t manager = windowManager();
+    QVERIFY(manager > 1);
+    QCOMPARE(kill(manager, SIGSTOP), 0);
+    xcb_connection_t* c = first.connection().get();
+    xcb_set_input_focus(c, XCB_INPUT_FOCUS_PARENT, first.id(), XCB_CURRENT_TIME);
+    const bool hasKeyboard = first.hasFocus();
+    const bool isNamed = activeWindow(*x) == first.id();
+    const bool isFirst = isFrontmost(first);
+    QCOMPARE(kill(manager, SIGCONT), 0);
+    QVERIFY(hasKeyboard && !isNamed);
+    QVERIFY(isFirst);
 }
 
 void XcbWorkspaceTest::followsTheUserAfterAnActivation()
