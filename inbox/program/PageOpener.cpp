@@ -1,5 +1,6 @@
 #include "inbox/program/PageOpener.h"
 
+#include "inbox/http/ListenAddress.h"
 #include "inbox/storage/SecretToken.h"
 #include "inbox/storage/Storage.h"
 
@@ -18,10 +19,15 @@ std::variant<QUrl, QString> makeSignInLink(Storage& storage, const QString& acco
     if (!address)
         return u"the service does not run with this data; start it with: quibel-inbox serve"_s;
 
+    const QUrl page(*address);
+    if (!ListenAddress { .host = page.host(), .port = 0 }.isLoopback())
+        return u"the service listens on %1 only, where links do not work; sign in there with a "
+               u"password"_s.arg(page.host());
+
     const auto token = generateSecretToken();
     if (const auto error = storage.sessions.addLink(accountID, hashSecret(token)))
         return error->reason;
-    return QUrl(*address + u"/sign-in/"_s + QString::fromLatin1(token));
+    return page.resolved(QUrl(u"/sign-in/"_s + QString::fromLatin1(token)));
 }
 
 bool openInBrowser(const QUrl& link)

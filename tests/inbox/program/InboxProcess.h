@@ -39,6 +39,8 @@ public:
     [[nodiscard]] QByteArray output() const { return said; }
     /// What the service has said on standard error since the last call.
     [[nodiscard]] QByteArray takeErrors() { return service->readAllStandardError(); }
+    /// From then on nobody reads what the service says there.
+    void closeErrors() { service->closeReadChannel(QProcess::StandardError); }
     [[nodiscard]] qint64 processID() const { return service->processId(); }
 
     /// Asks the service to end; true when it did so in good order.

@@ -165,22 +165,6 @@ private Q_SLOTS:
                                         + ": Address already in use"));
     }
 
-    void listensOnLoopbackOnly_data()
-    {
-        QTest::addColumn<QString>("listen");
-        QTest::newRow("every IPv4") << u"0.0.0.0:0"_s;
-        QTest::newRow("every IPv6") << u"[::]:0"_s;
-        QTest::newRow("elsewhere") << u"192.0.2.1:0"_s;
-    }
-    void listensOnLoopbackOnly()
-    {
-        QFETCH(QString, listen);
-        const auto outcome = run({ u"serve"_s, u"--listen"_s, listen });
-        QCOMPARE(outcome.exitCode, 1);
-        QCOMPARE(outcome.output, QByteArray());
-        QVERIFY(outcome.errors.contains("can be reached from other machines"));
-    }
-
     void explainsAMisuseOnStandardError()
     {
         for (const auto& words : { QStringList { u"sing"_s }, QStringList { u"--loud"_s } }) {
