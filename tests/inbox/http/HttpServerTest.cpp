@@ -1,5 +1,5 @@
-#include "inbox/http/HttpServer.h"
 #include "tests/inbox/http/RawHttp.h"
+#include "tests/inbox/http/RunningServer.h"
 
 #include <QTest>
 
@@ -15,7 +15,6 @@ class HttpServerTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { requests.clear(); }
     void cleanup() { server.reset(); }
 
     void handsOverAWholeRequest()
@@ -27,11 +26,11 @@ private Q_SLOTS:
         QCOMPARE(answer.status, 200);
         QCOMPARE(answer.body, "got 5");
         QVERIFY(answer.head.contains("x-answer: 1"));
-        QCOMPARE(requests.size(), 1);
-        QCOMPARE(requests.first().method, "POST");
-        QCOMPARE(requests.first().path, "/a%2Fb/../c");
-        QCOMPARE(requests.first().headers.value("x-test"), "yes");
-        QCOMPARE(requests.first().body, "hello");
+        QCOMPARE(server->requests.size(), 1);
+        QCOMPARE(server->requests.first().method, "POST");
+        QCOMPARE(server->requests.first().path, "/a%2Fb/../c");
+        QCOMPARE(server->requests.first().headers.value("x-test"), "yes");
+        QCOMPARE(server->requests.first().body, "hello");
     }
 
     void callsTheHandlerOnItsOwnThread()
@@ -47,6 +46,27 @@ private Q_SLOTS:
         QCOMPARE(thread, QThread::currentThreadId());
     }
 
+    void handsOverTogetherWhatWaitsTogether()
+    {
+        const auto port = serve({ .requestsTogether = 8 });
+        std::vector<std::unique_ptr<QTcpSocket>> clients;
+        constexpr int many = 20;
+        for (int i = 0; i < many; ++i) {
+            clients.push_back(std::make_unique<QTcpSocket>());
+            clients.back()->connectToHost(u"127.0.0.1"_s, port);
+            QVERIFY(clients.back()->waitForConnected());
+            clients.back()->write(RawHttp::request("POST /", {}, QByteArray(i + 1, 'x')));
+            QVERIFY(clients.back()->waitForBytesWritten());
+        }
+        waitUntilAllWasRead(port);
+        QTRY_COMPARE(server->requests.size(), many);
+        QCOMPARE(server->groups, (QList<qsizetype> { 8, 8, 4 }));
+        for (int i = 0; i < many; ++i) {
+            QTRY_VERIFY(clients.at(i)->bytesAvailable() > 0);
+            QVERIFY(clients.at(i)->readAll().endsWith("got " + QByteArray::number(i + 1)));
+        }
+    }
+
     void answersHeadLikeGetWithoutTheBody()
     {
         RawHttp http(serve({}));
@@ -55,7 +75,7 @@ private Q_SLOTS:
         QCOMPARE(answer.status, 200);
         QVERIFY(answer.head.contains("content-length: 5"));
         QCOMPARE(answer.body, QByteArray());
-        QCOMPARE(requests.first().method, "GET");
+        QCOMPARE(server->requests.first().method, "GET");
     }
 
     void keepsAConnectionForTheNextRequest()
@@ -64,7 +84,7 @@ private Q_SLOTS:
         for (const auto* body : { "one", "three" }) {
             http.send(RawHttp::request("POST /", {}, body));
             QCOMPARE(http.receive().status, 200);
-            QCOMPARE(requests.last().body, body);
+            QCOMPARE(server->requests.last().body, body);
         }
     }
 
@@ -75,7 +95,7 @@ private Q_SLOTS:
         QVERIFY(http.flush());
         http.send("2\r\nde\r\n0\r\n\r\n");
         QCOMPARE(http.receive().status, 200);
-        QCOMPARE(requests.first().body, "abcde");
+        QCOMPARE(server->requests.first().body, "abcde");
     }
 
     void takesABodyUpToTheLimit_data()
@@ -103,8 +123,8 @@ private Q_SLOTS:
         else
             http.send(RawHttp::request("POST /", {}, body));
         QCOMPARE(http.receive().status, 200);
-        QCOMPARE(requests.first().bodyOverLimit, !taken);
-        QCOMPARE(requests.first().body.size(), taken ? length : 0);
+        QCOMPARE(server->requests.first().bodyOverLimit, !taken);
+        QCOMPARE(server->requests.first().body.size(), taken ? length : 0);
     }
 
     void cutsAConnectionThatGoesOnFarBeyondTheLimit()
@@ -113,7 +133,7 @@ private Q_SLOTS:
         http.send(RawHttp::request("POST /", { "Transfer-Encoding: chunked" }) + "f4240\r\n"
                   + QByteArray(1'000'000, 'x'));
         QVERIFY(http.isClosedByPeer());
-        QVERIFY(requests.isEmpty());
+        QVERIFY(server->requests.isEmpty());
     }
 
     void refusesWhatAllBodiesTogetherMayNotHold()
@@ -145,8 +165,8 @@ private Q_SLOTS:
         RawHttp http(port);
         http.send(RawHttp::request("GET /next", {}));
         QCOMPARE(http.receive().status, 200);
-        QCOMPARE(requests.size(), 1);
-        QCOMPARE(requests.first().path, "/next");
+        QCOMPARE(server->requests.size(), 1);
+        QCOMPARE(server->requests.first().path, "/next");
     }
 
     void survivesAClientThatLeavesBeforeItsAnswer()
@@ -181,37 +201,16 @@ private Q_SLOTS:
         RawHttp http(serve({ .idleSeconds = 1 }));
         http.send("GET / HTTP/1.1\r\n");
         QVERIFY(http.isClosedByPeer());
-        QVERIFY(requests.isEmpty());
-    }
-
-    void refusesWhatIsNotHttp_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("noise") << QByteArray("\x16\x03\x01\x02\x00\x01\r\n\r\n", 10);
-        QTest::newRow("without Host") << QByteArray("GET / HTTP/1.1\r\n\r\n");
-        QTest::newRow("header beyond its room")
-            << RawHttp::request("GET /", { "X: " + QByteArray(100'000, 'x') });
-        QTest::newRow("length that is no number")
-            << QByteArray("POST / HTTP/1.1\r\nHost: x\r\nContent-Length: ten\r\n\r\n");
-    }
-    void refusesWhatIsNotHttp()
-    {
-        QFETCH(QByteArray, bytes);
-        const auto port = serve({});
-        RawHttp http(port);
-        http.send(bytes);
-        const auto status = http.receive().status;
-        QVERIFY2(status == 0 || (status >= 400 && status < 500),
-                 qPrintable(QString::number(status)));
-        QVERIFY(requests.isEmpty());
-        RawHttp next(port);
-        next.send(RawHttp::request("GET /", {}));
-        QCOMPARE(next.receive().status, 200);
+        QVERIFY(server->requests.isEmpty());
     }
 
     void cutsOffTheRequestsThatWaitWhenItStops()
     {
-        const auto port = serve({});
+        int handled = 0;
+        const auto port = serve({}, [&handled](const HttpRequest&) {
+            ++handled;
+            return HttpResponse { .status = 200 };
+        });
         std::vector<std::unique_ptr<QTcpSocket>> clients;
         for (int i = 0; i < 20; ++i) {
             clients.push_back(std::make_unique<QTcpSocket>());
@@ -220,20 +219,14 @@ private Q_SLOTS:
             clients.back()->write(RawHttp::request("GET /", {}));
             QVERIFY(clients.back()->waitForBytesWritten());
         }
-        // The server's thread refuses this by itself; by then it has read what came before, while
-        // this thread, waiting without its event loop, could not answer any of it.
-        QTcpSocket last;
-        last.connectToHost(u"127.0.0.1"_s, port);
-        QVERIFY(last.waitForConnected());
-        last.write("GET / HTTP/1.1\r\n\r\n");
-        QVERIFY(last.waitForReadyRead());
+        waitUntilAllWasRead(port);
         server.reset();
         for (const auto& client : clients) {
             QVERIFY(client->state() == QAbstractSocket::UnconnectedState
                     || client->waitForDisconnected());
             QCOMPARE(client->readAll(), QByteArray());
         }
-        QVERIFY(requests.isEmpty());
+        QCOMPARE(handled, 0);
     }
 
     void stopsWhileRequestsKeepComing()
@@ -254,9 +247,8 @@ private Q_SLOTS:
                         socket.readAll();
                     }
                 });
-            QTRY_VERIFY(requests.size() > 20);
+            QTRY_VERIFY(server->requests.size() > 20);
             server.reset();
-            requests.clear();
         }
     }
 
@@ -269,33 +261,26 @@ private Q_SLOTS:
     }
 
 private:
-    using OneHandler = std::function<HttpResponse(const HttpRequest&)>;
-
-    quint16 serve(const HttpLimits& limits, OneHandler handler = {})
+    quint16 serve(const HttpLimits& limits, RunningServer::OneHandler handler = {})
     {
-        if (!handler)
-            handler = [this](const HttpRequest& request) {
-                requests.append(request);
-                return HttpResponse { .status = 200,
-                                      .headers = { { "X-Answer", "1" } },
-                                      .body = "got " + QByteArray::number(request.body.size()) };
-            };
-        server = std::make_unique<HttpServer>(
-            [handler](const QList<HttpRequest>& group) {
-                QList<HttpResponse> responses;
-                for (const auto& request : group)
-                    responses.append(handler(request));
-                return responses;
-            },
-            HttpServerOptions { .limits = limits });
-        auto opened = openListenSocket({ .host = u"127.0.0.1"_s, .port = 0 });
-        auto& socket = std::get<ListenSocket>(opened);
-        const auto port = socket.address.port;
-        return server->start(std::move(socket)) ? port : 0;
+        HttpServerOptions options;
+        options.limits = limits;
+        server = std::make_unique<RunningServer>(options, std::move(handler));
+        return server->port;
     }
 
-    QList<HttpRequest> requests;
-    std::unique_ptr<HttpServer> server;
+    /// The server's thread refuses this by itself; by then it has read what came before, while this
+    /// thread, waiting without its event loop, could not answer any of it.
+    static void waitUntilAllWasRead(quint16 port)
+    {
+        QTcpSocket last;
+        last.connectToHost(u"127.0.0.1"_s, port);
+        QVERIFY(last.waitForConnected());
+        last.write("GET / HTTP/1.1\r\n\r\n");
+        QVERIFY(last.waitForReadyRead());
+    }
+
+    std::unique_ptr<RunningServer> server;
 };
 
 } // namespace quibel::inbox
