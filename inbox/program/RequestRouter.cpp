@@ -47,6 +47,13 @@ RequestRouter::RequestRouter(Database& openDatabase, Storage& allStorage, Option
 
 QList<HttpResponse> RequestRouter::answer(const QList<HttpRequest>& requests)
 {
+    auto responses = answerInGroup(requests);
+    noteUses();
+    return responses;
+}
+
+QList<HttpResponse> RequestRouter::answerInGroup(const QList<HttpRequest>& requests)
+{
     WriteGroup group(database);
     QList<HttpResponse> responses;
     responses.reserve(requests.size());
@@ -58,10 +65,18 @@ QList<HttpResponse> RequestRouter::answer(const QList<HttpRequest>& requests)
         // Not only those that wrote: another may have been told of what was never kept.
         for (auto& response : responses)
             response = routed(storageFailed(*error), response.route);
-        return responses;
+    } else {
+        updates.publish();
     }
-    updates.publish();
     return responses;
+}
+
+/// What cannot be noted now is noted with a later use.
+void RequestRouter::noteUses()
+{
+    WriteGroup group(database);
+    if (!storage.keys.noteUses() && !storage.sessions.noteUses())
+        (void)group.commit();
 }
 
 HttpResponse RequestRouter::route(const HttpRequest& request)

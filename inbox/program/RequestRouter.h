@@ -39,7 +39,9 @@ public:
     [[nodiscard]] QList<HttpResponse> answer(const QList<HttpRequest>& requests);
 
 private:
+    [[nodiscard]] QList<HttpResponse> answerInGroup(const QList<HttpRequest>& requests);
     [[nodiscard]] HttpResponse route(const HttpRequest& request);
+    void noteUses();
     [[nodiscard]] HttpResponse health(const HttpRequest& request);
     [[nodiscard]] HttpResponse metrics(const HttpRequest& request) const;
     [[nodiscard]] std::optional<HttpResponse> refuseStrangeHost(const HttpRequest& request) const;

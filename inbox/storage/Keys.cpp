@@ -5,6 +5,8 @@
 
 #include <QDateTime>
 
+#include <utility>
+
 namespace quibel::inbox {
 
 using namespace Qt::StringLiterals;
@@ -47,13 +49,20 @@ StorageResult<std::optional<QString>> Keys::use(const QByteArray& hash)
         return std::optional<QString>();
 
     const auto& key = rows.first();
-    if (const auto minute = thisMinute(); key.at(2).toString() != minute) {
+    if (key.at(2).toString() != thisMinute())
+        usedIDs.insert(key.at(0).toString());
+    return std::optional(key.at(1).toString());
+}
+
+std::optional<StorageError> Keys::noteUses()
+{
+    for (const auto& id : std::exchange(usedIDs, {})) {
         const auto done = database.change(u"UPDATE keys SET last_used_at = ? WHERE id = ?"_s,
-                                          { minute, key.at(0) });
+                                          { thisMinute(), id });
         if (const auto* error = std::get_if<StorageError>(&done))
             return *error;
     }
-    return std::optional(key.at(1).toString());
+    return {};
 }
 
 StorageResult<bool> Keys::any()

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QSet>
 #include <QString>
 
 #include <optional>
@@ -33,8 +34,11 @@ public:
     [[nodiscard]] StorageResult<QString>
     add(const QString& accountID, const QString& name, const QByteArray& hash);
 
-    /// Whose key this is, and notes that it was used; none when it is unknown or revoked.
+    /// Whose key this is; none when it is unknown or revoked.
     [[nodiscard]] StorageResult<std::optional<QString>> use(const QByteArray& hash);
+    /// Writes down which keys were used since the last call. Apart from `use`, so that a database
+    /// that cannot be written to keeps nobody from reading.
+    [[nodiscard]] std::optional<StorageError> noteUses();
 
     [[nodiscard]] StorageResult<bool> any();
     /// In the order in which they were made.
@@ -44,6 +48,7 @@ public:
 
 private:
     Database& database;
+    QSet<QString> usedIDs; ///< Of keys whose last use is out of date in the database.
 };
 
 } // namespace quibel::inbox

@@ -5,6 +5,8 @@
 
 #include <QDateTime>
 
+#include <utility>
+
 namespace quibel::inbox {
 
 using namespace Qt::StringLiterals;
@@ -56,12 +58,19 @@ StorageResult<std::optional<Account>> Sessions::use(const QByteArray& hash)
 
     const auto& row = rows.first();
     if (row.at(3).toString() < ago(1h))
-        if (auto error = failure(database.change(
-                u"UPDATE sessions SET used_at = ? WHERE sha256 = ?"_s, { storedNow(), sha256 })))
-            return *error;
+        usedHashes.insert(sha256);
     return std::optional(Account { .id = row.at(0).toString(),
                                    .name = row.at(1).toString(),
                                    .hasPassword = !row.at(2).isNull() });
+}
+
+std::optional<StorageError> Sessions::noteUses()
+{
+    for (const auto& sha256 : std::exchange(usedHashes, {}))
+        if (auto error = failure(database.change(
+                u"UPDATE sessions SET used_at = ? WHERE sha256 = ?"_s, { storedNow(), sha256 })))
+            return error;
+    return {};
 }
 
 std::optional<StorageError> Sessions::end(const QByteArray& hash)

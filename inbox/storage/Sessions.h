@@ -4,6 +4,7 @@
 #include "inbox/storage/StorageError.h"
 
 #include <QByteArray>
+#include <QSet>
 #include <QString>
 
 #include <chrono>
@@ -26,8 +27,11 @@ public:
 
     [[nodiscard]] std::optional<StorageError> begin(const QString& accountID,
                                                     const QByteArray& hash);
-    /// Whose session this is, and notes that it was used; none when it has ended.
+    /// Whose session this is; none when it has ended.
     [[nodiscard]] StorageResult<std::optional<Account>> use(const QByteArray& hash);
+    /// Writes down, to the hour, which sessions were used since the last call. Apart from `use`, so
+    /// that a database that cannot be written to keeps nobody from reading.
+    [[nodiscard]] std::optional<StorageError> noteUses();
     [[nodiscard]] std::optional<StorageError> end(const QByteArray& hash);
     [[nodiscard]] std::optional<StorageError> endAll(const QString& accountID);
 
@@ -38,6 +42,7 @@ public:
 
 private:
     Database& database;
+    QSet<QString> usedHashes; ///< Of sessions whose last use is out of date in the database.
 };
 
 } // namespace quibel::inbox

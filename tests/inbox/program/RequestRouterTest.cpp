@@ -150,7 +150,23 @@ private Q_SLOTS:
         QCOMPARE(titles(), QStringList { u"small"_s });
     }
 
+    void answersReadersAlsoWhenNothingCanBeWritten()
+    {
+        (void)value(database->rows(u"PRAGMA query_only = ON"_s));
+        QCOMPARE(router->answer({ projects() }).first().status, 200);
+        QVERIFY(!lastUse().has_value());
+        (void)value(database->rows(u"PRAGMA query_only = OFF"_s));
+        QCOMPARE(router->answer({ projects() }).first().status, 200);
+        QVERIFY(lastUse().has_value());
+    }
+
 private:
+    [[nodiscard]] std::optional<QString> lastUse() const
+    {
+        const auto owner = value(storage->accounts.named(u"owner"_s))->id;
+        return value(storage->keys.ofAccount(owner)).first().lastUsedAt;
+    }
+
     [[nodiscard]] HttpRequest projects() const
     {
         auto result = request("GET", "/api/projects");

@@ -86,7 +86,7 @@ private Q_SLOTS:
         auto key = value(storage->keys.ofAccount(owner)).first();
         QVERIFY(QDateTime::fromString(key.createdAt, Qt::ISODateWithMs).isValid());
         QVERIFY(!key.lastUsedAt.has_value());
-        (void)value(storage->keys.use("h1"));
+        useKey();
         key = value(storage->keys.ofAccount(owner)).first();
         const auto used = QDateTime::fromString(*key.lastUsedAt, Qt::ISODate);
         QVERIFY(qAbs(used.secsTo(QDateTime::currentDateTimeUtc())) < 120);
@@ -94,7 +94,7 @@ private Q_SLOTS:
         QVERIFY(key.lastUsedAt->endsWith(u'Z'));
 
         (void)value(database->change(u"UPDATE keys SET last_used_at = ?"_s, { u"long ago"_s }));
-        (void)value(storage->keys.use("h1"));
+        useKey();
         QVERIFY(value(storage->keys.ofAccount(owner)).first().lastUsedAt != u"long ago"_s);
     }
 
@@ -103,9 +103,9 @@ private Q_SLOTS:
         (void)value(storage->keys.add(owner, u"desk"_s, "h1"));
         // Not at the end of a minute.
         QTRY_VERIFY_WITH_TIMEOUT(QTime::currentTime().second() < 58, 5000);
-        (void)value(storage->keys.use("h1"));
+        useKey();
         const auto before = changes();
-        (void)value(storage->keys.use("h1"));
+        useKey();
         QCOMPARE(changes(), before);
     }
 
@@ -177,11 +177,11 @@ private Q_SLOTS:
         QVERIFY(!storage->sessions.begin(owner, "s1"));
         lastUse("s1", std::chrono::minutes(59));
         auto before = changes();
-        (void)value(storage->sessions.use("s1"));
+        useSession();
         QCOMPARE(changes(), before);
         lastUse("s1", std::chrono::minutes(61));
         before = changes();
-        (void)value(storage->sessions.use("s1"));
+        useSession();
         QVERIFY(changes() != before);
     }
 
@@ -215,6 +215,16 @@ private Q_SLOTS:
     }
 
 private:
+    void useKey()
+    {
+        QVERIFY(value(storage->keys.use("h1")).has_value());
+        QVERIFY(!storage->keys.noteUses());
+    }
+    void useSession()
+    {
+        QVERIFY(value(storage->sessions.use("s1")).has_value());
+        QVERIFY(!storage->sessions.noteUses());
+    }
     QStringList names()
     {
         QStringList list;
