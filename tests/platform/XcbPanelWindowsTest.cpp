@@ -274,6 +274,7 @@ void XcbPanelWindowsTest::liesOverAFullScreenWindow()
     QTRY_VERIFY(film.isViewable());
     film.requestFromRoot("_NET_ACTIVE_WINDOW", { 2 });
     QTRY_VERIFY(film.hasFocus());
+    QVERIFY(settleWindowManager());
     Panel panel(windows, PanelKind::capture);
     show(panel);
     QVERIFY(isAbove(*x, panel.id(), film.id()));

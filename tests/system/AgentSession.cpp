@@ -1,5 +1,7 @@
 #include "tests/system/AgentSession.h"
 
+#include "tests/platform/ClientWindow.h"
+
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -47,7 +49,9 @@ bool EditorWindow::bringToFrontAsItIs()
     raise();
     activateWindow();
     field.setFocus();
-    return waitUntil([this] { return isActiveWindow() && field.hasFocus(); });
+    const auto hasKeyboard = [this] { return isActiveWindow() && field.hasFocus(); };
+    // The window manager may still be at raising it, or at giving it the keyboard once more.
+    return waitUntil(hasKeyboard) && settleWindowManager() && waitUntil(hasKeyboard);
 }
 
 void EditorWindow::paintEvent(QPaintEvent* /*event*/)
