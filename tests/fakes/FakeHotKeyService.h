@@ -59,7 +59,7 @@ public:
     }
 
     /// The user presses `key` with `modifiers`, whatever application is in front.
-    void press(VirtualKey key, HotKeyModifiers modifiers)
+    void press(VirtualKey key, HotKeyModifiers modifiers) const
     {
         const auto pressed = registrations;
         for (const auto& [reference, registration] : pressed)

@@ -28,6 +28,7 @@ struct FakePlatform
     }
     FakePlatform(const FakePlatform&) = delete;
     FakePlatform& operator=(const FakePlatform&) = delete;
+    ~FakePlatform() = default;
 
     [[nodiscard]] Platform ports()
     {

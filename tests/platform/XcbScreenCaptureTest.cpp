@@ -50,7 +50,13 @@ private Q_SLOTS:
     {
         QVERIFY(desktop.start());
         desktop.enter();
+        // picom composes only while there is a window, so one stays.
+        companion = std::make_unique<PatternWindow>(
+            PatternWindow::Options { .geometry = { 1270, 790, 10, 10 } });
+        show(*companion);
     }
+
+    void cleanupTestCase() { companion.reset(); }
 
     void init()
     {
@@ -65,10 +71,6 @@ private Q_SLOTS:
         }
         x = XcbConnection::open();
         QVERIFY(x != nullptr);
-        // picom composes only while there is a window, so one stays.
-        companion = std::make_unique<PatternWindow>(
-            PatternWindow::Options { .geometry = { 1270, 790, 10, 10 } });
-        show(*companion);
         const auto isRedirected = [this] {
             const xcb_pixmap_t pixmap = xcb_generate_id(x->get());
             const XcbOwned<xcb_generic_error_t> error(xcb_request_check(
@@ -84,7 +86,6 @@ private Q_SLOTS:
     void cleanup()
     {
         screenCapture.reset();
-        companion.reset();
         x.reset();
     }
 
