@@ -8,16 +8,12 @@
 #include <QPainter>
 #include <QRandomGenerator>
 
-#include <csignal>
+#include <algorithm>
 #include <cstdio>
-
-#include <sys/prctl.h>
 
 namespace quibel::inbox::testing {
 
 namespace {
-
-constexpr int patienceMs = 30'000;
 
 RawAnswer
 ask(const QUrl& base, const QString& key, const QByteArray& line, const QByteArray& body = {})
@@ -30,45 +26,30 @@ ask(const QUrl& base, const QString& key, const QByteArray& line, const QByteArr
     return http.receive();
 }
 
-QString program()
-{
-    return qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-inbox"_s;
-}
-
 } // namespace
+
+InboxUnderTest::InboxUnderTest()
+    : inbox({ u"--data"_s, directory.path() })
+{
+}
 
 bool InboxUnderTest::start()
 {
-    const auto listen
-        = address.isEmpty() ? u"127.0.0.1:0"_s : u"127.0.0.1:%1"_s.arg(QUrl(address).port());
-    service.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    service.start(program(), { u"serve"_s, u"--listen"_s, listen, u"--data"_s, directory.path() });
-    QString printed;
-    while (!printed.contains(u'\n')) {
-        if (!service.waitForReadyRead(patienceMs)) {
-            std::fprintf(stderr, "%s\n", service.readAllStandardError().constData());
-            return false;
-        }
-        printed += QString::fromUtf8(service.readAllStandardOutput());
-    }
-    address = printed.trimmed().section(u' ', -1);
+    const auto listen = u"127.0.0.1:%1"_s.arg(std::max(address.port(), 0));
+    address = inbox.serve({ u"--listen"_s, listen });
     if (key.isEmpty())
         key = run({ u"keys"_s, u"create"_s, u"--name"_s, u"Agent"_s });
-    return !key.isEmpty();
+    return !address.isEmpty() && !key.isEmpty();
 }
 
 void InboxUnderTest::stop()
 {
-    service.terminate();
-    if (service.state() != QProcess::NotRunning && !service.waitForFinished(patienceMs)) {
-        service.kill();
-        service.waitForFinished();
-    }
+    (void)inbox.stop();
 }
 
 QUrl InboxUnderTest::url(const QString& path) const
 {
-    return { address + path };
+    return { address.toString() + path };
 }
 
 QUrl InboxUnderTest::signInLink()
@@ -78,13 +59,10 @@ QUrl InboxUnderTest::signInLink()
 
 QString InboxUnderTest::run(const QStringList& words, const QByteArray& input)
 {
-    QProcess process;
-    process.start(program(), words + QStringList { u"--data"_s, directory.path() });
-    process.write(input);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(patienceMs) || process.exitCode() != 0)
-        std::fprintf(stderr, "%s\n", process.readAllStandardError().constData());
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    const auto outcome = inbox.run(words, input);
+    if (outcome.exitCode != 0)
+        std::fprintf(stderr, "%s\n", outcome.errors.constData());
+    return QString::fromUtf8(outcome.output).trimmed();
 }
 
 QString InboxUnderTest::post(const QJsonObject& branch)

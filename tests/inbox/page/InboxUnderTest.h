@@ -1,8 +1,9 @@
 #pragma once
 
+#include "tests/inbox/program/InboxProcess.h"
+
 #include <QImage>
 #include <QJsonObject>
-#include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -15,10 +16,10 @@ namespace quibel::inbox::testing {
 class InboxUnderTest
 {
 public:
-    InboxUnderTest() = default;
+    InboxUnderTest();
     InboxUnderTest(const InboxUnderTest&) = delete;
     InboxUnderTest& operator=(const InboxUnderTest&) = delete;
-    ~InboxUnderTest() { stop(); }
+    ~InboxUnderTest() = default;
 
     /// Errors: false, with what the program wrote on standard error.
     [[nodiscard]] bool start();
@@ -41,8 +42,8 @@ public:
 
 private:
     QTemporaryDir directory;
-    QProcess service;
-    QString address; ///< Stays the same when it is started again.
+    InboxProcess inbox;
+    QUrl address; ///< Stays the same when it is started again.
     QString key;
 };
 

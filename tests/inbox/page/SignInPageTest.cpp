@@ -50,10 +50,11 @@ private Q_SLOTS:
 
     void saysThatALinkWorksOnce()
     {
-        expected = { u"401"_s };
         const auto link = inbox->signInLink();
         QVERIFY(browser->open(link));
         QVERIFY(browser->waitFor(u"#feed"_s));
+        // A page that is still loading would notice, and lead elsewhere.
+        QVERIFY(browser->open(QUrl(u"about:blank"_s)));
         endSession();
         QVERIFY(browser->open(link));
         QVERIFY(browser->waitForText(u"#used-link:not([hidden])"_s, u"quibel-inbox open"_s));

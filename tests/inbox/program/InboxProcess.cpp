@@ -3,6 +3,9 @@
 #include <QTest>
 
 #include <csignal>
+#include <cstdio>
+
+#include <sys/prctl.h>
 
 namespace quibel::inbox::testing {
 
@@ -42,6 +45,8 @@ Outcome InboxProcess::run(const QStringList& words, const QByteArray& input) con
 QUrl InboxProcess::serve(const QStringList& options)
 {
     service = std::make_unique<QProcess>();
+    // It must not outlive a test that crashes.
+    service->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     service->start(program, QStringList { u"serve"_s } + options + placeOptions);
     said.clear();
     (void)QTest::qWaitFor(
@@ -50,11 +55,15 @@ QUrl InboxProcess::serve(const QStringList& options)
             return said.contains('\n') || service->state() == QProcess::NotRunning;
         },
         patience);
+    if (said.isEmpty())
+        std::fprintf(stderr, "%s\n", service->readAllStandardError().constData());
     return QUrl(QString::fromUtf8(said.trimmed()).section(u' ', -1));
 }
 
 bool InboxProcess::stop()
 {
+    if (!service)
+        return false;
     service->terminate();
     return waitForEnd() && service->exitStatus() == QProcess::NormalExit
         && service->exitCode() == 0;
