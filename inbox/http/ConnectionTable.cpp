@@ -56,9 +56,12 @@ void ConnectionTable::cutLongestBody(std::chrono::milliseconds age)
         cut(*longest);
 }
 
-/// libmicrohttpd closes it as soon as it has noticed.
 void ConnectionTable::cut(Connection& connection)
 {
+    // libmicrohttpd closes it as soon as it has noticed. Then nothing shall remain of it in the
+    // system, which else remembers each connection for a minute.
+    const linger forgetAtOnce { .l_onoff = 1, .l_linger = 0 };
+    ::setsockopt(connection.descriptor, SOL_SOCKET, SO_LINGER, &forgetAtOnce, sizeof forgetAtOnce);
     ::shutdown(connection.descriptor, SHUT_RDWR);
     connection.cut = true;
     ++beingCut;

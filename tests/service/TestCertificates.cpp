@@ -35,6 +35,7 @@ TestCertificates::TestCertificates()
     makeSelfSigned(u"authority"_s, { u"-addext"_s, u"basicConstraints=critical,CA:TRUE"_s });
     makeSelfSigned(u"selfSigned"_s, { u"-addext"_s, thisMachine });
     issue(u"good"_s, thisMachine, 2);
+    issue(u"renewed"_s, thisMachine, 2);
     issue(u"expired"_s, thisMachine, -1);
     issue(u"wrongHost"_s, anotherMachine, 2);
 }

@@ -20,6 +20,9 @@ public:
     [[nodiscard]] QString authorityFile() const { return file(QStringLiteral("authority.pem")); }
     [[nodiscard]] QSslCertificate authority() const;
 
+    /// "good.pem" and "good.key" and so on: the files of each of the configurations below.
+    [[nodiscard]] QString file(const QString& name) const { return directory.filePath(name); }
+
     /// Configurations of a service, each with another certificate.
     [[nodiscard]] QSslConfiguration good() const; ///< For 127.0.0.1 and localhost.
     [[nodiscard]] QSslConfiguration expired() const;
@@ -27,7 +30,6 @@ public:
     [[nodiscard]] QSslConfiguration selfSigned() const; ///< Not by the authority.
 
 private:
-    [[nodiscard]] QString file(const QString& name) const { return directory.filePath(name); }
     void makeSelfSigned(const QString& name, const QStringList& options) const;
     void issue(const QString& name, const QString& hosts, int days) const;
     [[nodiscard]] QSslConfiguration configuration(const QString& name) const;
