@@ -69,11 +69,13 @@ private Q_SLOTS:
         QVERIFY(session.openPanel());
         // It is not only there but on top: its own colours are on the screen where it lies.
         const QRect area = session.panel()->geometry;
-        const QColor corner = editor.screen()
-                                  ->grabWindow(0, area.x() + 3, area.y() + 3, 1, 1)
-                                  .toImage()
-                                  .pixelColor(0, 0);
-        QCOMPARE(corner, QApplication::palette().color(QPalette::Window));
+        const auto corner = [&] {
+            return editor.screen()
+                ->grabWindow(0, area.x() + 3, area.y() + 3, 1, 1)
+                .toImage()
+                .pixelColor(0, 0);
+        };
+        QTRY_COMPARE(corner(), QApplication::palette().color(QPalette::Window));
         session.press(u"Escape"_s);
         QTRY_VERIFY(editor.isActiveWindow());
         checkRoundTrip(session, editor);
