@@ -13,7 +13,8 @@ constexpr qsizetype largestBacklog = 64LL * 1024;
 
 void EventStream::send(const QByteArray& type, const QByteArray& data)
 {
-    append("event: " + type + "\ndata: " + data + "\n\n");
+    const QByteArray event = "event: " + type + "\ndata: " + data + "\n\n";
+    append(event);
 }
 
 void EventStream::keepAlive()
@@ -21,7 +22,7 @@ void EventStream::keepAlive()
     append(":\n\n");
 }
 
-void EventStream::append(const QByteArray& bytes)
+void EventStream::append(QByteArrayView bytes)
 {
     const std::lock_guard lock(mutex);
     if (ended)

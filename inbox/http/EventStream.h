@@ -43,7 +43,7 @@ public:
     [[nodiscard]] qsizetype bytesTaken() const;
 
 private:
-    void append(const QByteArray& bytes);
+    void append(QByteArrayView bytes);
     void resume();
 
     mutable std::mutex mutex; ///< Guards all below.
