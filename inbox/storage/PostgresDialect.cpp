@@ -1,8 +1,6 @@
 #include "inbox/storage/PostgresDialect.h"
 
-#include <QSqlDriver>
 #include <QSqlField>
-#include <QSqlRecord>
 #include <QUrlQuery>
 
 #include <algorithm>
@@ -20,13 +18,19 @@ QString quoted(QString value)
     return u'\'' + value + u'\'';
 }
 
-QString literal(const QSqlDriver& driver, const QVariant& value)
+/// The driver's own form depends on the server's `standard_conforming_strings` as it was when the
+/// connection began, and that may change while it is open. Texts with an E mean the same always.
+QString literal(const QVariant& value)
 {
-    if (value.isNull())
-        return u"NULL"_s;
     QSqlField field({}, value.metaType());
     field.setValue(value);
-    return driver.formatValue(field);
+    if (field.isNull())
+        return u"NULL"_s;
+    if (value.metaType() == QMetaType::fromType<QByteArray>())
+        return uR"(E'\\x)"_s + QString::fromLatin1(value.toByteArray().toHex()) + u'\'';
+    if (value.metaType() != QMetaType::fromType<QString>())
+        return value.toString();
+    return u"E'"_s + value.toString().replace(u'\\', uR"(\\)"_s).replace(u'\'', u"''"_s) + u'\'';
 }
 
 StorageError::Kind kindOf(const QString& sqlState)
@@ -81,10 +85,14 @@ std::optional<StorageError> PostgresDialect::prepare(QSqlDatabase& connection) c
 
 QStringList PostgresDialect::greeting() const
 {
-    return { u"SET lock_timeout = %1"_s.arg(location.patience.count()),
-             u"SET client_min_messages = warning"_s,
-             uR"(SELECT set_config('synchronous_commit', 'on', false)
-                WHERE current_setting('synchronous_commit') = 'off')"_s };
+    return {
+        u"SET lock_timeout = %1"_s.arg(location.patience.count()),
+        u"SET client_min_messages = warning"_s,
+        // What is set here holds also when the server's own settings change later.
+        u"SET default_transaction_isolation = 'read committed'"_s,
+        uR"(SELECT set_config('synchronous_commit', CASE WHEN setting = 'off' THEN 'on'
+                ELSE setting END, false) FROM current_setting('synchronous_commit') AS setting)"_s
+    };
 }
 
 bool PostgresDialect::execute(QSqlQuery& query,
@@ -96,7 +104,7 @@ bool PostgresDialect::execute(QSqlQuery& query,
     const auto parts = statement.split(u'?');
     auto text = parts.first();
     for (qsizetype i = 1; i < parts.size(); ++i)
-        text += literal(*query.driver(), values.value(i - 1)) + parts.at(i);
+        text += literal(values.value(i - 1)) + parts.at(i);
     return query.exec(text);
 }
 

@@ -30,6 +30,11 @@ private Q_SLOTS:
 
     void cleanup()
     {
+        if (changed) {
+            (void)value(database->rows(u"ALTER SYSTEM RESET ALL"_s));
+            (void)value(database->rows(u"SELECT pg_reload_conf()"_s));
+            changed = false;
+        }
         storage.reset();
         database.reset();
     }
@@ -128,15 +133,42 @@ private Q_SLOTS:
 
     void isDurableAlsoWhereTheServerNeedNotBe()
     {
-        auto url = location.server;
-        QUrlQuery query(url);
-        const auto options = query.queryItemValue(u"options"_s, QUrl::FullyDecoded);
-        query.removeQueryItem(u"options"_s);
-        query.addQueryItem(u"options"_s, options + u" -csynchronous_commit=off"_s);
-        url.setQuery(query);
-        const auto hasty = openDatabase({ .server = url });
+        const auto hasty = openDatabase({ .server = withOption(u"-csynchronous_commit=off"_s) });
         QCOMPARE(value(hasty->rows(u"SHOW synchronous_commit"_s)).first().first().toString(),
                  u"on"_s);
+    }
+
+    void keepsWhatItIsToldWhenTheServersSettingsChangeMeanwhile()
+    {
+        changeOnServer(u"standard_conforming_strings"_s, u"off"_s);
+        changeOnServer(u"synchronous_commit"_s, u"off"_s);
+        (void)value(database->rows(u"SELECT pg_reload_conf()"_s));
+        QTRY_COMPARE(shown(u"standard_conforming_strings"_s), u"off"_s);
+        QCOMPARE(shown(u"synchronous_commit"_s), u"on"_s);
+
+        const auto title = uR"(\'); DELETE FROM branches; -- \\' \n ? '' :x $1)"_s;
+        (void)value(storage->branches.add(owner, sampleDocument(u"first"_s)));
+        const auto id = value(storage->branches.add(owner, sampleDocument(title)));
+        QCOMPARE(titles(), (QStringList { title, u"first"_s }));
+        QByteArray picture;
+        for (int i = 0; i <= 255; ++i)
+            picture.append(static_cast<char>(i));
+        (void)value(storage->screenshots.add(sampleShot(id, picture), { 1, 1 }));
+        const auto shot = value(storage->branches.one(owner, id))->screenshots.first();
+        QCOMPARE(value(storage->screenshots.picture(owner, shot.sha256)), picture);
+    }
+
+    void seesWhatOthersKeptMeanwhileAlsoWhereTheServerWouldHideIt()
+    {
+        const auto strict = openDatabase(
+            { .server = withOption(u"-cdefault_transaction_isolation=serializable"_s) });
+        Storage theirs(*strict);
+        WriteGroup group(*strict);
+        QVERIFY(!theirs.settings.setValue(u"a"_s, u"1"_s));
+        QVERIFY(!storage->settings.setValue(u"b"_s, u"ours"_s));
+        QCOMPARE(value(theirs.settings.value(u"b"_s)), u"ours"_s);
+        QVERIFY(!theirs.settings.setValue(u"b"_s, u"theirs"_s));
+        QVERIFY(!group.commit());
     }
 
     void tellsWhatMakesABackup()
@@ -157,6 +189,29 @@ private Q_SLOTS:
     }
 
 private:
+    void changeOnServer(const QString& setting, const QString& to)
+    {
+        changed = true;
+        (void)value(database->rows(u"ALTER SYSTEM SET %1 = %2"_s.arg(setting, to)));
+    }
+
+    QString shown(const QString& setting)
+    {
+        return value(database->rows(u"SHOW "_s + setting)).first().first().toString();
+    }
+
+    /// Where the database is, with one more option for the server.
+    [[nodiscard]] QUrl withOption(const QString& option) const
+    {
+        auto url = location.server;
+        QUrlQuery query(url);
+        const auto options = query.queryItemValue(u"options"_s, QUrl::FullyDecoded);
+        query.removeQueryItem(u"options"_s);
+        query.addQueryItem(u"options"_s, options + u' ' + option);
+        url.setQuery(query);
+        return url;
+    }
+
     QStringList titles()
     {
         QStringList list;
@@ -171,6 +226,7 @@ private:
     std::unique_ptr<Database> database;
     std::unique_ptr<Storage> storage;
     QString owner;
+    bool changed = false; ///< The server's settings are not those that it began with.
 };
 
 } // namespace quibel::inbox
