@@ -461,6 +461,7 @@ private Q_SLOTS:
         QCOMPARE(before[0].toObject().size(), 4);
 
         QCOMPARE(value(web->storage.keys.use(hashSecret(key))), owner.accountID);
+        QVERIFY(!web->storage.keys.noteUses());
         QVERIFY(array(web->get(owner, "/web/keys"))[0][u"last_used_at"_s].isString());
         const auto id = made[u"id"_s].toString().toLatin1();
         QCOMPARE(web->send(owner, "DELETE", "/web/keys/" + id).status, 204);
