@@ -1,9 +1,10 @@
 #include "inbox/api/JsonFields.h"
 
+#include "inbox/api/Name.h"
+
 #include <QDateTime>
 #include <QRegularExpression>
 
-#include <algorithm>
 #include <cmath>
 
 namespace quibel::inbox {
@@ -22,21 +23,6 @@ std::optional<qint64> wholeNumber(const QJsonValue& value, qint64 smallest)
         || std::trunc(number) != number)
         return {};
     return static_cast<qint64>(number);
-}
-
-bool endsLine(char32_t character)
-{
-    const auto category = QChar::category(character);
-    return category == QChar::Other_Control || category == QChar::Separator_Line
-        || category == QChar::Separator_Paragraph;
-}
-
-bool isName(const QString& text)
-{
-    constexpr qsizetype longest = 100;
-    const auto characters = text.toUcs4();
-    return text.isValidUtf16() && !characters.isEmpty() && characters.size() <= longest
-        && std::none_of(characters.begin(), characters.end(), endsLine);
 }
 
 /// Whether a database can keep the text as it is: no NUL, no half of a surrogate pair.
@@ -112,11 +98,9 @@ bool JsonFields::flag(const QString& key)
 QString JsonFields::name(const QString& key)
 {
     const auto value = take(key);
-    auto text = value.toString().trimmed();
-    require(value.isString() && isName(text),
-            key,
-            u"must be 1 to 100 characters without line breaks and other control characters"_s);
-    return text;
+    auto name = toName(value.toString());
+    require(value.isString() && name, key, u"must be "_s + nameRule);
+    return std::move(name).value_or(QString());
 }
 
 qint64 JsonFields::place(const QString& key)

@@ -1,5 +1,7 @@
 #include "inbox/program/CommandLine.h"
 
+#include "inbox/api/Name.h"
+
 #include <QCommandLineParser>
 #include <QStandardPaths>
 
@@ -10,8 +12,6 @@ namespace quibel::inbox {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr qsizetype longestName = 100;
 
 const auto usage = uR"(Usage: quibel-inbox COMMAND [OPTIONS]
 
@@ -106,21 +106,29 @@ CommandLine::Notice misuse(const QString& problem)
              .text = u"quibel-inbox: %1\nTry: quibel-inbox --help\n"_s.arg(problem) };
 }
 
-bool isName(const QString& text)
+bool isAboutName(const Form& form)
 {
-    return !text.trimmed().isEmpty() && text.size() <= longestName && text.isValidUtf16()
-        && std::ranges::none_of(text, [](QChar c) { return c.category() == QChar::Other_Control; });
+    using enum CommandLine::Command;
+    return form.command == addProject || form.command == addAccount || form.command == setPassword;
 }
 
 std::optional<QString> complainAboutNames(const QCommandLineParser& options, const Form& form)
 {
-    using enum CommandLine::Command;
     auto names = QStringList { options.value(u"name"_s), options.value(u"account"_s) };
-    if (form.command == addProject || form.command == addAccount)
+    if (isAboutName(form))
         names.append(options.positionalArguments().last());
-    if (std::ranges::all_of(names, isName))
+    if (std::ranges::all_of(names, &std::optional<QString>::has_value, toName))
         return {};
-    return u"a name has 1 to %1 characters and no control characters"_s.arg(longestName);
+    return u"a name must be "_s + nameRule;
+}
+
+/// The word behind the command; a name as it is kept, anything else as it was typed.
+QString readOperand(const QCommandLineParser& options, const Form& form)
+{
+    if (form.operand.isEmpty())
+        return {};
+    const auto typed = options.positionalArguments().last();
+    return isAboutName(form) ? toName(typed).value_or(QString()) : typed;
 }
 
 std::optional<QString> complainAboutServing(const QCommandLineParser& options)
@@ -186,9 +194,9 @@ CommandLine assemble(const QCommandLineParser& options, const Form& form, const 
     line.database.directory = options.value(u"data"_s);
     line.database.server = server;
     line.database.mustExist = form.reads;
-    line.account = options.value(u"account"_s);
-    line.operand = form.operand.isEmpty() ? QString() : options.positionalArguments().last();
-    line.keyName = options.value(u"name"_s);
+    line.account = toName(options.value(u"account"_s)).value_or(QString());
+    line.operand = readOperand(options, form);
+    line.keyName = toName(options.value(u"name"_s)).value_or(QString());
     line.json = options.isSet(u"json"_s);
     line.printOnly = options.isSet(u"print"_s);
     if (options.isSet(u"output"_s))

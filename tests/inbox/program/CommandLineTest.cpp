@@ -98,6 +98,22 @@ private Q_SLOTS:
         QCOMPARE(parsed(u"screenshot b1 --output x.png"_s).outputFile, u"x.png"_s);
     }
 
+    void takesNamesWithoutTheBlanksAroundThem()
+    {
+        const auto read = [](const QStringList& words) {
+            return std::get<CommandLine>(
+                CommandLine::parse(QStringList { u"quibel-inbox"_s } + words));
+        };
+        QCOMPARE(read({ u"accounts"_s, u"add"_s, u" Ada L "_s }).operand, u"Ada L"_s);
+        QCOMPARE(read({ u"accounts"_s, u"password"_s, u" Ada "_s }).operand, u"Ada"_s);
+        QCOMPARE(read({ u"projects"_s, u"add"_s, u"\tGarden"_s }).operand, u"Garden"_s);
+        const auto key
+            = read({ u"keys"_s, u"create"_s, u"--name"_s, u" x "_s, u"--account"_s, u" Ada "_s });
+        QCOMPARE(key.keyName, u"x"_s);
+        QCOMPARE(key.account, u"Ada"_s);
+        QCOMPARE(read({ u"backup"_s, u" f "_s }).operand, u" f "_s);
+    }
+
     void takesTheDatabaseEverywhere_data()
     {
         QTest::addColumn<QString>("words");
@@ -178,11 +194,13 @@ private Q_SLOTS:
               u"--behind-proxy"_s },
             u"the proxy speaks TLS"_s);
         row({ u"screenshot"_s, u"a"_s, u"--output"_s, u""_s }, u"--output needs a file"_s);
-        row({ u"projects"_s, u"add"_s, u" "_s }, u"a name has 1 to 100"_s);
-        row({ u"projects"_s, u"add"_s, u"a\nb"_s }, u"no control characters"_s);
-        row({ u"accounts"_s, u"add"_s, QString(101, u'x') }, u"a name has 1 to 100"_s);
-        row({ u"keys"_s, u"create"_s, u"--name"_s, QString(101, u'x') }, u"a name has 1 to 100"_s);
-        row({ u"branches"_s, u"--account"_s, u""_s }, u"a name has 1 to 100"_s);
+        row({ u"projects"_s, u"add"_s, u" "_s }, u"a name must be 1 to 100"_s);
+        row({ u"projects"_s, u"add"_s, u"a\nb"_s }, u"other control characters"_s);
+        row({ u"accounts"_s, u"add"_s, u"a\u2028b"_s }, u"without line breaks"_s);
+        row({ u"accounts"_s, u"add"_s, QString(101, u'x') }, u"a name must be 1 to 100"_s);
+        row({ u"keys"_s, u"create"_s, u"--name"_s, QString(101, u'x') },
+            u"a name must be 1 to 100"_s);
+        row({ u"branches"_s, u"--account"_s, u""_s }, u"a name must be 1 to 100"_s);
     }
     void explainsAMisuse()
     {
