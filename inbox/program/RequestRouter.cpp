@@ -83,10 +83,10 @@ HttpResponse RequestRouter::route(const HttpRequest& request)
 {
     if (request.path == "/healthz")
         return routed(health(request), "/healthz");
-    if (request.path == "/metrics")
-        return routed(metrics(request), "/metrics");
     if (auto refusal = refuseStrangeHost(request))
         return *std::move(refusal);
+    if (request.path == "/metrics")
+        return routed(metrics(request), "/metrics");
     return request.path.startsWith("/api/") ? agent.answer(request) : site.answer(request);
 }
 

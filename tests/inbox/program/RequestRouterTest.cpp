@@ -107,7 +107,8 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, host);
         QFETCH(bool, local);
-        for (const auto& path : { "/sign-in"_ba, "/api/projects"_ba, "/web/session"_ba }) {
+        for (const auto& path :
+             { "/sign-in"_ba, "/api/projects"_ba, "/web/session"_ba, "/metrics"_ba }) {
             auto named = request("GET", path);
             named.headers.insert("host", host);
             QCOMPARE(router->answer({ named }).first().status != 421, local);
