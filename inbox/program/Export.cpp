@@ -125,9 +125,13 @@ std::optional<QString> exportAll(Storage& storage, const QString& directory)
         return u"%1 is there already; name a new directory"_s.arg(directory);
     constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
     const QDir parent(target.absolutePath());
-    const bool made = target.exists() || parent.mkdir(target.fileName(), ownerOnly);
-    if (!made || !QDir(directory).mkdir(u"pictures"_s))
+    if (!target.isDir() && !parent.mkdir(target.fileName(), ownerOnly))
         return u"the directory %1 cannot be made"_s.arg(directory);
+    // One that was there may be open to others. Some file systems know of no owners: there it
+    // stays as it is.
+    (void)QFile::setPermissions(directory, ownerOnly);
+    if (!QDir(directory).mkdir(u"pictures"_s))
+        return u"the directory %1 cannot be written to"_s.arg(directory);
     return Exporter(storage, directory).run();
 }
 

@@ -322,6 +322,8 @@ private Q_SLOTS:
         QCOMPARE(run({ u"accounts"_s, u"add"_s, u"Ada"_s }).exitCode, 0);
 
         const QDir target(directory->filePath(u"out"_s));
+        QVERIFY(QDir().mkdir(target.path()));
+        QVERIFY(QFile::setPermissions(target.path(), QFile::Permissions(0x7755)));
         const auto outcome = run({ u"export"_s, target.path() });
         QVERIFY2(outcome.exitCode == 0, outcome.errors.constData());
         QFile document(target.filePath(u"inbox.json"_s));
@@ -337,6 +339,8 @@ private Q_SLOTS:
         QFile file(target.filePath(u"pictures/%1.png"_s.arg(hash)));
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll(), picture);
+        QCOMPARE(QFileInfo(target.path()).permissions() & QFile::Permissions(0x0077),
+                 QFile::Permissions());
 
         const auto again = run({ u"export"_s, target.path() });
         QCOMPARE(again.exitCode, 1);
