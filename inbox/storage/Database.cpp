@@ -141,6 +141,8 @@ StorageResult<QSqlQuery> Database::runInGroup(const QString& statement, const Ro
     inPart = true;
     auto done = run(statement, values, Again::mustNot);
     inPart = false;
+    if (doomed)
+        return done;
     if (std::holds_alternative<StorageError>(done))
         if (auto error = command(u"ROLLBACK TO SAVEPOINT statement"_s))
             return *error;

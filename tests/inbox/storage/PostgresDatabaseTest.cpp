@@ -92,6 +92,16 @@ private Q_SLOTS:
         QCOMPARE(titles(), QStringList { u"after"_s });
     }
 
+    void saysThatTheServerIsGoneAlsoWhenThatHappensWithinAStatementOfAGroup()
+    {
+        WriteGroup group(*database);
+        (void)value(storage->branches.add(owner, sampleDocument(u"lost"_s)));
+        QCOMPARE(failure(database->change(u"SELECT pg_terminate_backend(pg_backend_pid())"_s)).kind,
+                 StorageError::Kind::unavailable);
+        QCOMPARE(group.commit()->kind, StorageError::Kind::unavailable);
+        QCOMPARE(titles(), QStringList());
+    }
+
     void reportsACommitThatTheServerDidNotSee()
     {
         {
