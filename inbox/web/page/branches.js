@@ -24,12 +24,17 @@ const feed = new BranchFeed(byId("feed"), (branch) => branchCard(branch, { toggl
 
 let projects = [];
 let unseen = 0;
+/** How many are under way: a newer one overtakes those before. */
+let loads = 0;
 
 async function load() {
     unseen = 0;
     byId("feed").setAttribute("aria-busy", "true");
+    loads += 1;
     const loaded = await attempt("The branches could not be loaded.", () => pages.load());
+    loads -= 1;
     byId("loading").hidden = true;
+    if (loads === 0) byId("feed").setAttribute("aria-busy", "false");
     if (!loaded) return;
     const count = pages.branches.length;
     if (!filters.isPlain) announce(count === 0 ? "Nothing found" : `${pages.hasMore ? "More than " : ""}${counted(count)}`);
@@ -43,7 +48,6 @@ function counted(count) {
 function show(arrived) {
     const { branches } = pages;
     feed.show(branches);
-    byId("feed").setAttribute("aria-busy", "false");
     byId("more").hidden = !pages.hasMore;
     byId("empty").hidden = branches.length > 0;
     if (branches.length === 0) keepUp(() => explainEmptyList(filters));

@@ -219,6 +219,11 @@ private Q_SLOTS:
                                      u"The branch was not marked as done. "
                                      "The inbox cannot be reached."_s));
         QVERIFY(shows(titles, { u"Before"_s }));
+        for (const auto& state : { u"[value=done]"_s, u"[value=open]"_s }) {
+            QVERIFY(browser->click(state));
+            QVERIFY(browser->waitForText(u"#problem"_s, u"The branches could not be loaded."_s));
+            QVERIFY(browser->waitUntil(u"document.querySelector('[aria-busy=true]') === null"_s));
+        }
         QVERIFY(inbox->start());
         inbox->post(branchOf(u"Meanwhile"_s));
         QVERIFY(shows(titles, { u"Meanwhile"_s, u"Before"_s }));
