@@ -36,11 +36,12 @@ void setFocus(xcb_window_t window)
 {
     xcb_connection_t* connection = toolkitConnection();
     // With the time of a key press the server would refuse the focus whenever another window has
-    // got it in between. A window that is gone or out of sight is no error here.
-    const auto request
-        = xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
-    xcb_discard_reply(connection, request.sequence);
-    xcb_flush(connection);
+    // got it in between. A window that is gone or out of sight is no error here. Waiting for the
+    // answer keeps what is typed ahead from the window that had the focus: it is let go on another
+    // connection, which the server may serve before this one.
+    const XcbOwned<xcb_generic_error_t> ignored(xcb_request_check(
+        connection,
+        xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME)));
 }
 
 } // namespace
