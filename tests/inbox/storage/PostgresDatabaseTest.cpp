@@ -131,7 +131,7 @@ private Q_SLOTS:
         QVERIFY2(!error.reason.contains(u"secret"), qPrintable(error.reason));
     }
 
-    void saysWhyItCannotConnect()
+    void saysWhyItCannotConnect() const
     {
         auto url = location.server;
         QUrlQuery query(url);
