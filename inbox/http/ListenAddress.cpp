@@ -32,7 +32,7 @@ std::optional<in6_addr> toIPv6(const QString& host)
 std::optional<ListenAddress> ListenAddress::parse(const QString& text)
 {
     static const QRegularExpression form(
-        uR"(\A(?:\[(?<v6>[^\]]+)\]|(?<v4>[^:\[\]]+)):(?<port>[0-9]{1,5})\z)"_s);
+        uR"(\A(?:\[(?<v6>[0-9A-Fa-f:.]+)\]|(?<v4>[0-9.]+|localhost)):(?<port>[0-9]{1,5})\z)"_s);
     const auto match = form.match(text);
     if (!match.hasMatch())
         return {};
@@ -60,7 +60,7 @@ bool ListenAddress::isLoopback() const
 
 QString ListenAddress::toString() const
 {
-    return (host.contains(u':') ? u"[%1]:%2"_s : u"%1:%2"_s).arg(host).arg(port);
+    return (host.contains(u':') ? u"[%1]:%2"_s : u"%1:%2"_s).arg(host, QString::number(port));
 }
 
 } // namespace quibel::inbox

@@ -59,6 +59,9 @@ private Q_SLOTS:
                                   u"::1:80"_s,
                                   u"[127.0.0.1]:80"_s,
                                   u"[::1]"_s,
+                                  u"[::1\0]:80"_s,
+                                  u"[::1%1]:80"_s,
+                                  u"127.0.0.1\0x:80"_s,
                                   u"example.com:80"_s })
             QTest::newRow(qPrintable(u'"' + text + u'"')) << text;
     }
