@@ -286,6 +286,11 @@ private Q_SLOTS:
         QVERIFY(signedIn.head.contains("set-cookie: "));
         QVERIFY(!send(url, "GET " + link.path().toUtf8()).head.contains("set-cookie: "));
         QVERIFY2(!inbox->takeErrors().contains(link.fileName().toUtf8()), "the log tells the link");
+
+        QVERIFY(inbox->stop());
+        const auto after = run({ u"open"_s, u"--print"_s });
+        QCOMPARE(after.exitCode, 1);
+        QVERIFY(after.errors.contains("quibel-inbox serve"));
     }
 
     void backsUpWhileItIsServed()
