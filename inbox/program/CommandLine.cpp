@@ -181,10 +181,10 @@ complaint(const QCommandLineParser& options, const Form& form, const QUrl& serve
 QUrl readServer(const QCommandLineParser& options)
 {
     if (options.isSet(u"database"_s))
-        return QUrl(options.value(u"database"_s), QUrl::StrictMode);
+        return { options.value(u"database"_s), QUrl::StrictMode };
     if (options.isSet(u"data"_s))
         return {};
-    return QUrl(qEnvironmentVariable("QUIBEL_INBOX_DATABASE"), QUrl::StrictMode);
+    return { qEnvironmentVariable("QUIBEL_INBOX_DATABASE"), QUrl::StrictMode };
 }
 
 CommandLine assemble(const QCommandLineParser& options, const Form& form, const QUrl& server)

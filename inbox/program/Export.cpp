@@ -41,7 +41,7 @@ public:
         if (!document.open(QIODevice::WriteOnly))
             return documentProblem();
         write("{\"accounts\":[");
-        auto separator = "\n";
+        const auto* separator = "\n";
         for (const auto& account : std::get<QList<Account>>(found)) {
             write(separator);
             if (auto failure = writeAccount(account))
@@ -75,7 +75,7 @@ private:
         write(head + ",\"branches\":[");
 
         Failure failure;
-        auto separator = "\n";
+        const auto* separator = "\n";
         const auto error
             = visitBranches(storage.branches, account.id, [&](const StoredBranch& branch) {
                   write(separator);
