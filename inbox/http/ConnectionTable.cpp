@@ -50,7 +50,7 @@ void ConnectionTable::setIdle(Connection& connection)
 void ConnectionTable::cutLongestBody(std::chrono::milliseconds age)
 {
     const auto longest = std::ranges::find_if(idle, [](const Connection& connection) {
-        return connection.exchange && connection.exchange->kept > 0;
+        return connection.exchange != nullptr && connection.exchange->kept > 0;
     });
     if (longest != idle.end() && Clock::now() - longest->idleSince > age)
         cut(*longest);

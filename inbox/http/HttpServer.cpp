@@ -53,7 +53,7 @@ QList<Exchange*> HttpServer::takeWaiting()
     const std::lock_guard lock(mutex);
     const auto end
         = waiting.begin() + qMin(requestsTogether, static_cast<qsizetype>(waiting.size()));
-    const QList<Exchange*> group(waiting.begin(), end);
+    QList<Exchange*> group(waiting.begin(), end);
     waiting.erase(waiting.begin(), end);
     // Through the event loop, so that a signal to stop gets its turn between two groups.
     if (!waiting.empty())

@@ -65,28 +65,28 @@ std::variant<TlsCredentials::Pair, QString> readPair(const TlsCredentials::Files
 
     Chain chain;
     const auto chainData = toDatum(std::get<QByteArray>(certificateBytes));
-    if (const auto error = gnutls_x509_crt_list_import2(
+    if (const auto problem = gnutls_x509_crt_list_import2(
             &chain.certificates, &chain.count, &chainData, GNUTLS_X509_FMT_PEM, 0);
-        error < 0)
-        return u"there is no certificate in %1: %2"_s.arg(files.certificate, words(error));
+        problem < 0)
+        return u"there is no certificate in %1: %2"_s.arg(files.certificate, words(problem));
 
     const PrivateKey key;
     const auto keyData = toDatum(std::get<QByteArray>(keyBytes));
-    if (const auto error
+    if (const auto problem
         = gnutls_x509_privkey_import2(key.key, &keyData, GNUTLS_X509_FMT_PEM, nullptr, 0);
-        error < 0)
-        return u"there is no key without a password in %1: %2"_s.arg(files.key, words(error));
+        problem < 0)
+        return u"there is no key without a password in %1: %2"_s.arg(files.key, words(problem));
 
     gnutls_certificate_credentials_t made = nullptr;
-    if (const auto error = gnutls_certificate_allocate_credentials(&made); error < 0)
-        return words(error);
+    if (const auto problem = gnutls_certificate_allocate_credentials(&made); problem < 0)
+        return words(problem);
     TlsCredentials::Pair pair(made, &gnutls_certificate_free_credentials);
-    if (const auto error = gnutls_certificate_set_x509_key(
-            made, chain.certificates, static_cast<int>(chain.count), key.key);
-        error == GNUTLS_E_CERTIFICATE_KEY_MISMATCH)
+    const auto error = gnutls_certificate_set_x509_key(
+        made, chain.certificates, static_cast<int>(chain.count), key.key);
+    if (error == GNUTLS_E_CERTIFICATE_KEY_MISMATCH)
         return u"the key in %1 is not that of the certificate in %2"_s.arg(files.key,
                                                                            files.certificate);
-    else if (error < 0)
+    if (error < 0)
         return u"the certificate in %1 cannot be used: %2"_s.arg(files.certificate, words(error));
     return pair;
 }
