@@ -74,7 +74,9 @@ QList<HttpResponse> RequestRouter::answerInGroup(const QList<HttpRequest>& reque
 /// What cannot be noted now is noted with a later use.
 void RequestRouter::noteUses()
 {
-    WriteGroup group(database);
+    if (!storage.keys.hasUses() && !storage.sessions.hasUses())
+        return;
+    WriteGroup group(database, WriteGroup::Waiting::none);
     if (!storage.keys.noteUses() && !storage.sessions.noteUses())
         (void)group.commit();
 }

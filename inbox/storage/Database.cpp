@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 StorageResult<std::unique_ptr<Database>> Database::open(const DatabaseLocation& location)
 {
-    std::unique_ptr<Database> database(new Database(Dialect::of(location)));
+    std::unique_ptr<Database> database(new Database(Dialect::of(location), location.patience));
     if (auto error = database->kind->prepare(database->connection))
         return *error;
     if (auto error = database->connect())
@@ -25,8 +25,9 @@ StorageResult<std::unique_ptr<Database>> Database::open(const DatabaseLocation& 
     return database;
 }
 
-Database::Database(std::unique_ptr<Dialect> databaseKind)
+Database::Database(std::unique_ptr<Dialect> databaseKind, std::chrono::milliseconds patience)
     : kind(std::move(databaseKind))
+    , usualPatience(patience)
     , connection(
           QSqlDatabase::addDatabase(kind->driver(), QUuid::createUuid().toString(QUuid::Id128)))
 {
@@ -169,6 +170,13 @@ StorageError Database::noteFailure(const QSqlError& failure)
     if (begun && (lost || !(guarded || kind->goesOnAfter(failure))))
         doom(error);
     return error;
+}
+
+void Database::setPatience(std::chrono::milliseconds patience)
+{
+    // Where there is no connection, a new one begins with the usual patience.
+    QSqlQuery query(connection);
+    query.exec(kind->patienceStatement(patience));
 }
 
 std::optional<StorageError> Database::begin()

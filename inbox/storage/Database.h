@@ -59,7 +59,7 @@ private:
     /// Whether a statement can be sent again when the server was found to be gone.
     enum class Again { may, mustNot };
 
-    explicit Database(std::unique_ptr<Dialect> databaseKind);
+    Database(std::unique_ptr<Dialect> databaseKind, std::chrono::milliseconds patience);
 
     [[nodiscard]] std::optional<StorageError> connect();
     [[nodiscard]] StorageResult<QSqlQuery>
@@ -69,6 +69,7 @@ private:
     [[nodiscard]] std::optional<StorageError> command(const QString& statement);
     [[nodiscard]] StorageError noteFailure(const QSqlError& failure);
 
+    void setPatience(std::chrono::milliseconds patience);
     [[nodiscard]] std::optional<StorageError> begin();
     [[nodiscard]] std::optional<StorageError> beginInGroup();
     [[nodiscard]] std::optional<StorageError> commit();
@@ -76,6 +77,7 @@ private:
     void doom(const StorageError& error);
 
     std::unique_ptr<Dialect> kind;
+    const std::chrono::milliseconds usualPatience;
     QSqlDatabase connection;
     QElapsedTimer sinceRefusal; ///< Since the last attempt to connect failed.
     qint64 refusalTook = 0;     ///< How long that attempt took, in milliseconds.

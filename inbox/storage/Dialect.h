@@ -10,6 +10,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -30,6 +31,8 @@ public:
     [[nodiscard]] virtual QString driver() const = 0;
     /// Tells a connection where to go, and sees to it that there is something to open.
     [[nodiscard]] virtual std::optional<StorageError> prepare(QSqlDatabase& connection) const = 0;
+    /// Has a connection wait this long for another process that writes.
+    [[nodiscard]] virtual QString patienceStatement(std::chrono::milliseconds patience) const = 0;
     /// What every new connection begins with.
     [[nodiscard]] virtual QStringList greeting() const = 0;
 

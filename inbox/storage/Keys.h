@@ -36,6 +36,7 @@ public:
 
     /// Whose key this is; none when it is unknown or revoked.
     [[nodiscard]] StorageResult<std::optional<QString>> use(const QByteArray& hash);
+    [[nodiscard]] bool hasUses() const { return !usedIDs.isEmpty(); }
     /// Writes down which keys were used since the last call. Apart from `use`, so that a database
     /// that cannot be written to keeps nobody from reading.
     [[nodiscard]] std::optional<StorageError> noteUses();

@@ -4,6 +4,7 @@
 #include <QUrlQuery>
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace quibel::inbox {
@@ -83,10 +84,16 @@ std::optional<StorageError> PostgresDialect::prepare(QSqlDatabase& connection) c
     return {};
 }
 
+QString PostgresDialect::patienceStatement(std::chrono::milliseconds patience) const
+{
+    // There 0 would mean for ever.
+    return u"SET lock_timeout = %1"_s.arg(std::max(patience.count(), std::int64_t { 1 }));
+}
+
 QStringList PostgresDialect::greeting() const
 {
     return {
-        u"SET lock_timeout = %1"_s.arg(location.patience.count()),
+        patienceStatement(location.patience),
         u"SET client_min_messages = warning"_s,
         // What is set here holds also when the server's own settings change later.
         u"SET default_transaction_isolation = 'read committed'"_s,

@@ -11,6 +11,7 @@ public:
 
     [[nodiscard]] QString driver() const override;
     [[nodiscard]] std::optional<StorageError> prepare(QSqlDatabase& connection) const override;
+    [[nodiscard]] QString patienceStatement(std::chrono::milliseconds patience) const override;
     [[nodiscard]] QStringList greeting() const override;
 
     [[nodiscard]] bool

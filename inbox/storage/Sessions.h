@@ -29,6 +29,7 @@ public:
                                                     const QByteArray& hash);
     /// Whose session this is; none when it has ended.
     [[nodiscard]] StorageResult<std::optional<Account>> use(const QByteArray& hash);
+    [[nodiscard]] bool hasUses() const { return !usedHashes.isEmpty(); }
     /// Writes down, to the hour, which sessions were used since the last call. Apart from `use`, so
     /// that a database that cannot be written to keeps nobody from reading.
     [[nodiscard]] std::optional<StorageError> noteUses();

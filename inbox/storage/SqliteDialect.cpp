@@ -66,13 +66,18 @@ std::optional<StorageError> SqliteDialect::prepare(QSqlDatabase& connection) con
     if (auto error = makeFile(path))
         return error;
     connection.setDatabaseName(path);
-    connection.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=%1"_s.arg(location.patience.count()));
     return {};
+}
+
+QString SqliteDialect::patienceStatement(std::chrono::milliseconds patience) const
+{
+    return u"PRAGMA busy_timeout = %1"_s.arg(patience.count());
 }
 
 QStringList SqliteDialect::greeting() const
 {
-    return { u"PRAGMA journal_mode = WAL"_s,
+    return { patienceStatement(location.patience),
+             u"PRAGMA journal_mode = WAL"_s,
              u"PRAGMA synchronous = FULL"_s,
              u"PRAGMA foreign_keys = ON"_s };
 }

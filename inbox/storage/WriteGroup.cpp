@@ -2,11 +2,16 @@
 
 #include "inbox/storage/Database.h"
 
+#include <chrono>
+
 namespace quibel::inbox {
 
-WriteGroup::WriteGroup(Database& openDatabase)
+WriteGroup::WriteGroup(Database& openDatabase, Waiting groupWaiting)
     : database(openDatabase)
+    , waiting(groupWaiting)
 {
+    if (waiting == Waiting::none)
+        database.setPatience(std::chrono::milliseconds(0));
     database.grouped = true;
 }
 
@@ -15,6 +20,8 @@ WriteGroup::~WriteGroup()
     database.rollBack();
     database.grouped = false;
     database.doomed.reset();
+    if (waiting == Waiting::none)
+        database.setPatience(database.usualPatience);
 }
 
 std::optional<StorageError> WriteGroup::commit()

@@ -18,7 +18,9 @@ class Database;
 class WriteGroup
 {
 public:
-    explicit WriteGroup(Database& openDatabase);
+    enum class Waiting { usual, none }; ///< For another process that writes.
+
+    explicit WriteGroup(Database& openDatabase, Waiting groupWaiting = Waiting::usual);
     Q_DISABLE_COPY_MOVE(WriteGroup)
     ~WriteGroup();
 
@@ -27,6 +29,7 @@ public:
 
 private:
     Database& database;
+    Waiting waiting;
 };
 
 } // namespace quibel::inbox

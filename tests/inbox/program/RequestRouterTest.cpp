@@ -4,6 +4,7 @@
 #include "inbox/storage/Storage.h"
 #include "tests/inbox/agent/SampleDocuments.h"
 
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -149,6 +150,20 @@ private Q_SLOTS:
         QVERIFY(!value(database->rows(limit.arg(1'000'000))).isEmpty());
         QCOMPARE(router->answer({ post(u"small"_s) }).first().status, 201);
         QCOMPARE(titles(), QStringList { u"small"_s });
+    }
+
+    void keepsNoReaderWaitingForAnotherProcessThatWrites()
+    {
+        const auto other = value(Database::open({ .directory = directory->path() }));
+        (void)value(other->rows(u"BEGIN IMMEDIATE"_s));
+        QElapsedTimer time;
+        time.start();
+        QCOMPARE(router->answer({ projects() }).first().status, 200);
+        QVERIFY(time.elapsed() < 5000);
+        (void)value(other->rows(u"ROLLBACK"_s));
+        QVERIFY(!lastUse().has_value());
+        QCOMPARE(router->answer({ projects() }).first().status, 200);
+        QVERIFY(lastUse().has_value());
     }
 
     void answersReadersAlsoWhenNothingCanBeWritten()
