@@ -21,7 +21,7 @@ public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
     static constexpr int freeTries = 5;
-    static constexpr int burst = 20; ///< Tries that may come at once, of all clients.
+    static constexpr int burst = 6; ///< Tries that may come at once, of all clients.
     static constexpr std::chrono::seconds shortestWait { 2 };
     static constexpr std::chrono::minutes longestWaitOfClient { 15 };
     static constexpr std::chrono::minutes longestWaitOfAccount { 1 };
