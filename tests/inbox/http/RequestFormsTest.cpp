@@ -79,6 +79,8 @@ private Q_SLOTS:
         };
         const QByteArray post("POST / HTTP/1.1\r\nHost: x\r\n");
         row("without Host", "GET / HTTP/1.1\r\n\r\n", 400);
+        row("two hosts", "GET / HTTP/1.1\r\nHost: x\r\nHost: y\r\n\r\n", 400);
+        row("a blank behind the name of a header", post + "Content-Length : 5\r\n\r\nhello", 400);
         row("a header beyond its room",
             RawHttp::request("GET /", { "X: " + QByteArray(100'000, 'x') }),
             431);
@@ -122,9 +124,21 @@ private Q_SLOTS:
         QFETCH(int, status);
         RawHttp http(server->port);
         http.send(bytes);
-        QCOMPARE(http.receive().status, status);
+        const auto answer = http.receive();
+        QCOMPARE(answer.status, status);
+        QVERIFY2(answer.head.count("http/1.1") == 1, answer.head.constData());
+        QVERIFY(!answer.body.contains("HTTP/1.1"));
         QVERIFY(http.isClosedByPeer());
         QVERIFY(server->requests.isEmpty());
+    }
+
+    void saysWhatIsWrongWithAFormItKnows()
+    {
+        RawHttp http(server->port);
+        http.send("GET / HTTP/1.1\r\n\r\n");
+        const auto answer = http.receive();
+        QCOMPARE(answer.code(), u"bad_request"_s);
+        QCOMPARE(answer.message(), u"a request names one host"_s);
     }
 
     void cutsOffNoise_data()

@@ -125,7 +125,7 @@ private Q_SLOTS:
         RequestMetrics metrics;
         metrics.count(request("GET", "/a", 200, 5ms));
         static const QRegularExpression form(QString::fromLatin1(quoted(
-            "\\A(# (HELP|TYPE) [a-z_]+ .+|[a-z_]+(\\{([a-z]+='[^']*',?)+\\})? [0-9.e+-]+)\\z")));
+            R"(\A(# (HELP|TYPE) [a-z_]+ .+|[a-z_]+(\{([a-z]+='[^']*',?)+\})? [0-9.e+-]+)\z)")));
         auto lines = metrics.text().split('\n');
         QCOMPARE(lines.takeLast(), QByteArray());
         for (const auto& line : lines)
