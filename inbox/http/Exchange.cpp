@@ -4,6 +4,8 @@
 #include "inbox/http/EventStream.h"
 #include "inbox/http/RequestTarget.h"
 
+#include <QByteArrayList>
+
 #include <algorithm>
 #include <array>
 
@@ -34,6 +36,16 @@ QByteArray knownMethod(const QByteArray& method)
                                                            "PUT",     "PATCH",   "DELETE",
                                                            "OPTIONS", "CONNECT", "TRACE" };
     return std::ranges::find(known, QByteArrayView(method)) == known.end() ? other : method;
+}
+
+/// Source: RFC 9110, 5.6.2.
+bool isToken(const QByteArray& name)
+{
+    constexpr QByteArrayView marks("!#$%&'*+-.^_`|~");
+    return !name.isEmpty() && std::ranges::all_of(name, [&](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
+            || marks.contains(c);
+    });
 }
 
 /// What the proxy itself added: all before it came from the client, which may lie.
@@ -78,6 +90,11 @@ QString Exchange::malformation(const char* version) const
         return u"the request line must have a method, a path and a version"_s;
     if (!RequestTarget::parse(target))
         return u"the request line does not name a path"_s;
+    // A name with a blank behind it is a header for others on the way, but none for us.
+    if (!std::all_of(request.headers.keyBegin(), request.headers.keyEnd(), isToken))
+        return u"a header has a name without blanks, and a colon right behind it"_s;
+    if (request.headers.value("host").contains(','))
+        return u"a request names one host"_s;
     const auto length = request.headers.constFind("content-length");
     const auto encoding = request.headers.constFind("transfer-encoding");
     if (encoding != request.headers.constEnd() && encoding->toLower() != "chunked")
@@ -102,7 +119,11 @@ void Exchange::readClient(const Transport& transport)
         if (const auto named = ClientAddress::parse(lastEntry(headers.value("x-forwarded-for")));
             !named.text.isEmpty())
             address = named;
-        if (headers.contains("x-forwarded-for") || headers.contains("x-forwarded-proto"))
+        static const QByteArrayList wordsOfProxies {
+            "x-forwarded-for", "x-forwarded-proto", "forwarded", "via", "x-real-ip"
+        };
+        if (std::ranges::any_of(wordsOfProxies,
+                                [&](const auto& name) { return headers.contains(name); }))
             address.isThisMachine = false;
         request.isSecure
             = transport.tls || lastEntry(headers.value("x-forwarded-proto")).toLower() == "https";

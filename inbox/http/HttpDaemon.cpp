@@ -27,6 +27,8 @@ constexpr qsizetype patienceWithOverlongBodies = 4;
 
 /// Descriptors for all that are not connections: the database, its files, standard output.
 constexpr unsigned otherDescriptors = 128;
+/// A server that could talk to hardly anybody says so at its start instead.
+constexpr unsigned fewestConnections = 8;
 
 /// Holds the header. Pages of it that were never written to cost nothing.
 constexpr std::size_t memoryOfConnection = 32UL * 1024;
@@ -146,9 +148,10 @@ HttpDaemon::~HttpDaemon() = default;
 bool HttpDaemon::start(ListenSocket socket)
 {
     auto& limits = options.limits;
-    limits.connections
-        = qMin(limits.connections,
-               raiseDescriptorLimit(limits.connections + otherDescriptors) - otherDescriptors);
+    const auto descriptors = raiseDescriptorLimit(limits.connections + otherDescriptors);
+    if (descriptors < otherDescriptors + fewestConnections)
+        return false;
+    limits.connections = qMin(limits.connections, descriptors - otherDescriptors);
     // libmicrohttpd accepts nobody once its own table is full, so this one is to stay below it.
     connections.emplace(limits.connections - limits.connections / 8);
 

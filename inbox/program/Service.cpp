@@ -119,7 +119,7 @@ std::optional<QString> serve(Database& database, Storage& storage, const Service
     HttpServer http(
         [&router](const QList<HttpRequest>& requests) { return router.answer(requests); }, server);
     if (!http.start(std::move(socket)))
-        return u"cannot start the HTTP server"_s;
+        return u"cannot start the HTTP server; are there enough file descriptors (ulimit -n)?"_s;
 
     QObject::connect(&signals, &ProcessSignals::endRequested, qApp, &QCoreApplication::quit);
     QObject::connect(

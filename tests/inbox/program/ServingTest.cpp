@@ -4,6 +4,7 @@
 #include "tests/service/TestCertificates.h"
 
 #include <QFile>
+#include <QProcess>
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslKey>
@@ -189,6 +190,22 @@ private Q_SLOTS:
         QVERIFY(log.contains(R"("route":"/api/branches/from-agent","status":201)"));
         for (const auto& secret : { key, "Look at"_ba, "secret"_ba, "notes.txt"_ba })
             QVERIFY2(!log.contains(secret), log.constData());
+    }
+
+    void doesNotStartWhereItCouldTalkToNobody()
+    {
+        QProcess process;
+        process.start(u"prlimit"_s,
+                      { u"--nofile=64"_s,
+                        qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-inbox"_s,
+                        u"serve"_s,
+                        u"--listen"_s,
+                        u"127.0.0.1:0"_s,
+                        u"--data"_s,
+                        directory->filePath(u"data"_s) });
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitCode(), 1);
+        QVERIFY(process.readAllStandardError().contains("file descriptors"));
     }
 
     void servesOnWhenNobodyReadsItsLog()
