@@ -159,15 +159,15 @@ class Agent:
         stop(self.process)
 
     def figures(self):
-        """Memory in KiB, descriptors, threads and context switches so far."""
+        """Memory in KiB, descriptors, threads and the context switches of each so far."""
         folder = pathlib.Path(f"/proc/{self.process.pid}")
         memory = dict(re.findall(r"^(\w+): +(\d+) kB", (folder / "smaps_rollup").read_text(), re.M))
-        switches = [int(number) for task in (folder / "task").iterdir() for number in
-                    re.findall(r"^voluntary_ctxt_switches:\s+(\d+)", (task / "status").read_text(),
-                               re.M)]
+        switches = {task.name: int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)",
+                                             (task / "status").read_text(), re.M).group(1))
+                    for task in (folder / "task").iterdir()}
         return {"resident": int(memory["Rss"]), "private_dirty": int(memory["Private_Dirty"]),
                 "descriptors": len(os.listdir(folder / "fd")), "threads": len(switches),
-                "switches": sum(switches)}
+                "switches": switches}
 
     def peak(self):
         """The most memory that was resident since `reset_peak`, in KiB."""

@@ -1,4 +1,7 @@
 """Writes the figures as a document, with plots beside it."""
+import pathlib
+
+FINDINGS = pathlib.Path(__file__).resolve().parent / "findings.md"
 
 HEAD = """# Performance
 
@@ -67,4 +70,5 @@ def write(results, suites, document):
                   f"Linux {machine['kernel']}. Load of the machine before the run "
                   f"{result['load_before']:.1f}, after it {result['load_after']:.1f}.", ""]
         lines += suite.document(result["figures"], images)
+    lines.append(FINDINGS.read_text())
     document.write_text("\n".join(lines).rstrip() + "\n")
