@@ -1,5 +1,6 @@
 #include "inbox/program/BranchListing.h"
 
+#include "inbox/api/OptionalText.h"
 #include "inbox/storage/Branches.h"
 
 #include <QJsonArray>
@@ -50,11 +51,6 @@ QStringList toRow(const StoredBranch& branch)
     };
     std::ranges::transform(row, row.begin(), toCell);
     return row;
-}
-
-QJsonValue nullable(const std::optional<QString>& text)
-{
-    return text ? QJsonValue(*text) : QJsonValue(QJsonValue::Null);
 }
 
 QJsonArray toJson(const QList<StoredScreenshot>& screenshots)
@@ -118,15 +114,15 @@ QJsonObject toFullJson(const StoredBranch& branch)
 {
     const auto& document = branch.document;
     return { { u"id"_s, branch.id },
-             { u"project_id"_s, nullable(document.projectID) },
-             { u"project_name"_s, nullable(branch.projectName) },
+             { u"project_id"_s, orNull(document.projectID) },
+             { u"project_name"_s, orNull(branch.projectName) },
              { u"title"_s, document.title },
              { u"summary"_s, document.summary },
              { u"why_forked"_s, document.whyForked },
              { u"captured_text"_s, document.capturedText },
              { u"app_name"_s, document.appName },
              { u"bundle_id"_s, document.bundleID },
-             { u"window_title"_s, nullable(document.windowTitle) },
+             { u"window_title"_s, orNull(document.windowTitle) },
              { u"captured_at"_s, document.capturedAt },
              { u"received_at"_s, branch.receivedAt },
              { u"done"_s, branch.done },

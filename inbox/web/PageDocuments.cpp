@@ -1,17 +1,10 @@
 #include "inbox/web/PageDocuments.h"
 
+#include "inbox/api/OptionalText.h"
+
 namespace quibel::inbox {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QJsonValue orNull(const std::optional<QString>& text)
-{
-    return text ? QJsonValue(*text) : QJsonValue(QJsonValue::Null);
-}
-
-} // namespace
 
 BranchChange readBranchChange(JsonFields& fields)
 {

@@ -6,6 +6,7 @@
 #include "inbox/storage/Storage.h"
 #include "tests/inbox/agent/SampleDocuments.h"
 #include "tests/inbox/http/RawHttp.h"
+#include "tests/inbox/storage/StorageSamples.h"
 
 #include <QJsonArray>
 #include <QSqlDatabase>
@@ -24,12 +25,6 @@ constexpr QSize size(40, 30);
 constexpr qsizetype mebibyte = 1024LL * 1024;
 const auto fromAgent = "/api/branches/from-agent"_ba;
 
-template <typename Value>
-Value value(StorageResult<Value> result)
-{
-    return std::move(std::get<Value>(result));
-}
-
 } // namespace
 
 /// The agent's requests over real connections to a real database.
@@ -41,7 +36,7 @@ private Q_SLOTS:
     void init()
     {
         directory = std::make_unique<QTemporaryDir>();
-        database = value(Database::open({ .directory = directory->path(), .patience = 50ms }));
+        database = openDatabase({ .directory = directory->path(), .patience = 50ms });
         storage = std::make_unique<Storage>(*database);
         owner = value(storage->accounts.named(u"owner"_s))->id;
         key = addKey(owner);

@@ -41,7 +41,6 @@ public:
     [[nodiscard]] QByteArray takeErrors() { return service->readAllStandardError(); }
     /// From then on nobody reads what the service says there.
     void closeErrors() { service->closeReadChannel(QProcess::StandardError); }
-    [[nodiscard]] qint64 processID() const { return service->processId(); }
 
     /// Asks the service to end; true when it did so in good order.
     [[nodiscard]] bool stop();

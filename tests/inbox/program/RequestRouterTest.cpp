@@ -3,6 +3,7 @@
 #include "inbox/storage/SecretToken.h"
 #include "inbox/storage/Storage.h"
 #include "tests/inbox/agent/SampleDocuments.h"
+#include "tests/inbox/storage/StorageSamples.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -13,12 +14,6 @@ namespace quibel::inbox {
 using namespace testing;
 
 namespace {
-
-template <typename Value>
-Value value(StorageResult<Value> result)
-{
-    return std::move(std::get<Value>(result));
-}
 
 HttpRequest request(const QByteArray& method, const QByteArray& path)
 {
@@ -40,7 +35,7 @@ private Q_SLOTS:
     void init()
     {
         directory = std::make_unique<QTemporaryDir>();
-        database = value(Database::open({ .directory = directory->path() }));
+        database = openDatabase({ .directory = directory->path() });
         storage = std::make_unique<Storage>(*database);
         router = std::make_unique<RequestRouter>(
             *database, *storage, RequestRouter::Options { .metrics = [] { return "m 1\n"_ba; } });
@@ -154,7 +149,7 @@ private Q_SLOTS:
 
     void keepsNoReaderWaitingForAnotherProcessThatWrites()
     {
-        const auto other = value(Database::open({ .directory = directory->path() }));
+        const auto other = openDatabase({ .directory = directory->path() });
         (void)value(other->rows(u"BEGIN IMMEDIATE"_s));
         QElapsedTimer time;
         time.start();

@@ -12,7 +12,7 @@ namespace {
 const auto script = u"<script>alert(\"1\")</script><img src=x onerror='1'> & \u202e"_s;
 constexpr QSize size(40, 30);
 
-BranchDocument sampleDocument(const QString& text, const std::optional<QString>& projectID = {})
+BranchDocument fullDocument(const QString& text, const std::optional<QString>& projectID = {})
 {
     return { .title = text,
              .summary = u"A summary"_s,
@@ -64,7 +64,7 @@ private Q_SLOTS:
     void showsABranchWhole()
     {
         const auto project = value(web->storage.projects.add(owner.accountID, u"Garden"_s));
-        const auto id = add(sampleDocument(u"Look at the cache"_s, project));
+        const auto id = add(fullDocument(u"Look at the cache"_s, project));
         addPicture(id, "picture");
         const auto branch = object(web->get(owner, "/web/branches/" + id));
         const auto sha256 = QString::fromLatin1(
@@ -99,7 +99,7 @@ private Q_SLOTS:
 
     void showsWhatIsNotThereAsNull()
     {
-        auto document = sampleDocument(u"x"_s);
+        auto document = fullDocument(u"x"_s);
         document.windowTitle.reset();
         const auto branch = object(web->get(owner, "/web/branches/" + add(document)));
         QVERIFY(branch[u"window_title"_s].isNull());
@@ -109,16 +109,16 @@ private Q_SLOTS:
 
     void marksALikelyDouble()
     {
-        add(sampleDocument(u"x"_s));
-        add(sampleDocument(u"x"_s));
-        add(sampleDocument(u"y"_s));
+        add(fullDocument(u"x"_s));
+        add(fullDocument(u"x"_s));
+        add(fullDocument(u"y"_s));
         QCOMPARE(texts(list(owner), u"likely_double"_s), QStringList({ u"0"_s, u"1"_s, u"1"_s }));
     }
 
     void handsOutTheBranchesNewestFirstInPortions()
     {
         for (int index = 0; index < 101; ++index)
-            add(sampleDocument(QString::number(index)));
+            add(fullDocument(QString::number(index)));
         QByteArray target("/web/branches");
         QStringList seen;
         QList<qsizetype> sizes;
@@ -141,7 +141,7 @@ private Q_SLOTS:
     void namesNoNextPortionWhenThereIsNone()
     {
         for (int index = 0; index < 50; ++index)
-            add(sampleDocument(QString::number(index)));
+            add(fullDocument(QString::number(index)));
         const auto page = object(web->get(owner, "/web/branches"));
         QCOMPARE(page[u"branches"_s].toArray().size(), 50);
         QVERIFY(page[u"next"_s].isNull());
@@ -174,12 +174,12 @@ private Q_SLOTS:
         QFETCH(QStringList, titles);
         const auto project = value(web->storage.projects.add(owner.accountID, u"Garden"_s));
         const auto other = value(web->storage.projects.add(stranger.accountID, u"Garden"_s));
-        add(sampleDocument(u"plain"_s));
-        const auto done = add(sampleDocument(u"finished"_s, project));
+        add(fullDocument(u"plain"_s));
+        const auto done = add(fullDocument(u"finished"_s, project));
         QCOMPARE(patch(done, { { u"done"_s, true }, { u"project_id"_s, QJsonValue::Null } }), 200);
-        add(sampleDocument(u"water roses"_s, project));
-        QCOMPARE(patch(add(sampleDocument(u"deleted"_s)), { { u"deleted"_s, true } }), 200);
-        addTo(stranger, sampleDocument(u"strange"_s, other));
+        add(fullDocument(u"water roses"_s, project));
+        QCOMPARE(patch(add(fullDocument(u"deleted"_s)), { { u"deleted"_s, true } }), 200);
+        addTo(stranger, fullDocument(u"strange"_s, other));
         query.replace("PROJECT", project.toLatin1()).replace("OTHER", other.toLatin1());
         QCOMPARE(texts(list(owner, query), u"title"_s), titles);
     }
@@ -233,14 +233,14 @@ private Q_SLOTS:
     void searchesForAnythingThatOneCanType()
     {
         QFETCH(QByteArray, search);
-        add(sampleDocument(u"plain"_s));
+        add(fullDocument(u"plain"_s));
         QCOMPARE(web->get(owner, "/web/branches?search=" + search.toPercentEncoding()).status, 200);
     }
 
     void changesABranch()
     {
         const auto project = value(web->storage.projects.add(owner.accountID, u"Garden"_s));
-        const auto id = add(sampleDocument(u"x"_s));
+        const auto id = add(fullDocument(u"x"_s));
         const auto change = [&](const QJsonObject& body) {
             return object(web->send(owner, "PATCH", "/web/branches/" + id, body));
         };
@@ -286,7 +286,7 @@ private Q_SLOTS:
         QFETCH(int, status);
         if (change[u"project_id"_s] == u"OTHER"_s)
             change[u"project_id"_s] = value(web->storage.projects.add(stranger.accountID, u"P"_s));
-        const auto id = add(sampleDocument(u"x"_s));
+        const auto id = add(fullDocument(u"x"_s));
         const auto before = object(web->get(owner, "/web/branches/" + id));
         QCOMPARE(patch(id, change), status);
         QCOMPARE(object(web->get(owner, "/web/branches/" + id)), before);
@@ -334,7 +334,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, method);
         QFETCH(QByteArray, target);
         QFETCH(QJsonObject, body);
-        const auto branch = addTo(stranger, sampleDocument(u"x"_s));
+        const auto branch = addTo(stranger, fullDocument(u"x"_s));
         addPicture(branch, "picture");
         const auto project = value(web->storage.projects.add(stranger.accountID, u"P"_s));
         const auto key = value(web->storage.keys.add(stranger.accountID, u"k"_s, hashSecret("k")));
@@ -475,7 +475,7 @@ private Q_SLOTS:
         const auto project
             = object(web->send(owner, "POST", "/web/projects", { { u"name"_s, script } }));
         (void)web->send(owner, "POST", "/web/keys", { { u"name"_s, script } });
-        auto document = sampleDocument(script, project[u"id"_s].toString());
+        auto document = fullDocument(script, project[u"id"_s].toString());
         document.appName = document.bundleID = script;
         document.windowTitle = script;
         const auto id = add(document);
@@ -494,7 +494,7 @@ private Q_SLOTS:
 
     void handsOutAPicture()
     {
-        addPicture(add(sampleDocument(u"x"_s)), "picture");
+        addPicture(add(fullDocument(u"x"_s)), "picture");
         const auto path = "/pictures/"
             + QCryptographicHash::hash("picture", QCryptographicHash::Sha256).toHex();
         const auto answer = web->get(owner, path);

@@ -6,6 +6,7 @@
 #include "inbox/web/LiveUpdates.h"
 #include "inbox/web/PasswordHash.h"
 #include "inbox/web/WebSite.h"
+#include "tests/inbox/storage/StorageSamples.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -16,12 +17,6 @@
 namespace quibel::inbox::testing {
 
 using namespace Qt::StringLiterals;
-
-template <typename Value>
-Value value(StorageResult<Value> result)
-{
-    return std::move(std::get<Value>(result));
-}
 
 /// Somebody who has signed in, with one browser.
 struct Browser
@@ -36,8 +31,7 @@ class WebSiteFixture
 {
 public:
     explicit WebSiteFixture(std::chrono::milliseconds patience = std::chrono::seconds(10))
-        : database(inbox::testing::value(
-            Database::open({ .directory = directory.path(), .patience = patience })))
+        : database(openDatabase({ .directory = directory.path(), .patience = patience }))
         , storage(*database)
         , updates(storage.sessions)
         , site(storage, updates, u"1.2.3"_s, SignInLimiter([this] { return time; }))
