@@ -1,6 +1,5 @@
 #include "tests/inbox/agent/SampleDocuments.h"
-#include "tests/inbox/storage/BothDatabases.h"
-#include "tests/inbox/storage/StorageSamples.h"
+#include "tests/inbox/storage/BothDatabasesTest.h"
 
 #include <QDateTime>
 #include <QSize>
@@ -16,29 +15,11 @@ constexpr QSize size(40, 30);
 
 } // namespace
 
-class BranchesTest : public QObject
+class BranchesTest : public BothDatabasesTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase_data() { BothDatabases::addKinds(); }
-
-    void init()
-    {
-        QFETCH_GLOBAL(BothDatabases::Kind, kind);
-        database = openDatabase(databases.fresh(kind));
-        QVERIFY(database);
-        storage = std::make_unique<Storage>(*database);
-        owner = value(storage->accounts.all()).first().id;
-        other = *value(storage->accounts.add(u"other"_s));
-    }
-
-    void cleanup()
-    {
-        storage.reset();
-        database.reset();
-    }
-
     void givesABranchBackAsItWasSent()
     {
         const auto garden = value(storage->projects.add(owner, u"Garden"_s));
@@ -98,6 +79,7 @@ private Q_SLOTS:
     void keepsAccountsApart()
     {
         const auto mine = add(sampleDocument(u"mine"_s));
+        const auto other = addOther();
         const auto theirs = value(storage->branches.add(other, sampleDocument(u"theirs"_s)));
         QCOMPARE(found({ .accountID = owner }), QStringList { u"mine"_s });
         QCOMPARE(found({ .accountID = owner, .search = u"theirs"_s }), QStringList());
@@ -112,6 +94,7 @@ private Q_SLOTS:
 
     void refusesAProjectOfSomebodyElse()
     {
+        const auto other = addOther();
         const auto theirs = value(storage->projects.add(other, u"Theirs"_s));
         auto document = sampleDocument(u"x"_s);
         for (const auto& project : { theirs, u"none"_s }) {
@@ -181,6 +164,7 @@ private Q_SLOTS:
         auto moved = document;
         std::swap(moved.appName, moved.summary);
         add(moved);
+        const auto other = addOther();
         (void)value(storage->branches.add(other, document));
         QVERIFY(!isDouble(first));
 
@@ -215,6 +199,7 @@ private Q_SLOTS:
         QCOMPARE(ofTwo.last().capturedAt, u"2026-11-15T22:24:39Z"_s);
         QCOMPARE(value(storage->screenshots.picture(owner, ofTwo.first().sha256)), picture);
         QCOMPARE(value(storage->screenshots.picture(owner, ofTwo.last().sha256)), another);
+        const auto other = addOther();
         QVERIFY(!value(storage->screenshots.picture(other, ofTwo.last().sha256)).has_value());
         QVERIFY(!value(storage->screenshots.picture(owner, u"none"_s)).has_value());
         QCOMPARE(count(u"pictures"_s), 2);
@@ -388,6 +373,8 @@ private Q_SLOTS:
     }
 
 private:
+    [[nodiscard]] QString addOther() { return *value(storage->accounts.add(u"other"_s)); }
+
     QString add(const BranchDocument& document)
     {
         return value(storage->branches.add(owner, document));
@@ -420,12 +407,6 @@ private:
             text += u'w' + QString::number(i) + u' ';
         return text;
     }
-
-    BothDatabases databases;
-    std::unique_ptr<Database> database;
-    std::unique_ptr<Storage> storage;
-    QString owner;
-    QString other;
 };
 
 } // namespace quibel::inbox

@@ -1,7 +1,6 @@
 #include "inbox/storage/WriteGroup.h"
 #include "inbox/storage/WriteTransaction.h"
-#include "tests/inbox/storage/BothDatabases.h"
-#include "tests/inbox/storage/StorageSamples.h"
+#include "tests/inbox/storage/BothDatabasesTest.h"
 
 #include <QElapsedTimer>
 
@@ -14,29 +13,11 @@ namespace quibel::inbox {
 using namespace testing;
 using namespace std::chrono_literals;
 
-class DatabaseTest : public QObject
+class DatabaseTest : public BothDatabasesTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase_data() { BothDatabases::addKinds(); }
-
-    void init()
-    {
-        QFETCH_GLOBAL(BothDatabases::Kind, kind);
-        location = databases.fresh(kind);
-        database = openDatabase(location);
-        QVERIFY(database);
-        storage = std::make_unique<Storage>(*database);
-        owner = value(storage->accounts.all()).first().id;
-    }
-
-    void cleanup()
-    {
-        storage.reset();
-        database.reset();
-    }
-
     void keepsAWholeGroupOnceItIsCommitted()
     {
         {
@@ -255,12 +236,6 @@ private:
         const auto other = openDatabase(location);
         return value(other->rows(u"SELECT 1 FROM branches"_s)).size();
     }
-
-    BothDatabases databases;
-    DatabaseLocation location;
-    std::unique_ptr<Database> database;
-    std::unique_ptr<Storage> storage;
-    QString owner;
 };
 
 } // namespace quibel::inbox

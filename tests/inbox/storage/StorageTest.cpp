@@ -1,5 +1,4 @@
-#include "tests/inbox/storage/BothDatabases.h"
-#include "tests/inbox/storage/StorageSamples.h"
+#include "tests/inbox/storage/BothDatabasesTest.h"
 
 #include <QDateTime>
 
@@ -7,28 +6,11 @@ namespace quibel::inbox {
 
 using namespace testing;
 
-class StorageTest : public QObject
+class StorageTest : public BothDatabasesTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase_data() { BothDatabases::addKinds(); }
-
-    void init()
-    {
-        QFETCH_GLOBAL(BothDatabases::Kind, kind);
-        database = openDatabase(databases.fresh(kind));
-        QVERIFY(database);
-        storage = std::make_unique<Storage>(*database);
-        owner = value(storage->accounts.all()).first().id;
-    }
-
-    void cleanup()
-    {
-        storage.reset();
-        database.reset();
-    }
-
     void hasOneAccountAtFirst()
     {
         const QList<Account> expected { { .id = owner, .name = u"owner"_s } };
@@ -255,11 +237,6 @@ private:
             .first()
             .first();
     }
-
-    BothDatabases databases;
-    std::unique_ptr<Database> database;
-    std::unique_ptr<Storage> storage;
-    QString owner;
 };
 
 } // namespace quibel::inbox
