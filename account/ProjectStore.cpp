@@ -1,12 +1,10 @@
 #include "account/ProjectStore.h"
 
+#include "account/ServiceAddress.h"
 #include "account/ServiceRequest.h"
 
 #include <QCollator>
 #include <QHash>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QPointer>
 #include <QTextStream>
 
@@ -22,41 +20,10 @@ namespace {
 
 const QString projectsKey = u"ProjectStore.projects"_s;
 const QString lastUsedProjectKey = u"quibel.lastUsedProjectId"_s;
-const QString apiBaseURLDefaultsKey = u"quibel.apiBaseURL"_s;
 
 std::optional<QString> nonEmpty(std::optional<QString> text)
 {
     return text && !text->isEmpty() ? std::move(text) : std::nullopt;
-}
-
-/// The projects of a response body; none when it is not an array of objects with "id" and "name".
-std::optional<ProjectList> decodeProjects(const QByteArray& body)
-{
-    const QJsonDocument document = QJsonDocument::fromJson(body);
-    if (!document.isArray())
-        return std::nullopt;
-
-    ProjectList projects;
-    const QJsonArray elements = document.array();
-    for (const QJsonValue element : elements) {
-        const QJsonValue id = element[u"id"_s];
-        const QJsonValue name = element[u"name"_s];
-        if (!id.isString() || !name.isString())
-            return std::nullopt;
-        projects.push_back({ .id = id.toString(), .name = name.toString() });
-    }
-    return projects;
-}
-
-ProjectsResult readProjects(const HttpOutcome& outcome)
-{
-    if (const std::optional<APIError> error = classifyResponse(outcome))
-        return *error;
-    if (!outcome.status || !outcome.body)
-        return APIError::server;
-    if (std::optional<ProjectList> projects = decodeProjects(*outcome.body))
-        return *std::move(projects);
-    return APIError::server;
 }
 
 QCollator makeNameCollator()
@@ -142,15 +109,8 @@ std::optional<QString> ProjectStore::apiKey() const
 
 std::optional<QUrl> ProjectStore::apiBaseURL() const
 {
-    const QStringList candidates { defaults.text(apiBaseURLDefaultsKey).value_or(QString()),
-                                   environment.value(u"QUIBEL_API_BASE_URL"_s),
-                                   QStringLiteral(QUIBEL_DEFAULT_BASE_URL) };
-    for (const QString& candidate : candidates) {
-        QUrl url(candidate, QUrl::StrictMode);
-        if (url.isValid())
-            return url;
-    }
-    return std::nullopt;
+    const auto address = findServiceAddress(defaults, environment);
+    return address ? std::optional(address->url) : std::nullopt;
 }
 
 void ProjectStore::fetchProjects(const QString& apiKey)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "account/APIError.h"
 #include "account/KeychainService.h"
 #include "account/Project.h"
+#include "account/ProjectsResponse.h"
 #include "platform/HttpSession.h"
 #include "platform/Preferences.h"
 
@@ -12,13 +12,8 @@
 
 #include <functional>
 #include <optional>
-#include <variant>
-#include <vector>
 
 namespace quibel {
-
-using ProjectList = std::vector<Project>;
-using ProjectsResult = std::variant<ProjectList, APIError>;
 
 /// The user's projects and the account state around them.
 ///
