@@ -11,7 +11,8 @@ namespace quibel {
 /// HTTP over the toolkit's network access.
 ///
 /// Nothing is shared between requests or kept after them: no connection, cookie, cache or
-/// credential. The environment's proxy serves other machines, never this one.
+/// credential. So a change of network or a sleep of the machine leaves no dead connection behind.
+/// The proxy of the system or of the environment serves other machines, never this one.
 class QtHttpSession final : public HttpSession
 {
 public:

@@ -1,6 +1,7 @@
 #include "platform/qt/QtHttpSession.h"
 #include "tests/service/ScriptedService.h"
 #include "tests/service/TestCertificates.h"
+#include "tests/service/TunnelProxy.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -109,6 +110,23 @@ private:
     QTemporaryFile file;
 };
 
+/// Sets a variable of this process's environment while this lives.
+class EnvironmentVariable
+{
+public:
+    EnvironmentVariable(const char* variableName, const QByteArray& value)
+        : name(variableName)
+    {
+        qputenv(name, value);
+    }
+    EnvironmentVariable(const EnvironmentVariable&) = delete;
+    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
+    ~EnvironmentVariable() { qunsetenv(name); }
+
+private:
+    const char* name;
+};
+
 /// How many threads of the toolkit's network access this process has.
 int networkThreadCount()
 {
@@ -168,6 +186,9 @@ private Q_SLOTS:
     void waitsWhileAnUploadMakesProgress();
 
     void takesTheProxyToOtherMachinesOnly();
+    void takesTheProxyOfTheEnvironment_data();
+    void takesTheProxyOfTheEnvironment();
+    void tellsTheProxyWhoTheUserIs();
 
     void namesWhatKeepsItFromTheHost_data();
     void namesWhatKeepsItFromTheHost();
@@ -187,8 +208,14 @@ private:
 
 void QtHttpSessionTest::initTestCase()
 {
-    for (const char* proxy :
-         { "http_proxy", "https_proxy", "all_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY" })
+    for (const char* proxy : { "http_proxy",
+                               "https_proxy",
+                               "all_proxy",
+                               "HTTP_PROXY",
+                               "HTTPS_PROXY",
+                               "ALL_PROXY",
+                               "no_proxy",
+                               "NO_PROXY" })
         qunsetenv(proxy);
     qputenv("RES_OPTIONS", "timeout:1 attempts:1");
 
@@ -738,7 +765,7 @@ void QtHttpSessionTest::takesTheProxyToOtherMachinesOnly()
     const HttpOutcome here = outcomeOf(post(plain.url(u"/"_s)));
     const HttpOutcome alsoHere = outcomeOf(post(encrypted.url(u"/"_s)));
     const HttpOutcome elsewhere = outcomeOf(post(QUrl(u"https://quibel.invalid/"_s)));
-    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
 
     QCOMPARE(here.status, 404);
     QCOMPARE(alsoHere.status, 404);
@@ -748,6 +775,58 @@ void QtHttpSessionTest::takesTheProxyToOtherMachinesOnly()
     QCOMPARE(proxy.requests().front().method, "CONNECT"_ba);
     QCOMPARE(proxy.requests().front().target, "quibel.invalid:443"_ba);
     QCOMPARE(proxy.requests().front().header("Authorization"), std::nullopt);
+}
+
+void QtHttpSessionTest::takesTheProxyOfTheEnvironment_data()
+{
+    QTest::addColumn<QByteArray>("exceptions");
+    QTest::addColumn<bool>("taken");
+    QTest::newRow("for all") << QByteArray() << true;
+    QTest::newRow("not for this host") << "elsewhere.invalid"_ba << false;
+    QTest::newRow("not for this domain") << "localhost,.invalid"_ba << false;
+    QTest::newRow("not for others") << "example.com,.example.org"_ba << true;
+}
+
+void QtHttpSessionTest::takesTheProxyOfTheEnvironment()
+{
+    QFETCH(QByteArray, exceptions);
+    QFETCH(bool, taken);
+    ScriptedService service(certificates.wrongHost());
+    service.answer("/", Answer::reply(200, "hello"));
+    TunnelProxy proxy(service.port());
+    const EnvironmentVariable address("https_proxy", proxy.url().toEncoded());
+    const EnvironmentVariable excepted("no_proxy", exceptions);
+
+    const HttpOutcome outcome = outcomeOf(get(QUrl(u"https://elsewhere.invalid/"_s)));
+    QCOMPARE(errorOf(outcome), taken ? std::nullopt : std::optional(Code::cannotFindHost));
+    QCOMPARE(outcome.status, taken ? std::optional(200) : std::nullopt);
+    QCOMPARE(proxy.requests().size(), taken ? 1U : 0U);
+    if (taken) {
+        QCOMPARE(proxy.requests().front().target, "elsewhere.invalid:443"_ba);
+        // The key is for the service's eyes only.
+        QCOMPARE(proxy.requests().front().header("Authorization"), std::nullopt);
+        QCOMPARE(service.requests().front().header("Authorization"), "Bearer " + key);
+    }
+}
+
+void QtHttpSessionTest::tellsTheProxyWhoTheUserIs()
+{
+    ScriptedService service(certificates.wrongHost());
+    service.answer("/", Answer::reply(200, "hello"));
+    TunnelProxy proxy(service.port(), "user:pass word");
+    QUrl withCredentials = proxy.url();
+    withCredentials.setUserName(u"user"_s);
+    withCredentials.setPassword(u"pass word"_s);
+    const QUrl elsewhere(u"https://elsewhere.invalid/"_s);
+    {
+        const EnvironmentVariable address("https_proxy", withCredentials.toEncoded());
+        QCOMPARE(outcomeOf(post(elsewhere)).status, 200);
+    }
+    const EnvironmentVariable address("https_proxy", proxy.url().toEncoded());
+    const HttpOutcome refused = outcomeOf(post(elsewhere));
+    QCOMPARE(errorOf(refused), Code::other);
+    QCOMPARE(refused.status, std::nullopt);
+    QCOMPARE(service.requests().size(), 1U);
 }
 
 void QtHttpSessionTest::namesWhatKeepsItFromTheHost_data()
