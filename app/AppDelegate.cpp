@@ -43,6 +43,11 @@ void AppDelegate::sendBranch()
     captureFlow.beginCapture(CaptureFlow::Trigger::menu);
 }
 
+void AppDelegate::capture()
+{
+    captureFlow.beginCapture(CaptureFlow::Trigger::hotKey);
+}
+
 void AppDelegate::connectAccount()
 {
     if (apiKeyPanelController)
@@ -98,7 +103,7 @@ void AppDelegate::registerHotKey()
     const QPointer self(this);
     hotKeyManager = std::make_unique<HotKeyManager>(platform.hotKeys, [self] {
         if (self)
-            self->captureFlow.beginCapture(CaptureFlow::Trigger::hotKey);
+            self->capture();
     });
     hotKeyManager->registerHotKey();
 }

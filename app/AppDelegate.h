@@ -30,6 +30,9 @@ public:
     /// The menu's "Send Branch": always opens the panel.
     void sendBranch();
 
+    /// What the hot key does: the first time after a failure, sends the kept branch again instead.
+    void capture();
+
     /// The menu's "Connect Account…". Does nothing before launch has finished.
     void connectAccount();
 

@@ -3,7 +3,6 @@
 #include "app/DesktopPlatform.h"
 
 #include <QApplication>
-#include <QCommandLineParser>
 
 #include <csignal>
 #include <cstdio>
@@ -14,17 +13,20 @@ namespace quibel {
 
 namespace {
 
-/// Ends the program when the command line asks for no more than a text.
-void obeyCommandLine(const QCoreApplication& application)
+QStringList arguments(int argc, char* argv[]) // NOLINT(modernize-avoid-c-arrays)
 {
-    QCoreApplication::setApplicationName(u"quibel-capture-agent"_s);
-    QCoreApplication::setApplicationVersion(QUIBEL_VERSION);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        u"Branches off a thought with one keystroke: press Super+Shift+B, type, press Return."_s);
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.process(application);
+    QStringList words;
+    for (int index = 0; index < argc; ++index)
+        words.append(QString::fromLocal8Bit(argv[index]));
+    return words;
+}
+
+int say(const CommandLine::Notice& notice)
+{
+    const bool answer = notice.kind == CommandLine::Notice::Kind::answer;
+    std::fputs(qUtf8Printable(notice.text), answer ? stdout : stderr);
+    constexpr int misused = 2;
+    return answer ? 0 : misused;
 }
 
 int reportNoDesktop()
@@ -41,14 +43,15 @@ int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-av
 {
     // Whoever watched the reports may have gone; that must not end the agent.
     std::signal(SIGPIPE, SIG_IGN);
-    if (!DesktopPlatform::chooseWindowSystem()) {
-        const QCoreApplication application(argc, argv);
-        obeyCommandLine(application);
+    const auto parsed = CommandLine::parse(arguments(argc, argv));
+    if (const auto* notice = std::get_if<CommandLine::Notice>(&parsed))
+        return say(*notice);
+    const auto& line = *std::get_if<CommandLine>(&parsed);
+    if (!DesktopPlatform::chooseWindowSystem())
         return reportNoDesktop();
-    }
 
     const QApplication application(argc, argv);
-    obeyCommandLine(application);
+    QApplication::setApplicationName(u"quibel-capture-agent"_s);
     QApplication::setApplicationDisplayName(u"Quibel"_s);
     QApplication::setDesktopFileName(u"org.quibel.CaptureAgent"_s);
     const auto desktop = DesktopPlatform::connect();
@@ -56,7 +59,26 @@ int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-av
         return reportNoDesktop();
     Quibel_Capture_AgentApp agent(desktop->ports());
     agent.appDelegate.applicationDidFinishLaunching();
+    agent.carryOut(line.command);
     return QApplication::exec();
+}
+
+void Quibel_Capture_AgentApp::carryOut(CommandLine::Command command)
+{
+    using enum CommandLine::Command;
+    switch (command) {
+    case start:
+        break;
+    case sendBranch:
+        appDelegate.sendBranch();
+        break;
+    case capture:
+        appDelegate.capture();
+        break;
+    case connectAccount:
+        appDelegate.connectAccount();
+        break;
+    }
 }
 
 } // namespace quibel

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/AppDelegate.h"
+#include "app/CommandLine.h"
 
 namespace quibel {
 
@@ -18,6 +19,8 @@ public:
     static int main(int argc, char* argv[]); // NOLINT(modernize-avoid-c-arrays)
 
 private:
+    void carryOut(CommandLine::Command command);
+
     AppDelegate appDelegate;
 };
 

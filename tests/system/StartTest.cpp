@@ -67,6 +67,15 @@ private Q_SLOTS:
         QCOMPARE(help->exitCode, 0);
         QVERIFY(help->output.contains("Super+Shift+B"));
     }
+
+    void refusesAnOptionThatItDoesNotKnow()
+    {
+        const auto end = run({}, { u"--frobnicate"_s });
+        QVERIFY(end);
+        QCOMPARE(end->exitCode, 2);
+        QCOMPARE(end->output, QByteArray());
+        QVERIFY(end->errors.contains("frobnicate"));
+    }
 };
 
 } // namespace quibel::testing

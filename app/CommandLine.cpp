@@ -1,0 +1,101 @@
+#include "app/CommandLine.h"
+
+#include <QCommandLineParser>
+
+#include <algorithm>
+
+namespace quibel {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// One line of the help, and how the command is asked for.
+struct Form
+{
+    CommandLine::Command command;
+    QString option;
+    QString help;
+    bool tellsAsJson = false; ///< "--json" may stand beside it.
+};
+
+const QList<Form>& forms()
+{
+    using enum CommandLine::Command;
+    static const QList<Form> all {
+        { sendBranch, u"send-branch"_s, u"open the panel, as the menu's \"Send Branch\""_s },
+        { capture,
+          u"capture"_s,
+          u"do what the hot key does, for a desktop that has key bindings of its own"_s },
+        { connectAccount, u"connect-account"_s, u"ask for the API key"_s },
+    };
+    return all;
+}
+
+constexpr int helpColumn = 24;
+
+QString helpLine(const QString& option, const QString& help)
+{
+    return (u"  --"_s + option).leftJustified(helpColumn) + help + u'\n';
+}
+
+CommandLine::Notice usage()
+{
+    QString text = u"Usage: quibel-capture-agent [COMMAND]\n\n"
+                   "Branches off a thought with one keystroke: press Super+Shift+B, type, press"
+                   " Return.\nWithout a command it starts and waits in the tray.\n\n"_s;
+    for (const Form& form : forms())
+        text += helpLine(form.option, form.help);
+    text += helpLine(u"version"_s, u"show the version"_s);
+    text += helpLine(u"help"_s, u"show this"_s);
+    return { .kind = CommandLine::Notice::Kind::answer, .text = text };
+}
+
+CommandLine::Notice version()
+{
+    return { .kind = CommandLine::Notice::Kind::answer,
+             .text = u"quibel-capture-agent "_s + QUIBEL_VERSION + u'\n' };
+}
+
+CommandLine::Notice misuse(const QString& problem)
+{
+    return { .kind = CommandLine::Notice::Kind::misuse,
+             .text
+             = u"quibel-capture-agent: %1\nTry: quibel-capture-agent --help\n"_s.arg(problem) };
+}
+
+} // namespace
+
+std::variant<CommandLine, CommandLine::Notice> CommandLine::parse(const QStringList& arguments)
+{
+    QCommandLineParser options;
+    options.addOptions({ { QStringList { u"h"_s, u"help"_s }, {} },
+                         { QStringList { u"v"_s, u"version"_s }, {} },
+                         { u"json"_s, {} } });
+    for (const Form& form : forms())
+        options.addOption(QCommandLineOption(form.option));
+    if (!options.parse(arguments))
+        return misuse(options.errorText());
+    if (options.isSet(u"help"_s))
+        return usage();
+    if (options.isSet(u"version"_s))
+        return version();
+    if (!options.positionalArguments().isEmpty())
+        return misuse(
+            u"there is no command \"%1\""_s.arg(options.positionalArguments().constFirst()));
+
+    auto asked = options.optionNames();
+    if (asked.isEmpty())
+        return CommandLine {};
+    const auto form = std::ranges::find_if(
+        forms(), [&](const Form& candidate) { return asked.contains(candidate.option); });
+    if (form == forms().end())
+        return misuse(u"--%1 is no command"_s.arg(asked.constFirst()));
+    asked.removeOne(form->option);
+    const bool json = form->tellsAsJson && asked.removeOne(u"json"_s);
+    if (!asked.isEmpty())
+        return misuse(u"--%1 does not go with --%2"_s.arg(asked.constFirst(), form->option));
+    return CommandLine { .command = form->command, .json = json };
+}
+
+} // namespace quibel
