@@ -28,6 +28,13 @@ enum class HotKeyModifiers : std::uint32_t { command = 256, shift = 512 };
                                         | static_cast<std::uint32_t>(b));
 }
 
+/// Whether this program could register a hot key.
+enum class HotKeyAvailability {
+    available,
+    partlyTaken, ///< It would not work with every combination of lock keys.
+    taken,
+};
+
 enum class HotKeyRef : std::uint32_t {};
 enum class HotKeyHandlerRef : std::uint32_t {};
 
@@ -52,6 +59,10 @@ public:
     /// key; the adapter says why, once, on standard error.
     [[nodiscard]] virtual std::optional<HotKeyRef>
     registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) = 0;
+
+    /// Tries it, and leaves everything as it was. Not while the same key is registered here.
+    [[nodiscard]] virtual HotKeyAvailability availability(VirtualKey key, HotKeyModifiers modifiers)
+        = 0;
 
     virtual void unregisterHotKey(HotKeyRef hotKey) = 0;
     virtual void removeHandler(HotKeyHandlerRef handler) = 0;

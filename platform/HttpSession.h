@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <QUrl>
 
@@ -50,6 +51,8 @@ struct HttpOutcome
     std::optional<TransportError> error;
     std::optional<int> status; ///< None when there was no HTTP response.
     std::optional<QByteArray> body;
+    /// Until when the certificate of a verified service is valid; none without TLS.
+    std::optional<QDateTime> certificateExpiry {};
 
     bool operator==(const HttpOutcome&) const = default;
 };

@@ -31,6 +31,14 @@ struct SecretAnswer
     bool operator==(const SecretAnswer&) const = default;
 };
 
+/// In what state the store is as a whole.
+enum class SecretStoreState {
+    absent, ///< No store, or none that answers in time.
+    unmade, ///< There is no key ring yet in which an item could be added.
+    locked,
+    unlocked,
+};
+
 /// The user's secret store (key ring), one item at a time.
 ///
 /// Thread: main. Every call is synchronous and returns within two seconds.
@@ -42,6 +50,7 @@ public:
     SecretItems& operator=(const SecretItems&) = delete;
     virtual ~SecretItems() = default;
 
+    [[nodiscard]] virtual SecretStoreState state() = 0;
     [[nodiscard]] virtual SecretStatus add(const SecretIdentity& identity, const QByteArray& data)
         = 0;
     [[nodiscard]] virtual SecretStatus update(const SecretIdentity& identity,

@@ -13,6 +13,7 @@ struct GLibRelease
     void operator()(gpointer object) const { g_object_unref(object); }
     void operator()(GHashTable* table) const { g_hash_table_unref(table); }
     void operator()(GMainContext* context) const { g_main_context_unref(context); }
+    void operator()(GVariant* value) const { g_variant_unref(value); }
     void operator()(GSource* source) const { g_source_unref(source); }
 };
 

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include <unistd.h>
+
 namespace quibel {
 
 using namespace Qt::StringLiterals;
@@ -20,6 +22,16 @@ void tell(const fs::path& file, const QString& what)
     std::fprintf(stderr, "quibel: preferences %s: %s\n", file.c_str(), qPrintable(what));
 }
 
+/// Whether a file can be put in the place of this one, folders that are missing included.
+bool canBeReplaced(const fs::path& file)
+{
+    std::error_code ignored;
+    fs::path folder = behindLinks(file).parent_path();
+    while (folder.has_relative_path() && !fs::exists(folder, ignored))
+        folder = folder.parent_path();
+    return fs::is_directory(folder, ignored) && ::access(folder.c_str(), W_OK | X_OK) == 0;
+}
+
 bool isText(const QJsonValue& value)
 {
     return value.isString();
@@ -27,9 +39,19 @@ bool isText(const QJsonValue& value)
 
 } // namespace
 
-JsonFilePreferences::JsonFilePreferences(const QString& path)
+JsonFilePreferences::JsonFilePreferences(const QString& path, Damaged damagedFile)
     : file(QFile::encodeName(path).toStdString())
+    , whenDamaged(damagedFile)
 {
+}
+
+PreferencesFacts JsonFilePreferences::describe() const
+{
+    readIfChanged();
+    return { .path = QFile::decodeName(file.c_str()),
+             .exists = seen != FileState(),
+             .damage = reason,
+             .canBeWritten = canBeReplaced(file) };
 }
 
 QString JsonFilePreferences::defaultPath()
@@ -124,6 +146,7 @@ void JsonFilePreferences::readIfChanged() const
     if (FileState::of(file) == seen)
         return;
     stored = QJsonObject();
+    reason.reset();
     QFile opened(file);
     if (!opened.open(QIODevice::ReadOnly)) {
         seen = FileState::of(file);
@@ -141,8 +164,12 @@ void JsonFilePreferences::readIfChanged() const
                                                          : error.errorString());
 }
 
-void JsonFilePreferences::setAside(const QString& reason) const
+void JsonFilePreferences::setAside(const QString& why) const
 {
+    if (whenDamaged == Damaged::leave) {
+        reason = why;
+        return;
+    }
     const fs::path damaged = behindLinks(file);
     fs::path aside = damaged;
     aside += ".damaged";
@@ -153,12 +180,11 @@ void JsonFilePreferences::setAside(const QString& reason) const
     }
     fs::rename(damaged, aside, error);
     if (error) {
-        tell(file,
-             reason + u"; it cannot be set aside: "_s + QString::fromStdString(error.message()));
+        tell(file, why + u"; it cannot be set aside: "_s + QString::fromStdString(error.message()));
         return;
     }
     seen = FileState();
-    tell(file, reason + u"; set aside as "_s + QFile::decodeName(aside.c_str()));
+    tell(file, why + u"; set aside as "_s + QFile::decodeName(aside.c_str()));
 }
 
 } // namespace quibel

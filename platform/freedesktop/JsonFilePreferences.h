@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/DesktopFacts.h"
 #include "platform/Preferences.h"
 #include "platform/freedesktop/DurableFile.h"
 
@@ -7,6 +8,7 @@
 #include <QJsonValue>
 
 #include <map>
+#include <optional>
 
 namespace quibel {
 
@@ -14,14 +16,22 @@ namespace quibel {
 ///
 /// A text is a string, a list of texts an array, bytes are `{"base64": "…"}`; everything else in
 /// the file stays as it is. Errors: a file that cannot be read as an object is set aside as
-/// `<file>.damaged`; a change that cannot be written counts for this run. Standard error tells
-/// either once.
+/// `<file>.damaged`, unless told otherwise; a change that cannot be written counts for this run.
+/// Standard error tells either once.
 class JsonFilePreferences final : public Preferences
 {
 public:
-    explicit JsonFilePreferences(const QString& path);
+    /// What becomes of a file that cannot be read as an object.
+    enum class Damaged {
+        setAside,
+        leave, ///< For a look only: the file stays, and only `describe` tells of it.
+    };
+
+    explicit JsonFilePreferences(const QString& path, Damaged damagedFile = Damaged::setAside);
 
     [[nodiscard]] static QString defaultPath();
+
+    [[nodiscard]] PreferencesFacts describe() const;
 
     [[nodiscard]] std::optional<QString> text(const QString& key) const override;
     [[nodiscard]] std::optional<QStringList> textList(const QString& key) const override;
@@ -36,10 +46,12 @@ private:
     [[nodiscard]] QJsonValue value(const QString& key) const;
     void change(const QString& key, const QJsonValue& value);
     void readIfChanged() const;
-    void setAside(const QString& reason) const;
+    void setAside(const QString& why) const;
 
     std::filesystem::path file;
-    mutable FileState seen; ///< Of the file, when `stored` was its content.
+    Damaged whenDamaged;
+    mutable std::optional<QString> reason; ///< Why the file is left unread.
+    mutable FileState seen;                ///< Of the file, when `stored` was its content.
     mutable QJsonObject stored;
     std::map<QString, QJsonValue> unwritten; ///< Undefined for removed keys.
     bool failureTold = false;

@@ -98,6 +98,26 @@ LibsecretSecretItems::LibsecretSecretItems()
 
 LibsecretSecretItems::~LibsecretSecretItems() = default;
 
+SecretStoreState LibsecretSecretItems::state()
+{
+    SecretStoreState found = SecretStoreState::absent;
+    const auto operation = [&](TimedCalls& calls) -> std::optional<SecretAnswer> {
+        GLibError error;
+        const auto collection = defaultCollection(calls, error);
+        if (error)
+            return std::nullopt;
+        if (!collection)
+            found = SecretStoreState::unmade;
+        else if (secret_collection_get_locked(collection.get()) != FALSE)
+            found = SecretStoreState::locked;
+        else
+            found = SecretStoreState::unlocked;
+        return status(SecretStatus::success);
+    };
+    static_cast<void>(perform(operation));
+    return found;
+}
+
 SecretStatus LibsecretSecretItems::add(const SecretIdentity& identity, const QByteArray& data)
 {
     const auto operation = [&](TimedCalls& calls) -> std::optional<SecretAnswer> {
@@ -240,9 +260,8 @@ std::optional<LibsecretSecretItems::Items> LibsecretSecretItems::search(
     return items;
 }
 
-std::optional<SecretAnswer> LibsecretSecretItems::create(TimedCalls& calls,
-                                                         const SecretIdentity& identity,
-                                                         const QByteArray& data) const
+GLibHandle<SecretCollection> LibsecretSecretItems::defaultCollection(TimedCalls& calls,
+                                                                     GLibError& error) const
 {
     const auto aliased
         = calls.resultOf([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
@@ -253,9 +272,16 @@ std::optional<SecretAnswer> LibsecretSecretItems::create(TimedCalls& calls,
                                           done,
                                           slot);
           });
-    GLibError error;
-    const GLibHandle<SecretCollection> collection(
+    return GLibHandle<SecretCollection>(
         secret_collection_for_alias_finish(aliased.get(), error.receiver()));
+}
+
+std::optional<SecretAnswer> LibsecretSecretItems::create(TimedCalls& calls,
+                                                         const SecretIdentity& identity,
+                                                         const QByteArray& data) const
+{
+    GLibError error;
+    const auto collection = defaultCollection(calls, error);
     if (error)
         return std::nullopt;
     if (!collection)

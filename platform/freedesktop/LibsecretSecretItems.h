@@ -24,6 +24,7 @@ public:
     LibsecretSecretItems();
     ~LibsecretSecretItems() override;
 
+    [[nodiscard]] SecretStoreState state() override;
     [[nodiscard]] SecretStatus add(const SecretIdentity& identity, const QByteArray& data) override;
     [[nodiscard]] SecretStatus update(const SecretIdentity& identity,
                                       const QByteArray& data) override;
@@ -46,6 +47,9 @@ private:
     changeEach(const SecretIdentity& identity, const StartChange& start, FinishChange finish);
     [[nodiscard]] std::optional<Items>
     search(TimedCalls& calls, const SecretIdentity& identity, SecretSearchFlags flags) const;
+    /// The key ring that new items go to; none when there is none.
+    [[nodiscard]] GLibHandle<SecretCollection> defaultCollection(TimedCalls& calls,
+                                                                 GLibError& error) const;
     [[nodiscard]] std::optional<SecretAnswer>
     create(TimedCalls& calls, const SecretIdentity& identity, const QByteArray& data) const;
 

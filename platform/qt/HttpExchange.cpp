@@ -2,6 +2,9 @@
 
 #include "platform/qt/SingleUseBody.h"
 
+#include <QSslCertificate>
+#include <QSslConfiguration>
+
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -141,7 +144,16 @@ void HttpExchange::takeEnd()
     else if (const auto target = redirectTarget())
         follow(*target);
     else
-        finish({ .error = {}, .status = status(), .body = received });
+        finish({ .error = {},
+                 .status = status(),
+                 .body = received,
+                 .certificateExpiry = certificateExpiry() });
+}
+
+std::optional<QDateTime> HttpExchange::certificateExpiry() const
+{
+    const QSslCertificate certificate = reply->sslConfiguration().peerCertificate();
+    return certificate.isNull() ? std::nullopt : std::optional(certificate.expiryDate());
 }
 
 bool HttpExchange::isWhole() const

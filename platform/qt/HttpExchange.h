@@ -29,6 +29,7 @@ public:
 private:
     void sendRequest();
     [[nodiscard]] std::optional<int> status() const;
+    [[nodiscard]] std::optional<QDateTime> certificateExpiry() const;
     void takeBody();
     void takeEnd();
     [[nodiscard]] bool isWhole() const;

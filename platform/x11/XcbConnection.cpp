@@ -3,6 +3,10 @@
 #include <QAbstractEventDispatcher>
 #include <QSocketNotifier>
 
+#include <future>
+#include <thread>
+#include <utility>
+
 namespace quibel {
 
 std::unique_ptr<XcbConnection> XcbConnection::open()
@@ -22,6 +26,15 @@ bool XcbConnection::serverAnswers()
     const bool answers = xcb_connection_has_error(tried) == 0;
     xcb_disconnect(tried);
     return answers;
+}
+
+bool XcbConnection::serverAnswersWithin(std::chrono::milliseconds patience)
+{
+    std::packaged_task<bool()> question(&XcbConnection::serverAnswers);
+    auto answer = question.get_future();
+    // Connecting cannot be called off: a thread that gets no answer stays until the program ends.
+    std::thread(std::move(question)).detach();
+    return answer.wait_for(patience) == std::future_status::ready && answer.get();
 }
 
 XcbConnection::XcbConnection(xcb_connection_t* opened, int screenNumber)

@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QObject>
 
+#include <chrono>
 #include <memory>
 
 class QSocketNotifier;
@@ -26,6 +27,8 @@ public:
     [[nodiscard]] static std::unique_ptr<XcbConnection> open();
     /// Whether there is one.
     [[nodiscard]] static bool serverAnswers();
+    /// The same; a server that says nothing for so long counts as none.
+    [[nodiscard]] static bool serverAnswersWithin(std::chrono::milliseconds patience);
     ~XcbConnection() override;
 
     [[nodiscard]] xcb_connection_t* get() const { return connection; }

@@ -52,16 +52,21 @@ XcbHotKeyService::registerHotKey(VirtualKey /*b*/, HotKeyModifiers modifiers, Ho
     return reference;
 }
 
+HotKeyAvailability XcbHotKeyService::availability(VirtualKey /*b*/, HotKeyModifiers modifiers)
+{
+    HotKey hotKey { .modifiers = modifiers, .id = {} };
+    const HotKeyAvailability found = tryToGrab(hotKey);
+    release(hotKey);
+    return found;
+}
+
 void XcbHotKeyService::unregisterHotKey(HotKeyRef hotKey)
 {
     const auto registered = hotKeys.extract(hotKey);
     if (registered.empty())
         return;
-    ungrab(registered.mapped());
-    // A press on its way here has frozen the keyboard already, and nobody may be left to thaw it.
-    xcb_ungrab_keyboard(x.get(), XCB_CURRENT_TIME);
+    release(registered.mapped());
     held = 0;
-    x.flush();
 }
 
 void XcbHotKeyService::removeHandler(HotKeyHandlerRef handler)
@@ -69,7 +74,7 @@ void XcbHotKeyService::removeHandler(HotKeyHandlerRef handler)
     handlers.erase(handler);
 }
 
-bool XcbHotKeyService::grab(HotKey& hotKey)
+HotKeyAvailability XcbHotKeyService::tryToGrab(HotKey& hotKey)
 {
     hotKey.keycodes = keyboard.keycodesOf(XKB_KEY_b);
     if (hotKey.keycodes.empty())
@@ -93,18 +98,29 @@ bool XcbHotKeyService::grab(HotKey& hotKey)
     const auto refused = std::ranges::count_if(requests, [this](xcb_void_cookie_t request) {
         return XcbOwned<xcb_generic_error_t>(xcb_request_check(x.get(), request)) != nullptr;
     });
-    if (refused > 0 && !std::exchange(saidTaken, true))
+    if (refused == 0)
+        return HotKeyAvailability::available;
+    return refused < std::ssize(requests) ? HotKeyAvailability::partlyTaken
+                                          : HotKeyAvailability::taken;
+}
+
+bool XcbHotKeyService::grab(HotKey& hotKey)
+{
+    const HotKeyAvailability found = tryToGrab(hotKey);
+    if (found != HotKeyAvailability::available && !std::exchange(saidTaken, true))
         std::fputs("quibel-capture-agent: Super+Shift+B is taken by another program; free it there "
                    "and start the agent again, or use the menu\n",
                    stderr);
-    return refused < std::ssize(requests);
+    return found != HotKeyAvailability::taken;
 }
 
-void XcbHotKeyService::ungrab(const HotKey& hotKey)
+void XcbHotKeyService::release(const HotKey& hotKey)
 {
     for (const xcb_keycode_t keycode : hotKey.keycodes)
         for (const std::uint16_t locks : keyboard.lockCombinations())
             xcb_ungrab_key(x.get(), keycode, x.root(), hotKey.mask | locks);
+    xcb_ungrab_keyboard(x.get(), XCB_CURRENT_TIME);
+    x.flush();
 }
 
 void XcbHotKeyService::grabAgain()

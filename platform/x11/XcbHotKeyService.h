@@ -25,6 +25,7 @@ public:
     [[nodiscard]] std::optional<HotKeyHandlerRef> installHandler(Handler handler) override;
     [[nodiscard]] std::optional<HotKeyRef>
     registerHotKey(VirtualKey b, HotKeyModifiers modifiers, HotKeyID id) override;
+    [[nodiscard]] HotKeyAvailability availability(VirtualKey b, HotKeyModifiers modifiers) override;
     void unregisterHotKey(HotKeyRef hotKey) override;
     void removeHandler(HotKeyHandlerRef handler) override;
 
@@ -37,9 +38,13 @@ private:
         std::vector<xcb_keycode_t> keycodes {};
     };
 
-    /// Grabs all combinations it can get. Errors: false when that is none.
+    /// Grabs all combinations it can get, and says how many that are.
+    [[nodiscard]] HotKeyAvailability tryToGrab(HotKey& hotKey);
+    /// The same, and complains. Errors: false when it can get none.
     [[nodiscard]] bool grab(HotKey& hotKey);
-    void ungrab(const HotKey& hotKey);
+    /// Gives the keys back, and the keyboard: a press on its way here has frozen it already, and
+    /// nobody may be left to thaw it.
+    void release(const HotKey& hotKey);
     void grabAgain();
     void handleEvent(const xcb_generic_event_t* event);
     void keyPressed(const xcb_key_press_event_t& press);

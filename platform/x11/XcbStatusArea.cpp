@@ -68,7 +68,24 @@ void XcbStatusArea::watchBus()
     askForHost();
 }
 
+void XcbStatusArea::identify(std::function<void(StatusAreaKind)> completion)
+{
+    askBus([this, completion = std::move(completion)](bool present) {
+        setHost(present);
+        const bool hasTray = tray != XCB_WINDOW_NONE;
+        if (present)
+            completion(StatusAreaKind::statusNotifier);
+        else
+            completion(hasTray ? StatusAreaKind::embedding : StatusAreaKind::none);
+    });
+}
+
 void XcbStatusArea::askForHost()
+{
+    askBus([this](bool present) { setHost(present); });
+}
+
+void XcbStatusArea::askBus(std::function<void(bool hasHost)> completion)
 {
     auto question = QDBusMessage::createMethodCall(
         watcherService, watcherPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
@@ -76,11 +93,13 @@ void XcbStatusArea::askForHost()
     question.setAutoStartService(false);
     auto* answer
         = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(question), this);
-    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
+    const auto take = [answer, completion = std::move(completion)] {
         const QDBusPendingReply<QDBusVariant> reply = *answer;
-        setHost(reply.isValid() && reply.value().variant().toBool());
         answer->deleteLater();
-    });
+        completion(reply.isValid() && reply.value().variant().toBool());
+    };
+    // Without a bus the call has ended already; its watcher tells all the same, a turn later.
+    connect(answer, &QDBusPendingCallWatcher::finished, this, take);
 }
 
 void XcbStatusArea::setHost(bool present)

@@ -18,11 +18,14 @@ public:
     explicit XcbStatusArea(XcbConnection& connection);
 
     [[nodiscard]] bool isPresent() const override;
+    void identify(std::function<void(StatusAreaKind)> completion) override;
     /// The colour that a tray window wants icons in; a StatusNotifier host colours them itself.
     [[nodiscard]] std::optional<QColor> foreground() const override;
 
 private:
     Q_SLOT void askForHost();
+    /// `completion` is called in a later turn of the event loop.
+    void askBus(std::function<void(bool hasHost)> completion);
     void watchBus();
     void watchTraySelection();
     void setHost(bool present);

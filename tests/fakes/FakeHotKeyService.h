@@ -46,6 +46,12 @@ public:
         return reference;
     }
 
+    [[nodiscard]] HotKeyAvailability availability(VirtualKey /*key*/,
+                                                  HotKeyModifiers /*modifiers*/) override
+    {
+        return available;
+    }
+
     void unregisterHotKey(HotKeyRef hotKey) override
     {
         calls << QStringLiteral("unregisterHotKey");
@@ -80,6 +86,7 @@ public:
     std::map<HotKeyHandlerRef, Handler> handlers;
     bool refusesHandlers = false;
     bool refusesHotKeys = false;
+    HotKeyAvailability available = HotKeyAvailability::available;
     Journal* journal = nullptr;
 
 private:

@@ -14,6 +14,13 @@ namespace quibel {
 class FakeSecretItems final : public SecretItems
 {
 public:
+    [[nodiscard]] SecretStoreState state() override
+    {
+        if (available)
+            return SecretStoreState::unlocked;
+        return whyUnavailable;
+    }
+
     [[nodiscard]] SecretStatus add(const SecretIdentity& identity, const QByteArray& data) override
     {
         calls << QStringLiteral("add");
@@ -63,6 +70,7 @@ public:
     }
 
     bool available = true;
+    SecretStoreState whyUnavailable = SecretStoreState::absent;
     bool takesUpdates = true;
     bool givesData = true; ///< Whether a successful read comes with data.
     std::vector<std::pair<SecretIdentity, QByteArray>> items;

@@ -14,6 +14,16 @@ public:
         note(journal, QStringLiteral("look for the status area"));
         return present;
     }
+    void identify(std::function<void(StatusAreaKind)> completion) override
+    {
+        QMetaObject::invokeMethod(
+            this,
+            [this, completion = std::move(completion)] {
+                if (answers)
+                    completion(kind);
+            },
+            Qt::QueuedConnection);
+    }
     [[nodiscard]] std::optional<QColor> foreground() const override { return color; }
 
     void appear()
@@ -30,6 +40,8 @@ public:
         Q_EMIT foregroundChanged();
     }
 
+    StatusAreaKind kind = StatusAreaKind::none;
+    bool answers = true; ///< Whether it is ever identified.
     Journal* journal = nullptr;
 
 private:

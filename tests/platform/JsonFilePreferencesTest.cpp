@@ -164,6 +164,8 @@ private Q_SLOTS:
 
     void setsADamagedFileAside_data();
     void setsADamagedFileAside();
+    void leavesADamagedFileThatIsOnlyLookedAt();
+    void describesWhereItIsKept();
     void neverOverwritesAnEarlierDamagedFile();
     void setsTheFileBehindALinkAside();
     void setsAFolderInItsPlaceAside();
@@ -451,6 +453,40 @@ void JsonFilePreferencesTest::setsADamagedFileAside()
     QCOMPARE(readAll(path + u".damaged"_s), bytes);
     QCOMPARE(errors.lines().size(), 1);
     QVERIFY(errors.lines().constFirst().contains(path + u".damaged"_s));
+}
+
+void JsonFilePreferencesTest::leavesADamagedFileThatIsOnlyLookedAt()
+{
+    write("[]");
+    StandardError errors;
+    const JsonFilePreferences preferences(path, JsonFilePreferences::Damaged::leave);
+    QCOMPARE(preferences.text(u"key"_s), std::nullopt);
+    QCOMPARE(preferences.describe().damage, u"not an object"_s);
+    QVERIFY(preferences.describe().exists);
+    QCOMPARE(filesInFolder(), QStringList { u"preferences.json"_s });
+    QCOMPARE(readAll(path), QByteArray("[]"));
+    QCOMPARE(errors.lines(), QStringList());
+
+    write(R"({"key": "value"})");
+    QCOMPARE(preferences.describe().damage, std::nullopt);
+    QCOMPARE(preferences.text(u"key"_s), u"value"_s);
+}
+
+void JsonFilePreferencesTest::describesWhereItIsKept()
+{
+    const JsonFilePreferences preferences(path);
+    const PreferencesFacts fresh {
+        .path = path, .exists = false, .damage = {}, .canBeWritten = true
+    };
+    QCOMPARE(preferences.describe(), fresh);
+    write("{}");
+    QVERIFY(preferences.describe().exists);
+
+    QVERIFY(QFile::remove(path));
+    QVERIFY(QDir().rmdir(QFileInfo(path).path()));
+    QFile inTheWay(QFileInfo(path).path());
+    QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+    QVERIFY(!preferences.describe().canBeWritten);
 }
 
 void JsonFilePreferencesTest::neverOverwritesAnEarlierDamagedFile()

@@ -133,6 +133,8 @@ private Q_SLOTS:
     void returnsInTimeWhenTheServiceHangs();
     void returnsInTimeWhenTheBusHangs();
     void outlivesTheBus();
+    void tellsInWhatStateTheStoreIs();
+    void tellsThatThereIsNoStore();
 
 private:
     [[nodiscard]] std::optional<QByteArray> lookedUp() const
@@ -354,12 +356,14 @@ void LibsecretSecretItemsTest::createsNoDefaultCollection()
     LibsecretSecretItems items;
     QTRY_COMPARE(items.copyMatching(identity).status, SecretStatus::itemNotFound);
     const SecretStatus status = items.add(identity, "new");
+    const SecretStoreState state = items.state();
     const QString collections = secrets(fresh,
                                         u"/org/freedesktop/secrets"_s,
                                         u"org.freedesktop.DBus.Properties.Get"_s,
                                         { u"org.freedesktop.Secret.Service"_s, u"Collections"_s });
     desktop.enter();
     QCOMPARE(status, SecretStatus::unavailable);
+    QCOMPARE(state, SecretStoreState::unmade);
     QCOMPARE(collections.count(u"/collection/"_s), 1);
     QVERIFY(collections.contains(u"/collection/session"_s));
 }
@@ -467,6 +471,32 @@ void LibsecretSecretItemsTest::outlivesTheBus()
     QTRY_COMPARE(items.copyMatching(identity).status, SecretStatus::itemNotFound);
     QCOMPARE(items.add(identity, "here"), SecretStatus::success);
     QCOMPARE(lookedUp(), QByteArray("here"));
+}
+
+void LibsecretSecretItemsTest::tellsInWhatStateTheStoreIs()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.state(), SecretStoreState::unlocked);
+    const QString locked = secrets(desktop,
+                                   u"/org/freedesktop/secrets"_s,
+                                   u"org.freedesktop.Secret.Service.Lock"_s,
+                                   { u"['/org/freedesktop/secrets/collection/login']"_s });
+    QVERIFY2(locked.contains(u"/collection/login"_s), qPrintable(locked));
+    QCOMPARE(items.state(), SecretStoreState::locked);
+}
+
+void LibsecretSecretItemsTest::tellsThatThereIsNoStore()
+{
+    LibsecretSecretItems items;
+    {
+        const Stopped hanging(keyRing());
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(items.state(), SecretStoreState::absent);
+        QVERIFY2(timer.elapsed() < longestCallMs, "waited too long");
+    }
+    desktop.stopKeyRing();
+    QCOMPARE(items.state(), SecretStoreState::absent);
 }
 
 int main(int argc, char** argv)

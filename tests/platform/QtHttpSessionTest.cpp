@@ -693,6 +693,9 @@ void QtHttpSessionTest::trustsOnlyAGoodCertificate()
                  trusted ? std::nullopt : std::optional(Code::secureConnectionFailed));
         QCOMPARE(outcome.status, trusted ? std::optional(200) : std::nullopt);
         QVERIFY(!tellsTheKey(outcome));
+        QCOMPARE(outcome.certificateExpiry,
+                 trusted ? std::optional(tls.localCertificateChain().constFirst().expiryDate())
+                         : std::nullopt);
     }
     QCOMPARE(service.requests().size(), trusted ? 2U : 0U);
 }

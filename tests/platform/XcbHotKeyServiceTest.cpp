@@ -93,6 +93,8 @@ private Q_SLOTS:
     void givesTheKeyUpWhenItIsUnregistered();
     void givesTheKeyUpWhenTheServiceEnds();
     void callsNoHandlerThatWasRemoved();
+    void tellsWhetherTheKeyIsToBeHad_data();
+    void tellsWhetherTheKeyIsToBeHad();
 
 private:
     void setLayout(const QStringList& arguments)
@@ -482,6 +484,30 @@ void XcbHotKeyServiceTest::callsNoHandlerThatWasRemoved()
     pressHotKey();
     QVERIFY(settle());
     QCOMPARE(presses, 0);
+}
+
+void XcbHotKeyServiceTest::tellsWhetherTheKeyIsToBeHad_data()
+{
+    QTest::addColumn<std::optional<std::uint16_t>>("grabbed");
+    QTest::addColumn<HotKeyAvailability>("availability");
+    using Modifiers = std::optional<std::uint16_t>;
+    QTest::newRow("free") << Modifiers() << HotKeyAvailability::available;
+    QTest::newRow("taken") << Modifiers(XCB_MOD_MASK_ANY) << HotKeyAvailability::taken;
+    QTest::newRow("taken with a lock key on")
+        << Modifiers(superShift | XCB_MOD_MASK_LOCK) << HotKeyAvailability::partlyTaken;
+}
+
+void XcbHotKeyServiceTest::tellsWhetherTheKeyIsToBeHad()
+{
+    QFETCH(const std::optional<std::uint16_t>, grabbed);
+    QFETCH(const HotKeyAvailability, availability);
+    if (grabbed)
+        QVERIFY(grab(Keyboard::b, *grabbed));
+    const StandardError errors;
+    QCOMPARE(service->availability(VirtualKey::b, commandShift), availability);
+    QCOMPARE(errors.text(), QByteArray());
+    ungrabAll();
+    QVERIFY2(grab(Keyboard::b, XCB_MOD_MASK_ANY), "something was kept");
 }
 
 } // namespace quibel

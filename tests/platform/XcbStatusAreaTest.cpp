@@ -81,8 +81,17 @@ private Q_SLOTS:
     void needsAHostBesidesTheWatcher();
     void isAbsentAgainWhenTheWatcherGoes();
     void takesNoColourFromATrayBesideAHost();
+    void identifiesWhatIsThere();
 
 private:
+    [[nodiscard]] StatusAreaKind kind()
+    {
+        std::optional<StatusAreaKind> told;
+        area->identify([&told](StatusAreaKind found) { told = found; });
+        Q_ASSERT(!told);
+        const bool isTold = QTest::qWaitFor([&told] { return told.has_value(); });
+        return isTold ? *told : StatusAreaKind::none;
+    }
     VirtualDesktop& desktop;
     std::unique_ptr<XcbConnection> x;
     std::unique_ptr<XcbStatusArea> area;
@@ -241,6 +250,17 @@ void XcbStatusAreaTest::takesNoColourFromATrayBesideAHost()
     QTRY_COMPARE(area->foreground(), std::nullopt);
     QTRY_VERIFY(!changed.isEmpty());
     QVERIFY(area->isPresent());
+}
+
+void XcbStatusAreaTest::identifiesWhatIsThere()
+{
+    QCOMPARE(kind(), StatusAreaKind::none);
+    const Tray tray;
+    QTRY_COMPARE(kind(), StatusAreaKind::embedding);
+    StatusNotifierWatcher watcher;
+    QCOMPARE(kind(), StatusAreaKind::embedding);
+    watcher.setHost(true);
+    QCOMPARE(kind(), StatusAreaKind::statusNotifier);
 }
 
 } // namespace quibel
