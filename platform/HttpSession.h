@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/HttpBody.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
@@ -17,7 +19,7 @@ struct HttpRequest
     QByteArray method;
     QUrl url;
     std::vector<std::pair<QByteArray, QByteArray>> headers;
-    QByteArray body;
+    HttpBody body;
 
     bool operator==(const HttpRequest&) const = default;
 };

@@ -39,8 +39,8 @@ QJsonObject metadataObject(const ScreenshotMetadata& metadata, const QString& br
 
 } // namespace
 
-std::optional<QByteArray> buildScreenshotDocument(const ScreenshotCapture& screenshot,
-                                                  const QString& branchID)
+std::optional<HttpBody> buildScreenshotDocument(const ScreenshotCapture& screenshot,
+                                                const QString& branchID)
 {
     const ScreenshotMetadata& metadata = screenshot.metadata;
     const auto texts = { metadata.appName.value_or(QString()),
@@ -51,10 +51,13 @@ std::optional<QByteArray> buildScreenshotDocument(const ScreenshotCapture& scree
     if (!std::ranges::all_of(texts, &QString::isValidUtf16))
         return std::nullopt;
 
-    // Base64 needs no escapes, so the picture goes into the text as it is; a JSON value of it would
-    // be a copy of twice the size.
-    return R"({"image_base64":")" + screenshot.data.toBase64() + R"(","metadata":)"
-        + QJsonDocument(metadataObject(metadata, branchID)).toJson(QJsonDocument::Compact) + '}';
+    // Base64 needs no escapes, so the picture can stand in the text as it is.
+    HttpBody document(R"({"image_base64":")"_ba);
+    document.appendAsBase64(screenshot.data);
+    document.append(
+        R"(","metadata":)"
+        + QJsonDocument(metadataObject(metadata, branchID)).toJson(QJsonDocument::Compact) + '}');
+    return document;
 }
 
 } // namespace quibel

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "capture/ScreenshotCapture.h"
+#include "platform/HttpBody.h"
 
-#include <QByteArray>
 #include <QString>
 
 #include <optional>
@@ -12,7 +12,7 @@ namespace quibel {
 /// The JSON document that uploads a screenshot to the branch `branchID`, compact.
 ///
 /// Errors: none when a text is not valid Unicode.
-[[nodiscard]] std::optional<QByteArray> buildScreenshotDocument(const ScreenshotCapture& screenshot,
-                                                                const QString& branchID);
+[[nodiscard]] std::optional<HttpBody> buildScreenshotDocument(const ScreenshotCapture& screenshot,
+                                                              const QString& branchID);
 
 } // namespace quibel

@@ -54,6 +54,7 @@ bool capture(xcb_window_t window)
     const qsizetype bytes = encoded->data.size();
     const auto document = quibel::buildScreenshotDocument(
         { .data = std::move(encoded->data), .metadata = {} }, QStringLiteral("b1"));
+    const qsizetype documentBytes = document ? document->joined().size() : 0;
     const auto built = Clock::now();
     std::printf(
         "{\"wall\": %.2f, \"cpu\": %.2f, \"grab\": %.2f, \"encode\": %.2f, \"document\": %.2f, "
@@ -64,7 +65,7 @@ bool capture(xcb_window_t window)
         milliseconds(grabbed, done),
         milliseconds(done, built),
         static_cast<long long>(bytes),
-        static_cast<long long>(document ? document->size() : 0),
+        static_cast<long long>(documentBytes),
         encoded->size.width(),
         encoded->size.height());
     return document.has_value();

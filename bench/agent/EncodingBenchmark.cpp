@@ -35,7 +35,7 @@ void copyOfTheFrame(benchmark::State& state)
 {
     const QImage image = pictureOf(state);
     QByteArray copy(image.sizeInBytes(), Qt::Uninitialized);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         std::memcpy(copy.data(), image.constBits(), static_cast<std::size_t>(copy.size()));
         benchmark::ClobberMemory();
     }
@@ -48,7 +48,7 @@ void deflateOfTheFrame(benchmark::State& state)
     const QImage image = pictureOf(state).convertToFormat(QImage::Format_RGB888);
     uLongf size = compressBound(static_cast<uLong>(image.sizeInBytes()));
     QByteArray out(static_cast<qsizetype>(size), Qt::Uninitialized);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         size = static_cast<uLongf>(out.size());
         compress2(reinterpret_cast<Bytef*>(out.data()),
                   &size,
@@ -62,7 +62,7 @@ void deflateOfTheFrame(benchmark::State& state)
 void shrinkOfTheFrame(benchmark::State& state)
 {
     const QImage image = pictureOf(state);
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(
             image.scaled(image.size() * 0.72, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
 }
@@ -71,7 +71,7 @@ void pngOfTheFrame(benchmark::State& state)
 {
     const QImage image = pictureOf(state);
     qsizetype size = 0;
-    for (auto _ : state)
+    while (state.KeepRunning())
         size = std::get<QByteArray>(encodePng(image)).size();
     state.counters["bytes"] = static_cast<double>(size);
 }
@@ -80,7 +80,7 @@ void screenshotOfTheFrame(benchmark::State& state)
 {
     const QImage image = pictureOf(state);
     std::optional<EncodedFrame> encoded;
-    for (auto _ : state)
+    while (state.KeepRunning())
         encoded = encodeFrame(image);
     state.counters["bytes"] = static_cast<double>(encoded->data.size());
     state.counters["width"] = encoded->size.width();

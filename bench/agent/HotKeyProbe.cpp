@@ -42,7 +42,7 @@ HotKeyProbe::HotKeyProbe(const Options& wanted)
 {
     if (xcb_connection_has_error(x) != 0) {
         std::fputs("no X server\n", stderr);
-        std::exit(1);
+        std::quick_exit(1);
     }
     makeFrontWindow();
     windows.emplace(x, screen->root, front);
@@ -87,7 +87,7 @@ void HotKeyProbe::takeKeyboard()
     const auto deadline = Clock::now() + patience;
     if (!runUntil([this] { return frontHasKeyboard; }, deadline)) {
         std::fputs("the window in front does not get the keyboard\n", stderr);
-        std::exit(1);
+        std::quick_exit(1);
     }
     static_cast<void>(runUntil([] { return false; }, Clock::now() + 500ms));
 }

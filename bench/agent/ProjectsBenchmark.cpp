@@ -60,7 +60,7 @@ void readAnswer(benchmark::State& state)
     Account account;
     const QByteArray body = answerOf(state.range(0));
     std::size_t read = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         account.store.requestProjects(u"key"_s, [&](const ProjectsResult& result) {
             read = std::get<ProjectList>(result).size();
         });
@@ -76,7 +76,7 @@ void sortProjects(benchmark::State& state)
 {
     Account account;
     const ProjectList list = listOf(state.range(0));
-    for (auto _ : state)
+    while (state.KeepRunning())
         account.store.applyFetchedProjects(list);
     state.SetComplexityN(state.range(0));
 }
@@ -110,7 +110,7 @@ public:
 
     void close() { controller.close(); }
 
-    void pressDown()
+    void pressDown() const
     {
         QKeyEvent press(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
         QCoreApplication::sendEvent(windows.panel, &press);
@@ -126,7 +126,7 @@ private:
 void openPanel(benchmark::State& state)
 {
     Opened panel(state.range(0));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         panel.open();
         state.PauseTiming();
         panel.close();
@@ -140,7 +140,7 @@ void pressArrowKey(benchmark::State& state)
 {
     Opened panel(state.range(0));
     panel.open();
-    for (auto _ : state)
+    while (state.KeepRunning())
         panel.pressDown();
     state.SetComplexityN(state.range(0));
 }

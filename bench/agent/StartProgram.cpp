@@ -43,7 +43,7 @@ public:
             xcb_record_create_context_checked(control, id, 0, 1, 1, clients.data(), &range)));
         if (error) {
             std::fputs("the X server does not record\n", stderr);
-            std::exit(1);
+            std::quick_exit(1);
         }
         cookie = xcb_record_enable_context(data, id);
         xcb_flush(data);

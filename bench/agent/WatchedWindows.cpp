@@ -79,12 +79,7 @@ void WatchedWindows::handle(const xcb_generic_event_t& event)
         if (Window* window = find(eventAs<xcb_unmap_notify_event_t>(&event).window))
             window->unmapped = now;
     } else if (type == XCB_FOCUS_IN) {
-        const auto& focus = eventAs<xcb_focus_in_event_t>(&event);
-        if (focus.event == rootWindow && focus.mode == XCB_NOTIFY_MODE_GRAB)
-            grabs.push_back(now);
-        Window* window = find(focus.event);
-        if (window != nullptr && !window->keyboard && focus.detail != XCB_NOTIFY_DETAIL_POINTER)
-            window->keyboard = now;
+        handleFocus(eventAs<xcb_focus_in_event_t>(&event), now);
     } else if (type == damageEvent + XCB_DAMAGE_NOTIFY) {
         const auto& damage = eventAs<xcb_damage_notify_event_t>(&event);
         if (Window* window = find(damage.drawable)) {
@@ -92,6 +87,15 @@ void WatchedWindows::handle(const xcb_generic_event_t& event)
             window->paints.push_back({ .time = now, .area = damage.area });
         }
     }
+}
+
+void WatchedWindows::handleFocus(const xcb_focus_in_event_t& focus, Clock::time_point now)
+{
+    if (focus.event == rootWindow && focus.mode == XCB_NOTIFY_MODE_GRAB)
+        grabs.push_back(now);
+    Window* window = find(focus.event);
+    if (window != nullptr && !window->keyboard && focus.detail != XCB_NOTIFY_DETAIL_POINTER)
+        window->keyboard = now;
 }
 
 void WatchedWindows::forget()

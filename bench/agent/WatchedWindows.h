@@ -53,6 +53,7 @@ public:
     [[nodiscard]] const Window* withKeyboard();
 
 private:
+    void handleFocus(const xcb_focus_in_event_t& focus, Clock::time_point now);
     void watch(xcb_window_t id);
     [[nodiscard]] Window* find(xcb_window_t id);
 

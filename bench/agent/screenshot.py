@@ -57,7 +57,7 @@ def side_by_side(desktop, installed, window, runs):
 
 
 def longest_gap(desktop, window, runs):
-    seen = lines_of(desktop, desktop.programs / "quibel-bench-gap", window.number, runs)
+    seen = lines_of(desktop, desktop.programs / "quibel-bench-gap", window.number, runs, Service().url)
     return {figure: spread([run[figure] for run in seen]) for figure in seen[0]}
 
 
@@ -148,7 +148,7 @@ def document(figures, images):
          for place, step in figures["steps"].items()])
     lines += ["The main thread while 33 megapixels are captured: the longest time that it was not in its event loop, "
               "in milliseconds (held to 5); a timer of one millisecond watches, so about one is the least.", ""]
-    lines += report.table(["content", "idle", "grabbing and encoding", "document", "document, bytes"],
+    lines += report.table(["content", "idle", "grabbing and encoding", "document and upload", "document, bytes"],
                           [[content, *(report.told(gap[name]) for name in ("idle", "capturing", "document")),
                             report.number(gap["bytes"]["median"])] for content, gap in figures["gap"].items()])
     lines += ["Memory of the agent around one capture of 33 megapixels (a frame is 129 600 KiB; held to two):", ""]

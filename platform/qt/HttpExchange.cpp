@@ -185,7 +185,7 @@ void HttpExchange::follow(const QUrl& target)
     }
     if (status() != 307 && status() != 308) {
         request.method = "GET";
-        request.body.clear();
+        request.body = {};
         std::erase_if(request.headers, [](const auto& header) {
             return header.first.compare("Content-Type", Qt::CaseInsensitive) == 0;
         });

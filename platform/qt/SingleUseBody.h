@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/HttpBody.h"
+
 #include <QIODevice>
 
 namespace quibel {
@@ -13,9 +15,9 @@ class SingleUseBody final : public QIODevice
     Q_OBJECT
 
 public:
-    explicit SingleUseBody(QByteArray content);
+    explicit SingleUseBody(HttpBody body);
 
-    [[nodiscard]] qint64 size() const override { return bytes.size(); }
+    [[nodiscard]] qint64 size() const override { return content.size(); }
     bool reset() override { return false; }
 
 protected:
@@ -23,7 +25,7 @@ protected:
     qint64 writeData(const char* data, qint64 size) override;
 
 private:
-    QByteArray bytes;
+    HttpBody content;
 };
 
 } // namespace quibel

@@ -82,7 +82,7 @@ private Q_SLOTS:
                                      .url = QUrl(u"https://h.example/api/branches/from-agent"_s),
                                      .headers = { { "Authorization", "Bearer sk_1" },
                                                   { "Content-Type", "application/json" } },
-                                     .body = R"({"title":"a"})" };
+                                     .body = R"({"title":"a"})"_ba };
         QCOMPARE(makePostRequest(QUrl(u"https://h.example/"_s),
                                  u"api/branches/from-agent"_s,
                                  u"sk_1"_s,

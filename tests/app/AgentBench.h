@@ -124,7 +124,7 @@ public:
 
     [[nodiscard]] QJsonObject sentDocument(std::size_t index) const
     {
-        return QJsonDocument::fromJson(desktop.session.requests.at(index).body).object();
+        return QJsonDocument::fromJson(desktop.session.requests.at(index).body.joined()).object();
     }
 
     [[nodiscard]] std::optional<QByteArray> keptBranch() const

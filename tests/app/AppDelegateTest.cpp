@@ -80,7 +80,7 @@ private Q_SLOTS:
         AgentBench::settle();
         bench.pressHotKey();
         QVERIFY(!AgentBench::panelIsOpen());
-        QCOMPARE(bench.desktop.session.requests.back().body, "{\"kept\":1}"_ba);
+        QCOMPARE(bench.desktop.session.requests.back().body.joined(), "{\"kept\":1}"_ba);
     }
 
     void anAnswerWithProjectsDropsTheKeptBranch()

@@ -324,7 +324,7 @@ private Q_SLOTS:
         bench.rememberProjects({ u"p1"_s });
         bench.launch();
         bench.branchOff(u"x"_s);
-        const QByteArray document = bench.desktop.session.requests.at(branchRequest).body;
+        const QByteArray document = bench.desktop.session.requests.at(branchRequest).body.joined();
         bench.desktop.session.answer(branchRequest, outcome);
         QTRY_COMPARE(bench.keptBranch(), document);
 
@@ -332,7 +332,7 @@ private Q_SLOTS:
         bench.pressHotKey();
         QVERIFY(!AgentBench::panelIsOpen());
         QCOMPARE(bench.desktop.session.requests.size(), branchRequest + 2);
-        QCOMPARE(bench.desktop.session.requests.at(branchRequest + 1).body, document);
+        QCOMPARE(bench.desktop.session.requests.at(branchRequest + 1).body.joined(), document);
         bench.pressHotKey();
         QVERIFY(AgentBench::panelIsOpen());
         QVERIFY(bench.syncWarningIsShown());
@@ -358,7 +358,7 @@ private Q_SLOTS:
         bench.keepBranch("{\"kept\":1}");
         bench.launch();
         bench.pressHotKey();
-        QCOMPARE(bench.desktop.session.requests.at(branchRequest).body, "{\"kept\":1}"_ba);
+        QCOMPARE(bench.desktop.session.requests.at(branchRequest).body.joined(), "{\"kept\":1}"_ba);
         bench.desktop.session.answer(branchRequest, outcome);
         AgentBench::settle();
         QCOMPARE(bench.keptBranch().has_value(), stillKept);
@@ -428,7 +428,7 @@ private Q_SLOTS:
         bench.delegate->sendBranch();
         AgentBench::type(u"new"_s);
         AgentBench::pressKey(Qt::Key_Return);
-        const QByteArray document = bench.desktop.session.requests.at(branchRequest).body;
+        const QByteArray document = bench.desktop.session.requests.at(branchRequest).body.joined();
         bench.desktop.session.answer(branchRequest, FakeHttpSession::success(502, {}));
         QTRY_COMPARE(bench.keptBranch(), document);
     }

@@ -85,7 +85,7 @@ private Q_SLOTS:
             (request.headers
              == std::vector<std::pair<QByteArray, QByteArray>> {
                  { "Authorization", "Bearer sk_test" }, { "Content-Type", "application/json" } }));
-        QCOMPARE(request.body, "{\"a\":1}"_ba);
+        QCOMPARE(request.body.joined(), "{\"a\":1}"_ba);
         QVERIFY(bench.results.empty());
     }
 
@@ -254,7 +254,7 @@ private Q_SLOTS:
         QCOMPARE(request.headers.at(0).second, "Bearer sk_test"_ba);
         QCOMPARE(request.headers.at(1).second, "application/json"_ba);
         const QJsonValue null;
-        QCOMPARE(QJsonDocument::fromJson(request.body).object(),
+        QCOMPARE(QJsonDocument::fromJson(request.body.joined()).object(),
                  QJsonObject({
                      { u"image_base64"_s, u"iVBOR/8AAQ=="_s },
                      { u"metadata"_s,
@@ -291,7 +291,7 @@ private Q_SLOTS:
         metadata.projectName = u"Atlas"_s;
         bench.client->uploadPendingScreenshot();
         const QJsonValue sent
-            = QJsonDocument::fromJson(bench.session.requests.front().body)[u"metadata"_s];
+            = QJsonDocument::fromJson(bench.session.requests.front().body.joined())[u"metadata"_s];
         QCOMPARE(sent[u"app_name"_s], u"Editor"_s);
         QCOMPARE(sent[u"bundle_id"_s], u"org.example.Editor"_s);
         QCOMPARE(sent[u"window_title"_s], u"\"notes\""_s);
