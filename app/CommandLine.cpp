@@ -28,6 +28,10 @@ const QList<Form>& forms()
           u"capture"_s,
           u"do what the hot key does, for a desktop that has key bindings of its own"_s },
         { connectAccount, u"connect-account"_s, u"ask for the API key"_s },
+        { .command = doctor,
+          .option = u"doctor"_s,
+          .help = u"say what works on this desktop and what does not; --json for programs"_s,
+          .tellsAsJson = true },
     };
     return all;
 }

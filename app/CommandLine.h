@@ -15,6 +15,7 @@ struct CommandLine
         sendBranch,
         capture,
         connectAccount,
+        doctor,
     };
 
     /// Nothing to do but to say something: help, the version, or what is wrong with the call.

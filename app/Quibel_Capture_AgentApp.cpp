@@ -1,6 +1,7 @@
 #include "app/Quibel_Capture_AgentApp.h"
 
 #include "app/DesktopPlatform.h"
+#include "app/DoctorCommand.h"
 
 #include <QApplication>
 
@@ -47,6 +48,8 @@ int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-av
     if (const auto* notice = std::get_if<CommandLine::Notice>(&parsed))
         return say(*notice);
     const auto& line = *std::get_if<CommandLine>(&parsed);
+    if (line.command == CommandLine::Command::doctor)
+        return runDoctor(argc, argv, line.json ? DoctorReport::json : DoctorReport::table);
     if (!DesktopPlatform::chooseWindowSystem())
         return reportNoDesktop();
 
@@ -68,6 +71,7 @@ void Quibel_Capture_AgentApp::carryOut(CommandLine::Command command)
     using enum CommandLine::Command;
     switch (command) {
     case start:
+    case doctor:
         break;
     case sendBranch:
         appDelegate.sendBranch();
