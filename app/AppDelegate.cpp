@@ -54,6 +54,24 @@ void AppDelegate::connectAccount()
         apiKeyPanelController->show();
 }
 
+void AppDelegate::carryOut(AgentCommand command)
+{
+    switch (command) {
+    case AgentCommand::sendBranch:
+        sendBranch();
+        break;
+    case AgentCommand::capture:
+        capture();
+        break;
+    case AgentCommand::connectAccount:
+        connectAccount();
+        break;
+    case AgentCommand::quit:
+        platform.terminate();
+        break;
+    }
+}
+
 void AppDelegate::fetchProjectsOnce()
 {
     if (projectStore.didAttemptFetch)

@@ -5,6 +5,7 @@
 #include "account/ProjectStore.h"
 #include "app/CaptureFlow.h"
 #include "platform/Platform.h"
+#include "platform/SingleInstance.h"
 #include "ui/HotKeyManager.h"
 #include "ui/StatusBarController.h"
 
@@ -35,6 +36,9 @@ public:
 
     /// The menu's "Connect Account…". Does nothing before launch has finished.
     void connectAccount();
+
+    /// What another start of the program asks.
+    void carryOut(AgentCommand command);
 
 private:
     void fetchProjectsOnce();

@@ -28,6 +28,7 @@ const QList<Form>& forms()
           u"capture"_s,
           u"do what the hot key does, for a desktop that has key bindings of its own"_s },
         { connectAccount, u"connect-account"_s, u"ask for the API key"_s },
+        { quit, u"quit"_s, u"end the agent that runs"_s },
         { .command = doctor,
           .option = u"doctor"_s,
           .help = u"say what works on this desktop and what does not; --json for programs"_s,
@@ -45,9 +46,10 @@ QString helpLine(const QString& option, const QString& help)
 
 CommandLine::Notice usage()
 {
-    QString text = u"Usage: quibel-capture-agent [COMMAND]\n\n"
-                   "Branches off a thought with one keystroke: press Super+Shift+B, type, press"
-                   " Return.\nWithout a command it starts and waits in the tray.\n\n"_s;
+    QString text
+        = u"Usage: quibel-capture-agent [COMMAND]\n\n"
+          "Branches off a thought with one keystroke: press Super+Shift+B, type, press"
+          " Return.\nWithout a command it starts and waits in the tray; if it runs already, it opens the panel.\n\n"_s;
     for (const Form& form : forms())
         text += helpLine(form.option, form.help);
     text += helpLine(u"version"_s, u"show the version"_s);

@@ -15,6 +15,7 @@ struct CommandLine
         sendBranch,
         capture,
         connectAccount,
+        quit,
         doctor,
     };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/SingleInstance.h"
 
 #include <memory>
 
@@ -12,6 +13,9 @@ namespace quibel {
 class DesktopPlatform
 {
 public:
+    /// Before the application object is made, and whether or not there is a window system.
+    [[nodiscard]] static std::unique_ptr<SingleInstance> singleInstance();
+
     /// Before the application object is made: has the toolkit use the window system whose adapters
     /// there are.
     ///

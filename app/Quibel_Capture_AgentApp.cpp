@@ -1,9 +1,11 @@
 #include "app/Quibel_Capture_AgentApp.h"
 
+#include "app/CommandLine.h"
 #include "app/DesktopPlatform.h"
 #include "app/DoctorCommand.h"
 
 #include <QApplication>
+#include <QPointer>
 
 #include <csignal>
 #include <cstdio>
@@ -38,6 +40,43 @@ int reportNoDesktop()
     return 1;
 }
 
+/// What the agent is asked for; none when it is only to be there.
+std::optional<AgentCommand> agentCommand(CommandLine::Command command)
+{
+    using enum CommandLine::Command;
+    switch (command) {
+    case start:
+    case doctor:
+        break;
+    case sendBranch:
+        return AgentCommand::sendBranch;
+    case capture:
+        return AgentCommand::capture;
+    case connectAccount:
+        return AgentCommand::connectAccount;
+    case quit:
+        return AgentCommand::quit;
+    }
+    return std::nullopt;
+}
+
+/// The exit code of a start that found an agent running.
+int reportAgent(SingleInstance::Role role, bool commanded)
+{
+    if (role == SingleInstance::Role::messenger)
+        return 0;
+    if (role == SingleInstance::Role::unanswered) {
+        std::fputs("quibel-capture-agent: it runs already, but does not answer; end that process"
+                   " and start it again\n",
+                   stderr);
+        return 1;
+    }
+    std::fputs("quibel-capture-agent: it runs already, and takes commands only on the session bus"
+               " that it was started on\n",
+               stderr);
+    return commanded ? 1 : 0;
+}
+
 } // namespace
 
 int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-avoid-c-arrays)
@@ -50,9 +89,24 @@ int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-av
     const auto& line = *std::get_if<CommandLine>(&parsed);
     if (line.command == CommandLine::Command::doctor)
         return runDoctor(argc, argv, line.json ? DoctorReport::json : DoctorReport::table);
+    return runAgent(argc, argv, agentCommand(line.command));
+}
+
+// NOLINTNEXTLINE(modernize-avoid-c-arrays)
+int Quibel_Capture_AgentApp::runAgent(int argc, char* argv[], std::optional<AgentCommand> command)
+{
+    // A start that only hands its command over needs no desktop, and has no time to look for one.
+    const auto instance = DesktopPlatform::singleInstance();
+    const auto role = instance->takeRole(command.value_or(AgentCommand::sendBranch));
+    if (role != SingleInstance::Role::agent)
+        return reportAgent(role, command.has_value());
+    if (command == AgentCommand::quit) {
+        std::puts("quibel-capture-agent: it is not running");
+        return 0;
+    }
+
     if (!DesktopPlatform::chooseWindowSystem())
         return reportNoDesktop();
-
     const QApplication application(argc, argv);
     QApplication::setApplicationName(u"quibel-capture-agent"_s);
     QApplication::setApplicationDisplayName(u"Quibel"_s);
@@ -62,27 +116,13 @@ int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-av
         return reportNoDesktop();
     Quibel_Capture_AgentApp agent(desktop->ports());
     agent.appDelegate.applicationDidFinishLaunching();
-    agent.carryOut(line.command);
+    if (command)
+        agent.appDelegate.carryOut(*command);
+    instance->setHandler([delegate = QPointer(&agent.appDelegate)](AgentCommand asked) {
+        if (delegate)
+            delegate->carryOut(asked);
+    });
     return QApplication::exec();
-}
-
-void Quibel_Capture_AgentApp::carryOut(CommandLine::Command command)
-{
-    using enum CommandLine::Command;
-    switch (command) {
-    case start:
-    case doctor:
-        break;
-    case sendBranch:
-        appDelegate.sendBranch();
-        break;
-    case capture:
-        appDelegate.capture();
-        break;
-    case connectAccount:
-        appDelegate.connectAccount();
-        break;
-    }
 }
 
 } // namespace quibel

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "app/AppDelegate.h"
-#include "app/CommandLine.h"
+#include "platform/SingleInstance.h"
+
+#include <optional>
 
 namespace quibel {
 
@@ -19,7 +21,8 @@ public:
     static int main(int argc, char* argv[]); // NOLINT(modernize-avoid-c-arrays)
 
 private:
-    void carryOut(CommandLine::Command command);
+    // NOLINTNEXTLINE(modernize-avoid-c-arrays)
+    static int runAgent(int argc, char* argv[], std::optional<AgentCommand> command);
 
     AppDelegate appDelegate;
 };

@@ -1,4 +1,5 @@
 #include "app/DesktopPlatform.h"
+#include "platform/freedesktop/DBusSingleInstance.h"
 #include "platform/freedesktop/DesktopEntries.h"
 #include "platform/freedesktop/JsonFilePreferences.h"
 #include "platform/freedesktop/LibsecretSecretItems.h"
@@ -48,6 +49,11 @@ struct DesktopPlatform::Adapters
     JsonFilePreferences preferences { JsonFilePreferences::defaultPath() };
     QtHttpSession session { idleTimeout };
 };
+
+std::unique_ptr<SingleInstance> DesktopPlatform::singleInstance()
+{
+    return std::make_unique<DBusSingleInstance>();
+}
 
 bool DesktopPlatform::chooseWindowSystem()
 {

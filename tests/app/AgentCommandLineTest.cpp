@@ -35,6 +35,7 @@ private Q_SLOTS:
         QTest::newRow("send") << QStringList(u"--send-branch"_s) << Command::sendBranch;
         QTest::newRow("capture") << QStringList(u"--capture"_s) << Command::capture;
         QTest::newRow("connect") << QStringList(u"--connect-account"_s) << Command::connectAccount;
+        QTest::newRow("quit") << QStringList(u"--quit"_s) << Command::quit;
     }
 
     void readsEachCommand()
@@ -98,6 +99,7 @@ private Q_SLOTS:
         for (const auto& option : { u"--send-branch"_s,
                                     u"--capture"_s,
                                     u"--connect-account"_s,
+                                    u"--quit"_s,
                                     u"--version"_s,
                                     u"--help"_s })
             QTest::newRow(qPrintable(option)) << option;

@@ -151,6 +151,29 @@ private Q_SLOTS:
         AgentBench::pressKey(Qt::Key_Escape);
     }
 
+    void carriesOutWhatOtherStartsAsk()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.keepBranch("{\"kept\":1}");
+        bench.launch();
+        bench.delegate->carryOut(AgentCommand::sendBranch);
+        QVERIFY(AgentBench::panelIsOpen());
+        AgentBench::pressKey(Qt::Key_Escape);
+        QCOMPARE(bench.desktop.session.requests.size(), 1U);
+        bench.delegate->carryOut(AgentCommand::capture);
+        QVERIFY(!AgentBench::panelIsOpen());
+        QCOMPARE(bench.desktop.session.requests.back().body, "{\"kept\":1}"_ba);
+        bench.delegate->carryOut(AgentCommand::connectAccount);
+        const auto shown = QApplication::topLevelWidgets();
+        QVERIFY(std::ranges::any_of(shown, [](const QWidget* window) {
+            return window->isVisible() && window->windowTitle() == u"Connect Quibel";
+        }));
+        QVERIFY(!bench.desktop.terminated);
+        bench.delegate->carryOut(AgentCommand::quit);
+        QVERIFY(bench.desktop.terminated);
+    }
+
     void aHotKeyThatCannotBeRegisteredLeavesTheMenu()
     {
         AgentBench bench;

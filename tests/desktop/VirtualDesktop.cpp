@@ -162,16 +162,19 @@ bool VirtualDesktop::startBus()
     QFile file(configuration);
     if (!file.open(QIODevice::WriteOnly))
         return fail(u"cannot write "_s + configuration);
+    QDir(home()).mkpath(u"services"_s);
     file.write("<busconfig><type>session</type><listen>unix:dir="
-               + surroundings.value(u"XDG_RUNTIME_DIR"_s).toUtf8()
-               + "</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
+               + surroundings.value(u"XDG_RUNTIME_DIR"_s).toUtf8() + "</listen><servicedir>"
+               + home().toUtf8()
+               + "/services</servicedir><policy context='default'><allow send_destination='*' "
+                 "eavesdrop='true'/>"
                  "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>\n");
     file.close();
-    QProcess* bus = launch(u"dbus-daemon"_s,
-                           { u"--config-file="_s + configuration,
-                             u"--nofork"_s,
-                             u"--nopidfile"_s,
-                             u"--print-address=1"_s });
+    bus = launch(u"dbus-daemon"_s,
+                 { u"--config-file="_s + configuration,
+                   u"--nofork"_s,
+                   u"--nopidfile"_s,
+                   u"--print-address=1"_s });
     if (bus == nullptr)
         return false;
     QByteArray address;
@@ -182,6 +185,48 @@ bool VirtualDesktop::startBus()
             return fail(u"no session bus"_s);
     surroundings.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromLatin1(address.trimmed()));
     return true;
+}
+
+QString VirtualDesktop::busServiceFile(const QString& name) const
+{
+    return home() + u"/services/%1.service"_s.arg(name);
+}
+
+bool VirtualDesktop::installBusService(const QString& name, const QString& program) const
+{
+    QFile file(busServiceFile(name));
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(u"cannot write "_s + file.fileName());
+    file.write("[D-BUS Service]\nName=" + name.toUtf8() + "\nExec=" + program.toUtf8() + '\n');
+    file.close();
+    return reloadBus();
+}
+
+bool VirtualDesktop::removeBusService(const QString& name) const
+{
+    return QFile::remove(busServiceFile(name)) && reloadBus();
+}
+
+bool VirtualDesktop::reloadBus() const
+{
+    return output(u"gdbus"_s,
+                  { u"call"_s,
+                    u"--session"_s,
+                    u"--dest"_s,
+                    u"org.freedesktop.DBus"_s,
+                    u"--object-path"_s,
+                    u"/org/freedesktop/DBus"_s,
+                    u"--method"_s,
+                    u"org.freedesktop.DBus.ReloadConfig"_s })
+        .has_value();
+}
+
+void VirtualDesktop::stopBus()
+{
+    bus->kill();
+    bus->waitForFinished(patienceMs);
+    stop(bus);
+    bus = nullptr;
 }
 
 bool VirtualDesktop::startWindowManager()

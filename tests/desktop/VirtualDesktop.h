@@ -54,6 +54,11 @@ public:
     /// Ends one program that `launch` started.
     void stop(QProcess* process);
 
+    /// Has the session bus start `program` for calls to `name`.
+    [[nodiscard]] bool installBusService(const QString& name, const QString& program) const;
+    [[nodiscard]] bool removeBusService(const QString& name) const;
+    /// Ends the session bus, as a crash would.
+    void stopBus();
     bool startWindowManager();
     bool startKeyRing();
     /// Ends the key ring, as a crash would.
@@ -65,6 +70,8 @@ public:
 private:
     bool startServer();
     bool startBus();
+    [[nodiscard]] QString busServiceFile(const QString& name) const;
+    [[nodiscard]] bool reloadBus() const;
     [[nodiscard]] bool waitUntilOutput(const QString& program,
                                        const QStringList& arguments,
                                        const QByteArray& expected) const;
@@ -73,6 +80,7 @@ private:
     QTemporaryDir directory;
     QProcessEnvironment surroundings;
     std::vector<std::unique_ptr<QProcess>> processes;
+    QProcess* bus = nullptr;
     QProcess* keyRing = nullptr;
     QProcess* tray = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "tests/system/AgentSession.h"
 
 #include "tests/platform/ClientWindow.h"
+#include "tests/system/AgentRun.h"
 
 #include <QDir>
 #include <QFile>
@@ -110,7 +111,7 @@ void AgentSession::forgetKey()
         { u"clear"_s, u"service"_s, u"QuibelDesktop"_s, u"account"_s, u"apiKey"_s }));
 }
 
-bool AgentSession::launch(const QProcessEnvironment& extra)
+bool AgentSession::launch(const QProcessEnvironment& extra, const QStringList& arguments)
 {
     agent = std::make_unique<QProcess>();
     QProcessEnvironment surroundings = desktop.environment();
@@ -123,11 +124,12 @@ bool AgentSession::launch(const QProcessEnvironment& extra)
     QObject::connect(agent.get(), &QProcess::readyReadStandardError, agent.get(), [this] {
         standardError += agent->readAllStandardError();
     });
-    agent->start(qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-capture-agent"_s);
+    agent->start(AgentRun::program(), arguments);
     // The panel's window is made last, after the hot key is grabbed.
     return waitUntil([this] {
         return std::ranges::any_of(windows({}), [](const Window& window) {
-            return window.geometry.size() == unusedPanelSize;
+            return window.geometry.size() == unusedPanelSize
+                || window.geometry.width() == panelWidth;
         });
     });
 }

@@ -51,10 +51,12 @@ public:
     void forgetKey();
 
     /// Starts the agent and waits until its hot key is grabbed.
-    [[nodiscard]] bool launch(const QProcessEnvironment& extra = {});
+    [[nodiscard]] bool launch(const QProcessEnvironment& extra = {},
+                              const QStringList& arguments = {});
     /// Ends the agent at once, as a crash would.
     void kill();
     [[nodiscard]] bool isRunning() const { return agent && agent->state() == QProcess::Running; }
+    [[nodiscard]] pid_t processId() const { return static_cast<pid_t>(agent->processId()); }
     [[nodiscard]] int exitCode() const { return agent->exitCode(); }
 
     /// Presses keys as a keyboard does, for example "super+shift+b".

@@ -1,4 +1,6 @@
-#include <QProcess>
+#include "tests/system/AgentRun.h"
+
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -11,31 +13,20 @@ class StartTest : public QObject
     Q_OBJECT
 
 private:
-    struct End
-    {
-        int exitCode = 0;
-        QByteArray output;
-        QByteArray errors;
-    };
+    QTemporaryDir runtime;
 
-    /// How the agent ends; none when it crashes, or does not end.
-    [[nodiscard]] static std::optional<End> run(const QString& display,
-                                                const QStringList& arguments)
+    /// No bus either: an agent that runs on the desktop of whoever runs this must not hear of it.
+    [[nodiscard]] std::optional<AgentRun> run(const QString& display,
+                                              const QStringList& arguments) const
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.remove(u"QT_QPA_PLATFORM"_s);
         environment.remove(u"DISPLAY"_s);
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s);
+        environment.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
         if (!display.isEmpty())
             environment.insert(u"DISPLAY"_s, display);
-        QProcess agent;
-        agent.setProcessEnvironment(environment);
-        agent.start(qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-capture-agent"_s,
-                    arguments);
-        if (!agent.waitForFinished() || agent.exitStatus() != QProcess::NormalExit)
-            return std::nullopt;
-        return End { .exitCode = agent.exitCode(),
-                     .output = agent.readAllStandardOutput(),
-                     .errors = agent.readAllStandardError() };
+        return AgentRun::of(environment, arguments);
     }
 
 private Q_SLOTS:
@@ -75,6 +66,15 @@ private Q_SLOTS:
         QCOMPARE(end->exitCode, 2);
         QCOMPARE(end->output, QByteArray());
         QVERIFY(end->errors.contains("frobnicate"));
+    }
+
+    void hasNothingToQuitWhenNothingRuns()
+    {
+        const auto end = run({}, { u"--quit"_s });
+        QVERIFY(end);
+        QCOMPARE(end->exitCode, 0);
+        QCOMPARE(end->output, "quibel-capture-agent: it is not running\n"_ba);
+        QCOMPARE(end->errors, QByteArray());
     }
 };
 
