@@ -19,8 +19,10 @@ struct KeyBindingFile
 
 bool binds(const KeyBindingFile& settings)
 {
-    QFile file(QStandardPaths::locate(QStandardPaths::GenericConfigLocation, settings.path));
-    if (!file.open(QIODevice::ReadOnly))
+    const QString path
+        = QStandardPaths::locate(QStandardPaths::GenericConfigLocation, settings.path);
+    QFile file(path);
+    if (path.isEmpty() || !file.open(QIODevice::ReadOnly))
         return false;
     static constexpr auto options
         = QRegularExpression::CaseInsensitiveOption | QRegularExpression::MultilineOption;

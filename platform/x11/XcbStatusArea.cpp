@@ -87,18 +87,25 @@ void XcbStatusArea::askForHost()
 
 void XcbStatusArea::askBus(std::function<void(bool hasHost)> completion)
 {
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    // Nobody would tell of a call that cannot even be made.
+    if (!bus.isConnected()) {
+        QMetaObject::invokeMethod(
+            this,
+            [completion = std::move(completion)] { completion(false); },
+            Qt::QueuedConnection);
+        return;
+    }
     auto question = QDBusMessage::createMethodCall(
         watcherService, watcherPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
     question.setArguments({ watcherService, u"IsStatusNotifierHostRegistered"_s });
     question.setAutoStartService(false);
-    auto* answer
-        = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(question), this);
+    auto* answer = new QDBusPendingCallWatcher(bus.asyncCall(question), this);
     const auto take = [answer, completion = std::move(completion)] {
         const QDBusPendingReply<QDBusVariant> reply = *answer;
         answer->deleteLater();
         completion(reply.isValid() && reply.value().variant().toBool());
     };
-    // Without a bus the call has ended already; its watcher tells all the same, a turn later.
     connect(answer, &QDBusPendingCallWatcher::finished, this, take);
 }
 
