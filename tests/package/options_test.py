@@ -38,7 +38,7 @@ class Help:
                 options = self.commands.setdefault(command[1], set())
             elif not line.startswith("    "):
                 options = self.common
-            options.update(OPTION.findall(line if command else re.sub(r"(\S)  +.*", r"\1", line)))
+            options.update(OPTION.findall(line))
 
     def options(self):
         return self.common.union(*self.commands.values())
@@ -117,9 +117,16 @@ class OptionsTest(unittest.TestCase):
                     if second:
                         self.assertEqual(offered(word, ""), second)
 
+    def test_shells_offer_each_option_first_or_behind_another(self):
+        for offered in (offered_by_bash, offered_by_fish):
+            with self.subTest(shell=offered.__name__):
+                first = offered("--")
+                behind = (offered(option, "--") for option in first)
+                self.assertEqual(first.union(*behind), HELP.options() if not HELP.commands else HELP.common)
+
     def test_shells_offer_the_options_of_each_command(self):
         for offered in (offered_by_bash, offered_by_fish):
-            for command, own in (HELP.commands or {"": set()}).items():
+            for command, own in HELP.commands.items():
                 with self.subTest(command=command, shell=offered.__name__):
                     words = command.split()
                     words += ["word"] * (2 - len(words)) if words[:1] in (["backup"], ["export"]) else []

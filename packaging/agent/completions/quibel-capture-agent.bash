@@ -1,8 +1,13 @@
 # Completes the commands of quibel-capture-agent in bash.
 _quibel_capture_agent()
 {
+    local words
     COMPREPLY=()
-    [ "$COMP_CWORD" -eq 1 ] || return 0
-    mapfile -t COMPREPLY < <(compgen -W '--send-branch --capture --connect-account --version --help' -- "$2")
+    case $COMP_CWORD:${COMP_WORDS[COMP_CWORD - 1]} in
+    1:*) words='--send-branch --capture --connect-account --doctor --version --help' ;;
+    2:--doctor) words='--json' ;;
+    *) return 0 ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$2")
 }
 complete -F _quibel_capture_agent quibel-capture-agent

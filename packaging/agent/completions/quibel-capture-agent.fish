@@ -1,7 +1,10 @@
 # Completes the commands of quibel-capture-agent in fish.
+set -l first 'test (count (commandline -opc)) -eq 1'
 complete -c quibel-capture-agent -f
-complete -c quibel-capture-agent -l send-branch -d 'open the panel'
-complete -c quibel-capture-agent -l capture -d 'do what the hot key does'
-complete -c quibel-capture-agent -l connect-account -d 'ask for the API key'
-complete -c quibel-capture-agent -l version -d 'show the version'
-complete -c quibel-capture-agent -l help -d 'show every command'
+complete -c quibel-capture-agent -n $first -l send-branch -d 'open the panel'
+complete -c quibel-capture-agent -n $first -l capture -d 'do what the hot key does'
+complete -c quibel-capture-agent -n $first -l connect-account -d 'ask for the API key'
+complete -c quibel-capture-agent -n $first -l doctor -d 'say what works on this desktop'
+complete -c quibel-capture-agent -n '__fish_seen_argument -l doctor' -l json -d 'as JSON, for programs'
+complete -c quibel-capture-agent -n $first -l version -d 'show the version'
+complete -c quibel-capture-agent -n $first -l help -d 'show every command'
