@@ -116,6 +116,14 @@ Finding judgeAnswer(const Reply& reply)
                   u"See that the address is right, or look into the service's own log."_s);
 }
 
+std::optional<qint64> daysLeft(const HttpOutcome& outcome, const QDateTime& now)
+{
+    std::optional<qint64> days;
+    if (outcome.certificateExpiry)
+        days = now.daysTo(*outcome.certificateExpiry);
+    return days;
+}
+
 void addCertificate(Finding& finding, const Reply& reply)
 {
     if (!reply.certificateDays)
@@ -189,9 +197,7 @@ Finding judgeService(const ServiceAddress& address,
     const Reply reply { .address = address,
                         .outcome = outcome,
                         .withKey = withKey,
-                        .certificateDays = outcome.certificateExpiry
-                            ? std::optional(now.daysTo(*outcome.certificateExpiry))
-                            : std::nullopt };
+                        .certificateDays = daysLeft(outcome, now) };
     const bool isAnswered = outcome.status && (!outcome.error || outcome.status == 401);
     Finding finding = isAnswered ? judgeAnswer(reply) : judgeTransport(reply);
     addCertificate(finding, reply);

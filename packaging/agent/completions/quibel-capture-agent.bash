@@ -4,7 +4,7 @@ _quibel_capture_agent()
     local words
     COMPREPLY=()
     case $COMP_CWORD:${COMP_WORDS[COMP_CWORD - 1]} in
-    1:*) words='--send-branch --capture --connect-account --doctor --version --help' ;;
+    1:*) words='--send-branch --capture --connect-account --quit --doctor --version --help' ;;
     2:--doctor) words='--json' ;;
     *) return 0 ;;
     esac

@@ -8,6 +8,7 @@ _arguments \
     '--send-branch[open the panel]' \
     '--capture[do what the hot key does]' \
     '--connect-account[ask for the API key]' \
+    '--quit[end the agent that runs]' \
     '--doctor[say what works on this desktop]' \
     '--version[show the version]' \
     '--help[show every command]'
