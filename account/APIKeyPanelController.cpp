@@ -1,6 +1,7 @@
 #include "account/APIKeyPanelController.h"
 
-#include "account/LegibleColor.h"
+#include "panels/Announcer.h"
+#include "panels/LegibleColor.h"
 #include "platform/PanelWindows.h"
 #include "platform/Screens.h"
 
@@ -60,6 +61,9 @@ APIKeyPanelController::APIKeyPanelController(ProjectStore& store,
     hintLabel.setTextFormat(Qt::PlainText);
     errorLabel.setObjectName(u"errorLabel"_s);
     errorLabel.setTextFormat(Qt::PlainText);
+    QSizePolicy keepingItsPlace = errorLabel.sizePolicy();
+    keepingItsPlace.setRetainSizeWhenHidden(true);
+    errorLabel.setSizePolicy(keepingItsPlace);
     saveButton.setObjectName(u"saveButton"_s);
 }
 
@@ -67,7 +71,7 @@ void APIKeyPanelController::show()
 {
     if (!panel)
         buildPanel();
-    errorLabel.clear();
+    showError({});
     keyField.clear();
     adoptAppearance();
     centerPanel();
@@ -92,6 +96,7 @@ void APIKeyPanelController::buildPanel()
     stack->addWidget(&hintLabel, 0, Qt::AlignLeading);
     stack->addWidget(&errorLabel, 0, Qt::AlignLeading);
     stack->addWidget(&saveButton, 0, Qt::AlignLeading);
+    announcer = new Announcer(panel.get());
 
     connect(&saveButton, &QPushButton::clicked, this, &APIKeyPanelController::savePressed);
     connect(&keyField, &QLineEdit::returnPressed, &saveButton, &QPushButton::click);
@@ -104,6 +109,13 @@ void APIKeyPanelController::adoptAppearance()
     makeSmallPrint(errorLabel, systemRed, palette);
     errorLabel.setMinimumHeight(hintLabel.sizeHint().height());
     panel->setFixedSize(contentSize.expandedTo(panel->sizeHint()));
+}
+
+void APIKeyPanelController::showError(const QString& error)
+{
+    errorLabel.setText(error);
+    PanelPart::setShown(errorLabel, !error.isEmpty());
+    announcer->announce(error);
 }
 
 void APIKeyPanelController::centerPanel()
@@ -125,12 +137,12 @@ void APIKeyPanelController::savePressed()
 {
     const QString key = keyField.text().trimmed();
     if (key.isEmpty()) {
-        errorLabel.setText(u"API key is required."_s);
+        showError(u"API key is required."_s);
         return;
     }
 
     saveButton.setEnabled(false);
-    errorLabel.clear();
+    showError({});
     projectStore.requestProjects(
         key, [controller = QPointer(this), key](const ProjectsResult& result) {
             if (!controller)
@@ -144,10 +156,10 @@ void APIKeyPanelController::finishCheck(const QString& key, const ProjectsResult
 {
     saveButton.setEnabled(true);
     if (const auto* error = std::get_if<APIError>(&result))
-        errorLabel.setText(*error == APIError::unauthorized ? u"Invalid API key."_s
-                                                            : u"Unable to connect."_s);
+        showError(*error == APIError::unauthorized ? u"Invalid API key."_s
+                                                   : u"Unable to connect."_s);
     else if (!keychain.save(key))
-        errorLabel.setText(u"Unable to save API key."_s);
+        showError(u"Unable to save API key."_s);
     else
         install(std::get<ProjectList>(result));
 }

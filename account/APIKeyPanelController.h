@@ -11,6 +11,7 @@
 
 namespace quibel {
 
+class Announcer;
 class PanelWindows;
 class Screens;
 
@@ -34,6 +35,7 @@ public:
 private:
     void buildPanel();
     void adoptAppearance();
+    void showError(const QString& error);
     void centerPanel();
     void savePressed();
     void finishCheck(const QString& key, const ProjectsResult& result);
@@ -47,6 +49,7 @@ private:
     QLineEdit keyField;
     QLabel hintLabel;
     QLabel errorLabel;
+    Announcer* announcer = nullptr; ///< A part of the panel.
     QPushButton saveButton;
 };
 

@@ -8,9 +8,9 @@
 namespace quibel {
 
 EscapeDismissPanel::EscapeDismissPanel(PanelWindows& panelWindows)
-    : QWidget(nullptr,
-              Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
-                  | Qt::WindowCloseButtonHint)
+    : PanelPart(nullptr,
+                Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
+                    | Qt::WindowCloseButtonHint)
     , windows(panelWindows)
 {
     create();

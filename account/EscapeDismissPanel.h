@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QWidget>
+#include "panels/PanelPart.h"
 
 namespace quibel {
 
 class PanelWindows;
 
 /// A titled, closable panel that hides itself when the user presses Escape or closes it.
-class EscapeDismissPanel final : public QWidget
+class EscapeDismissPanel final : public PanelPart
 {
     Q_OBJECT
 

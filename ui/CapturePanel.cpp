@@ -9,6 +9,8 @@
 
 namespace quibel {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QSize emptySize(320, 60);
@@ -17,8 +19,9 @@ constexpr float lineShare = 0.3F;
 } // namespace
 
 CapturePanel::CapturePanel()
-    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint)
+    : PanelPart(nullptr, Qt::Window | Qt::FramelessWindowHint)
 {
+    setAccessibleName(u"Quibel"_s);
     resize(emptySize);
     create();
 }
@@ -29,9 +32,9 @@ void CapturePanel::setContentView(std::unique_ptr<CapturePanelView> view)
     contentView->setParent(this);
     contentView->adjustSize();
     setFixedSize(contentView->size());
-    contentView->show();
+    setShown(*contentView, true);
     if (former) {
-        former->hide();
+        setShown(*former, false);
         // The former view may be the one whose key press led here.
         former->deleteLater();
     }

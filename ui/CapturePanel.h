@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QWidget>
+#include "panels/PanelPart.h"
 
 #include <memory>
 
@@ -11,7 +11,7 @@ class CapturePanelView;
 /// The window of the capture panel: no frame but a thin line, as large as its content.
 ///
 /// Its native window is there from the start.
-class CapturePanel : public QWidget
+class CapturePanel : public PanelPart
 {
     Q_OBJECT
 

@@ -1,7 +1,8 @@
 #include "ui/CapturePanelView.h"
 
+#include "panels/Announcer.h"
+#include "ui/ChoiceLabel.h"
 #include "ui/OneLineValidator.h"
-#include "ui/TransitionLabel.h"
 
 #include <QBoxLayout>
 #include <QKeyEvent>
@@ -38,23 +39,9 @@ TransitionLabel::Content nameOf(const std::optional<Project>& project)
     return { .identity = shown.id, .text = shown.name, .style = nameStyle };
 }
 
-TransitionLabel::Content choice(const QString& text, const QString& identity, bool chosen)
+bool isOff(const CapturePanelState& state)
 {
-    if (chosen) {
-        const TextStyle style { .weight = QFont::Medium, .foreground = Foreground::primary };
-        return { .identity = identity, .text = text, .style = style };
-    }
-    return { .identity = identity + u"-inactive"_s, .text = text, .style = rowStyle };
-}
-
-TransitionLabel::Content noScreenshotChoice(ScreenshotMode mode)
-{
-    return choice(u"No screenshot"_s, u"screenshot-off"_s, mode == ScreenshotMode::off);
-}
-
-TransitionLabel::Content takeScreenshotChoice(ScreenshotMode mode)
-{
-    return choice(u"Take screenshot"_s, u"screenshot-on"_s, mode == ScreenshotMode::on);
+    return state.screenshotMode() == ScreenshotMode::off;
 }
 
 } // namespace
@@ -68,9 +55,10 @@ CapturePanelView::CapturePanelView(const CapturePanelState& panelState,
     , projectName(new TransitionLabel(nameOf(state.selectedProject())))
     , projectHint(label(u"↑↓"_s, captionStyle))
     , offlineLine(label(u"Offline — not syncing"_s, captionStyle))
-    , noScreenshot(new TransitionLabel(noScreenshotChoice(state.screenshotMode())))
-    , takeScreenshot(new TransitionLabel(takeScreenshotChoice(state.screenshotMode())))
+    , noScreenshot(new ChoiceLabel(u"No screenshot"_s, u"screenshot-off"_s, isOff(state)))
+    , takeScreenshot(new ChoiceLabel(u"Take screenshot"_s, u"screenshot-on"_s, !isOff(state)))
     , text(new QLineEdit)
+    , announcer(new Announcer(this))
 {
     QSizePolicy keepingItsPlace = offlineLine->sizePolicy();
     keepingItsPlace.setRetainSizeWhenHidden(true);
@@ -127,6 +115,7 @@ void CapturePanelView::prepareTextField()
     text->setMaxLength(std::numeric_limits<int>::max());
     text->setValidator(new OneLineValidator(text));
     colorTextField();
+    text->installEventFilter(this);
     connect(text, &QLineEdit::returnPressed, this, &CapturePanelView::submit);
 }
 
@@ -165,6 +154,15 @@ void CapturePanelView::showEvent(QShowEvent* event)
     text->setFocus();
 }
 
+bool CapturePanelView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == text && event->type() == QEvent::FocusIn) {
+        // Behind the news of the focus itself, which would cut this short.
+        QMetaObject::invokeMethod(this, &CapturePanelView::announceAll, Qt::QueuedConnection);
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
 void CapturePanelView::refreshSoon()
 {
     if (!std::exchange(refreshPending, true))
@@ -174,11 +172,39 @@ void CapturePanelView::refreshSoon()
 void CapturePanelView::refresh()
 {
     refreshPending = false;
-    projectName->setContent(nameOf(state.selectedProject()));
-    projectHint->setVisible(state.projects().size() >= 2);
-    offlineLine->setVisible(state.showSyncWarning());
-    noScreenshot->setContent(noScreenshotChoice(state.screenshotMode()));
-    takeScreenshot->setContent(takeScreenshotChoice(state.screenshotMode()));
+    refreshProject();
+    setShown(*projectHint, state.projects().size() >= 2);
+    setShown(*offlineLine, state.showSyncWarning());
+    refreshScreenshotMode();
+}
+
+void CapturePanelView::refreshProject()
+{
+    const TransitionLabel::Content project = nameOf(state.selectedProject());
+    const bool isAnother = project.identity != projectName->content().identity;
+    projectName->setContent(project);
+    if (isAnother)
+        announcer->announce(project.text);
+}
+
+void CapturePanelView::refreshScreenshotMode()
+{
+    if (noScreenshot->isChosen() == isOff(state))
+        return;
+    noScreenshot->setChosen(isOff(state));
+    takeScreenshot->setChosen(!isOff(state));
+    announcer->announce((isOff(state) ? noScreenshot : takeScreenshot)->text());
+}
+
+void CapturePanelView::announceAll()
+{
+    QStringList facts;
+    if (const std::optional<Project> project = state.selectedProject())
+        facts << project->name;
+    facts << (noScreenshot->isChosen() ? noScreenshot : takeScreenshot)->text();
+    if (state.showSyncWarning())
+        facts << offlineLine->text();
+    announcer->announce(facts.join(u", "_s));
 }
 
 void CapturePanelView::submit() const

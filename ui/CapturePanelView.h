@@ -1,11 +1,11 @@
 #pragma once
 
 #include "account/Project.h"
+#include "panels/PanelPart.h"
 #include "ui/CapturePanelState.h"
 #include "ui/ScreenshotMode.h"
 
 #include <QLineEdit>
-#include <QWidget>
 
 #include <functional>
 
@@ -13,15 +13,18 @@ class QBoxLayout;
 
 namespace quibel {
 
+class Announcer;
+class ChoiceLabel;
 class TransitionLabel;
 
 /// The content of the capture panel: what a branch is about, its project and its screenshot.
 ///
 /// Follows the state that it was made over, in the turn of the event loop after a change. The text
-/// starts empty and has the keyboard as soon as the view appears.
+/// starts empty and has the keyboard as soon as the view appears. Assistive tools are told what is
+/// chosen then, and what a key changes.
 ///
 /// Thread: main.
-class CapturePanelView : public QWidget
+class CapturePanelView : public PanelPart
 {
     Q_OBJECT
 
@@ -34,6 +37,8 @@ public:
 
     /// What Escape does.
     void cancel() const;
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -48,6 +53,9 @@ private:
 
     void refreshSoon();
     void refresh();
+    void refreshProject();
+    void refreshScreenshotMode();
+    void announceAll();
     void submit() const;
 
     const CapturePanelState& state;
@@ -57,9 +65,10 @@ private:
     TransitionLabel* projectName;
     TransitionLabel* projectHint;
     TransitionLabel* offlineLine;
-    TransitionLabel* noScreenshot;
-    TransitionLabel* takeScreenshot;
+    ChoiceLabel* noScreenshot;
+    ChoiceLabel* takeScreenshot;
     QLineEdit* text;
+    Announcer* announcer;
     bool refreshPending = false;
 };
 

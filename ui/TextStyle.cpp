@@ -1,6 +1,6 @@
 #include "ui/TextStyle.h"
 
-#include "account/LegibleColor.h"
+#include "panels/LegibleColor.h"
 
 #include <QGuiApplication>
 

@@ -34,6 +34,7 @@ TransitionLabel::TransitionLabel(const Content& initial)
 {
     setTextFormat(Qt::PlainText);
     setText(current.text);
+    setAccessibleName(initial.text);
     setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     transition.setStartValue(0.0);
     transition.setEndValue(1.0);
@@ -47,6 +48,8 @@ void TransitionLabel::setContent(const Content& next)
 {
     Content former = std::exchange(current, shownAs(next));
     setText(current.text);
+    if (accessibleName() != next.text)
+        setAccessibleName(next.text);
     if (current.identity != former.identity && isVisible()) {
         leaving = std::move(former);
         transition.stop();

@@ -5,10 +5,14 @@
 #include "tests/fakes/FakePreferences.h"
 #include "tests/fakes/FakeScreens.h"
 #include "tests/fakes/FakeSecretItems.h"
+#include "tests/panels/Announcements.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
+#include <QDropEvent>
 #include <QLayout>
+#include <QMimeData>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -18,6 +22,7 @@
 namespace quibel {
 
 using namespace Qt::StringLiterals;
+using testing::Announcements;
 
 namespace {
 
@@ -405,6 +410,57 @@ private Q_SLOTS:
         QTRY_COMPARE(errorText(), error);
         QTRY_COMPARE(panel()->isVisible(), !error.isEmpty());
         QCOMPARE(keychain->read().has_value(), error.isEmpty());
+    }
+
+    void tellsAssistiveToolsOfEachError()
+    {
+        const Announcements announcements;
+        controller->show();
+        QCOMPARE(announcements.heard(), QStringList());
+        QVERIFY(!label("errorLabel")->isVisible());
+        QTest::mouseClick(saveButton(), Qt::LeftButton);
+        QTest::mouseClick(saveButton(), Qt::LeftButton);
+        QVERIFY(label("errorLabel")->isVisible());
+        press(u"sk_1"_s);
+        QVERIFY(!label("errorLabel")->isVisible());
+        session->answerNext(FakeHttpSession::success(401, {}));
+        const QString required = u"API key is required."_s;
+        QTRY_COMPARE(announcements.heard(),
+                     QStringList({ required, required, u"Invalid API key."_s }));
+        controller->show();
+        QCOMPARE(announcements.heard().size(), 3);
+    }
+
+    void namesEveryPartForAssistiveTools()
+    {
+        controller->show();
+        auto* dialog = QAccessible::queryAccessibleInterface(panel());
+        QCOMPARE(dialog->role(), QAccessible::Dialog);
+        QCOMPARE(dialog->text(QAccessible::Name), u"Connect Quibel"_s);
+        QStringList parts;
+        for (int index = 0; index < dialog->childCount(); ++index)
+            parts << dialog->child(index)->text(QAccessible::Name);
+        QCOMPARE(parts,
+                 QStringList({ u"API Key"_s,
+                               u"API Key"_s,
+                               u"Generate an API key at h.example/settings"_s,
+                               u"Save"_s }));
+        QVERIFY(QAccessible::queryAccessibleInterface(keyField())->state().passwordEdit == 1U);
+    }
+
+    void takesAKeyThatIsDraggedIn()
+    {
+        controller->show();
+        QMimeData key;
+        key.setText(u"\r\n sk_1\n"_s);
+        QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &key, Qt::LeftButton, Qt::NoModifier);
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &key, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(keyField(), &enter);
+        QVERIFY(enter.isAccepted());
+        QCoreApplication::sendEvent(keyField(), &drop);
+        QTest::mouseClick(saveButton(), Qt::LeftButton);
+        QCOMPARE(session->requests.size(), std::size_t(1));
+        QCOMPARE(session->requests.front().headers.front().second, "Bearer sk_1"_ba);
     }
 
     void clearsAnOldErrorWhileItChecksAgain()

@@ -66,6 +66,7 @@ VirtualDesktop::VirtualDesktop(Options wanted)
         surroundings.remove(name);
     surroundings.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
     surroundings.insert(u"NO_AT_BRIDGE"_s, u"1"_s);
+    surroundings.insert(u"GSETTINGS_BACKEND"_s, u"memory"_s);
     surroundings.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
 }
 
@@ -79,7 +80,8 @@ VirtualDesktop::~VirtualDesktop()
 bool VirtualDesktop::start()
 {
     return startServer() && startBus() && (options.windowManager.isEmpty() || startWindowManager())
-        && (!options.keyRing || startKeyRing()) && (!options.tray || startTray());
+        && (!options.keyRing || startKeyRing()) && (!options.tray || startTray())
+        && (!options.accessibility || startAccessibility());
 }
 
 void VirtualDesktop::enter() const
@@ -294,6 +296,23 @@ void VirtualDesktop::stopTray()
 {
     stop(tray);
     tray = nullptr;
+}
+
+bool VirtualDesktop::startAccessibility()
+{
+    const auto call = [](const QString& method, const QStringList& arguments) {
+        return QStringList { u"call"_s,          u"--session"_s,
+                             u"--dest"_s,        u"org.a11y.Bus"_s,
+                             u"--object-path"_s, u"/org/a11y/bus"_s,
+                             u"--method"_s,      method }
+        + arguments;
+    };
+    return launch(u"/usr/libexec/at-spi-bus-launcher"_s, { u"--launch-immediately"_s }) != nullptr
+        && waitUntilOutput(u"gdbus"_s, call(u"org.a11y.Bus.GetAddress"_s, {}), "unix:")
+        && waitUntilOutput(u"gdbus"_s,
+                           call(u"org.freedesktop.DBus.Properties.Set"_s,
+                                { u"org.a11y.Status"_s, u"IsEnabled"_s, u"<true>"_s }),
+                           "()");
 }
 
 bool VirtualDesktop::waitUntilOutput(const QString& program,

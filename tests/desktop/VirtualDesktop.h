@@ -12,7 +12,8 @@
 namespace quibel::testing {
 
 /// A private desktop with fresh directories: X server, session bus and, as asked for, a window
-/// manager, a key ring and a panel with a tray. Everything it started ends with it.
+/// manager, a key ring, a panel with a tray and a bus for assistive tools. Everything it started
+/// ends with it.
 ///
 /// Thread: the one that made it; the calls wait.
 class VirtualDesktop
@@ -25,6 +26,7 @@ public:
         QString windowManager = QStringLiteral("openbox"); ///< Empty for none.
         bool keyRing = false;
         bool tray = false;
+        bool accessibility = false; ///< A bus for assistive tools, and one that wants to be served.
     };
 
     explicit VirtualDesktop(Options options);
@@ -72,6 +74,7 @@ private:
     bool startBus();
     [[nodiscard]] QString busServiceFile(const QString& name) const;
     [[nodiscard]] bool reloadBus() const;
+    bool startAccessibility();
     [[nodiscard]] bool waitUntilOutput(const QString& program,
                                        const QStringList& arguments,
                                        const QByteArray& expected) const;

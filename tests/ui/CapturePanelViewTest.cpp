@@ -1,3 +1,4 @@
+#include "tests/panels/Announcements.h"
 #include "ui/CapturePanelView.h"
 #include "ui/TransitionLabel.h"
 
@@ -16,6 +17,7 @@
 namespace quibel {
 
 using namespace Qt::StringLiterals;
+using testing::Announcements;
 
 namespace {
 
@@ -415,15 +417,98 @@ private Q_SLOTS:
 
     void tellsAssistiveToolsWhatItShows()
     {
-        const Bench bench;
+        Bench bench;
         auto* field = QAccessible::queryAccessibleInterface(&bench.field());
         QCOMPARE(field->role(), QAccessible::EditableText);
         QCOMPARE(field->text(QAccessible::Name), u"What do you want to branch?"_s);
-        for (auto* label : bench.view.findChildren<TransitionLabel*>()) {
-            auto* interface = QAccessible::queryAccessibleInterface(label);
-            QCOMPARE(interface->role(), QAccessible::StaticText);
-            QCOMPARE(interface->text(QAccessible::Name), label->text());
-        }
+        auto* view = QAccessible::queryAccessibleInterface(&bench.view);
+        QStringList labels;
+        for (int index = 0; index < view->childCount(); ++index)
+            if (view->child(index)->role() == QAccessible::StaticText)
+                labels << view->child(index)->text(QAccessible::Name);
+            else if (view->child(index)->role() == QAccessible::RadioButton)
+                labels << u"choice: "_s + view->child(index)->text(QAccessible::Name);
+        QCOMPARE(labels,
+                 QStringList({ u"Quibel"_s,
+                               u"Project:"_s,
+                               u"Alpha"_s,
+                               u"↑↓"_s,
+                               u"choice: No screenshot"_s,
+                               u"choice: Take screenshot"_s,
+                               u"← / → to change"_s }));
+    }
+
+    void tellsAssistiveToolsOfAnOfflineLineThatIsShownOnly()
+    {
+        Bench bench;
+        auto* view = QAccessible::queryAccessibleInterface(&bench.view);
+        auto* line = QAccessible::queryAccessibleInterface(bench.label(u"Offline — not syncing"_s));
+        QCOMPARE(view->indexOfChild(line), -1);
+        bench.state.setShowSyncWarning(true);
+        QTRY_VERIFY(view->indexOfChild(line) >= 0);
+        bench.state.setShowSyncWarning(false);
+        QTRY_COMPARE(view->indexOfChild(line), -1);
+    }
+
+    void announcesWhatAKeyChanges()
+    {
+        Bench bench;
+        Bench::settle();
+        const Announcements announcements;
+        bench.state.selectNext();
+        Bench::settle();
+        bench.state.setScreenshotMode(ScreenshotMode::on);
+        Bench::settle();
+        bench.state.setScreenshotMode(ScreenshotMode::on);
+        Bench::settle();
+        bench.state.setScreenshotMode(ScreenshotMode::off);
+        Bench::settle();
+        bench.state.selectPrevious();
+        Bench::settle();
+        QCOMPARE(announcements.heard(),
+                 QStringList({ u"Beta"_s, u"Take screenshot"_s, u"No screenshot"_s, u"Alpha"_s }));
+        QVERIFY(bench.field().hasFocus());
+    }
+
+    void announcesAnotherProjectOfTheSameName()
+    {
+        CapturePanelState state(
+            { { .id = u"1"_s, .name = u"Same"_s }, { .id = u"2"_s, .name = u"Same"_s } },
+            0,
+            false,
+            ScreenshotMode::off);
+        CapturePanelView view(state, {}, {});
+        view.show();
+        const Announcements announcements;
+        state.selectNext();
+        QTRY_VERIFY(announcements.heard().contains(u"Same"_s));
+    }
+
+    void announcesWhatIsChosenWhenItGetsTheKeyboard()
+    {
+        const Announcements announcements;
+        Bench bench;
+        QTRY_COMPARE(announcements.heard(), QStringList(u"Alpha, No screenshot"_s));
+        bench.state.setShowSyncWarning(true);
+        bench.state.setScreenshotMode(ScreenshotMode::on);
+        Bench::settle();
+        bench.field().clearFocus();
+        bench.field().setFocus();
+        QTRY_COMPARE(announcements.heard().back(),
+                     u"Alpha, Take screenshot, Offline — not syncing"_s);
+    }
+
+    void tellsAssistiveToolsTheWholeName()
+    {
+        const QString name = u"🌳 A project whose name goes on and on, "_s.repeated(1000);
+        const CapturePanelState state(
+            { { .id = u"1"_s, .name = name } }, 0, false, ScreenshotMode::off);
+        CapturePanelView view(state, {}, {});
+        view.show();
+        QStringList names;
+        for (auto* label : view.findChildren<QLabel*>())
+            names << QAccessible::queryAccessibleInterface(label)->text(QAccessible::Name);
+        QVERIFY(names.contains(name));
     }
 
     void movesNothingWhenItAppears()

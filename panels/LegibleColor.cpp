@@ -1,4 +1,4 @@
-#include "account/LegibleColor.h"
+#include "panels/LegibleColor.h"
 
 #include <algorithm>
 #include <cmath>

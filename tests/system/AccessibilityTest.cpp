@@ -1,0 +1,162 @@
+#include "tests/system/AgentSession.h"
+#include "tests/system/AssistiveTool.h"
+#include "tests/system/DesktopTest.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace quibel::testing {
+
+/// The agent as a screen reader meets it.
+class AccessibilityTest : public DesktopTest
+{
+    Q_OBJECT
+
+public:
+    using DesktopTest::DesktopTest;
+
+private:
+    static constexpr auto question = "What do you want to branch?";
+
+    /// The showing parts of the agent's windows as "role: name", nested as they are.
+    [[nodiscard]] static QStringList outline(const AssistiveTool& tool)
+    {
+        QStringList lines;
+        for (const AssistiveTool::Part& part : tool.tree())
+            if (part.depth > 0 && part.showing && !part.name.isEmpty())
+                lines << part.role + u": "_s + part.name + (part.focused ? u", focused"_s : u""_s)
+                        + (part.checked ? u", checked"_s : u""_s);
+        return lines;
+    }
+
+private Q_SLOTS:
+    void everyPartOfThePanelHasARoleAndAName()
+    {
+        AgentSession session(desktop);
+        const AssistiveTool tool;
+        QVERIFY(session.storeKey());
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.openPanel());
+        QTRY_COMPARE(outline(tool),
+                     QStringList({ u"dialog: Quibel"_s,
+                                   u"notification: Atlas, No screenshot"_s,
+                                   u"label: Quibel"_s,
+                                   u"label: Project:"_s,
+                                   u"label: Atlas"_s,
+                                   u"label: ↑↓"_s,
+                                   u"radio button: No screenshot, checked"_s,
+                                   u"radio button: Take screenshot"_s,
+                                   u"label: ← / → to change"_s,
+                                   u"text: What do you want to branch?, focused"_s }));
+        // What groups the parts is no control and has no name.
+        for (const AssistiveTool::Part& part : tool.tree())
+            QVERIFY2(!part.name.isEmpty() || part.role == u"filler"_s, qPrintable(part.role));
+        session.press(u"Escape"_s);
+    }
+
+    void everyPartOfTheKeyPanelHasARoleAndAName()
+    {
+        AgentSession session(desktop);
+        const AssistiveTool tool;
+        QVERIFY(session.launch());
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        const QString host = session.service.url().authority();
+        QTRY_COMPARE(outline(tool),
+                     QStringList({ u"dialog: Connect Quibel"_s,
+                                   u"label: API Key"_s,
+                                   u"password text: API Key, focused"_s,
+                                   u"label: Generate an API key at %1/settings"_s.arg(host),
+                                   u"push button: Save"_s }));
+        session.press(u"Escape"_s);
+    }
+
+    void theItemsOfTheMenuAreNamed()
+    {
+        AgentSession session(desktop);
+        const AssistiveTool tool;
+        QVERIFY(session.launch());
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        QTRY_VERIFY(tool.events().contains(u"object:state-changed:focused 1 Send Branch\t⌘⇧B"_s));
+        QTRY_VERIFY(tool.events().contains(u"object:state-changed:focused 1 Connect Account…"_s));
+        session.press(u"Escape"_s);
+    }
+
+    void changesAreAnnouncedWhileTheTextKeepsTheFocus()
+    {
+        AgentSession session(desktop);
+        AssistiveTool tool;
+        QVERIFY(session.storeKey());
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.openPanel());
+        QTRY_COMPARE(tool.heard(), QStringList(u"Atlas, No screenshot"_s));
+        tool.forget();
+
+        session.press(u"Down"_s);
+        QTRY_COMPARE(tool.heard().value(0), u"Beacon"_s);
+        session.press(u"Right"_s);
+        QTRY_COMPARE(tool.heard().value(1), u"Take screenshot"_s);
+        session.press(u"Right"_s);
+        session.press(u"Left"_s);
+        QTRY_COMPARE(tool.heard().value(2), u"No screenshot"_s);
+        session.press(u"Up"_s);
+        QTRY_COMPARE(tool.heard().value(3), u"Atlas"_s);
+        const auto field = tool.find(u"text"_s, QString::fromLatin1(question));
+        QVERIFY(field && field->focused);
+        session.press(u"Escape"_s);
+    }
+
+    void theOfflineLineIsThereOnlyWhenItIsShown()
+    {
+        const QString line = u"Offline — not syncing"_s;
+        AgentSession session(desktop);
+        AssistiveTool tool;
+        QVERIFY(session.storeKey());
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.openPanel());
+        QTRY_VERIFY(tool.find(u"text"_s, QString::fromLatin1(question)));
+        QVERIFY(!tool.find(u"label"_s, line));
+        session.press(u"Escape"_s);
+        QTRY_VERIFY(!session.panel());
+
+        session.forgetKey();
+        tool.forget();
+        QVERIFY(session.openPanel());
+        QTRY_VERIFY(tool.find(u"label"_s, line));
+        QTRY_COMPARE(tool.heard(), QStringList(u"Atlas, No screenshot, "_s + line));
+        session.press(u"Escape"_s);
+    }
+
+    void anErrorOfTheKeyPanelIsAnnounced()
+    {
+        AgentSession session(desktop);
+        const AssistiveTool tool;
+        QVERIFY(session.launch());
+        session.service.answer("/api/projects", Answer::json(401, "{}"));
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        QTRY_VERIFY(session.windowWithKeyboardIs(u"Connect Quibel"_s));
+        session.press(u"Return"_s);
+        QTRY_COMPARE(tool.heard(), QStringList(u"API key is required."_s));
+        QTRY_VERIFY(tool.find(u"label"_s, u"API key is required."_s));
+        session.type(u"sk_wrong"_s);
+        session.press(u"Return"_s);
+        QTRY_COMPARE(tool.heard(),
+                     QStringList({ u"API key is required."_s, u"Invalid API key."_s }));
+        QTRY_VERIFY(tool.find(u"label"_s, u"Invalid API key."_s));
+        QVERIFY(tool.find(u"password text"_s, u"API Key"_s)->focused);
+        session.press(u"Escape"_s);
+    }
+};
+
+} // namespace quibel::testing
+
+int main(int argc, char* argv[])
+{
+    return quibel::testing::runOnDesktop<quibel::testing::AccessibilityTest>(
+        argc, argv, { .keyRing = true, .tray = true, .accessibility = true });
+}
+
+#include "AccessibilityTest.moc"
