@@ -8,6 +8,22 @@ namespace quibel {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+std::optional<QString> keyOf(const SecretAnswer& answer)
+{
+    if (answer.status != SecretStatus::success || !answer.data)
+        return std::nullopt;
+
+    QStringDecoder decoder(QStringDecoder::Utf8,
+                           QStringDecoder::Flag::Stateless
+                               | QStringDecoder::Flag::ConvertInitialBom);
+    QString key = decoder.decode(*answer.data);
+    return decoder.hasError() ? std::nullopt : std::optional(std::move(key));
+}
+
+} // namespace
+
 KeychainService::KeychainService(SecretItems& secretItems, QString serviceName, QString accountName)
     : service(std::move(serviceName))
     , account(std::move(accountName))
@@ -20,30 +36,38 @@ bool KeychainService::save(const QString& key)
     if (!key.isValidUtf16())
         return false;
 
-    const SecretIdentity identity { .service = service, .account = account };
     const QByteArray data = key.toUtf8();
-    SecretStatus status = items.add(identity, data);
+    SecretStatus status = items.add(identity(), data);
     if (status == SecretStatus::duplicateItem)
-        status = items.update(identity, data);
+        status = items.update(identity(), data);
     return status == SecretStatus::success;
 }
 
 std::optional<QString> KeychainService::read() const
 {
-    const SecretAnswer answer = items.copyMatching({ .service = service, .account = account });
-    if (answer.status != SecretStatus::success || !answer.data)
-        return std::nullopt;
+    return keyOf(items.copyMatching(identity()));
+}
 
-    QStringDecoder decoder(QStringDecoder::Utf8,
-                           QStringDecoder::Flag::Stateless
-                               | QStringDecoder::Flag::ConvertInitialBom);
-    QString key = decoder.decode(*answer.data);
-    return decoder.hasError() ? std::nullopt : std::optional(std::move(key));
+std::optional<QString>
+KeychainService::readWithin(std::chrono::milliseconds hold,
+                            QObject& owner,
+                            std::function<void(const std::optional<QString>&)> late) const
+{
+    const auto answer = items.copyMatchingWithin(
+        hold, identity(), owner, [late = std::move(late)](const SecretAnswer& answered) {
+            late(keyOf(answered));
+        });
+    return answer ? keyOf(*answer) : std::nullopt;
 }
 
 void KeychainService::remove()
 {
-    items.remove({ .service = service, .account = account });
+    items.remove(identity());
+}
+
+SecretIdentity KeychainService::identity() const
+{
+    return { .service = service, .account = account };
 }
 
 KeychainService makeAgentKeychain(SecretItems& items)

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <chrono>
+#include <functional>
 #include <optional>
 
 namespace quibel {
@@ -25,6 +27,14 @@ public:
     /// The stored key; none when there is no item, or it cannot be read as UTF-8 text.
     [[nodiscard]] std::optional<QString> read() const;
 
+    /// Reads as `read` does, but waits for at most `hold`. A store that does not answer by then
+    /// seems to have no key; `late` gets what was read in a later turn of the event loop, unless
+    /// `owner` is gone by then.
+    [[nodiscard]] std::optional<QString>
+    readWithin(std::chrono::milliseconds hold,
+               QObject& owner,
+               std::function<void(const std::optional<QString>&)> late) const;
+
     /// Removes the item, silently also when there is none.
     void remove();
 
@@ -32,6 +42,8 @@ public:
     const QString account;
 
 private:
+    [[nodiscard]] SecretIdentity identity() const;
+
     SecretItems& items;
 };
 

@@ -15,6 +15,9 @@ namespace {
 /// Time for the panel to leave the screen and for the window below to be itself again.
 constexpr std::chrono::milliseconds screenshotDelay { 50 };
 
+/// For how long a slow secret store may keep the panel from being shown.
+constexpr std::chrono::milliseconds longestHold { 50 };
+
 void restoreFocus(Workspace& workspace, const std::optional<RunningApplication>& previous)
 {
     if (previous)
@@ -50,7 +53,7 @@ void CaptureFlow::beginCapture(Trigger trigger)
     }
 
     const PreviousApplication previous = workspace.frontmostApplication();
-    const CaptureContext context = currentCaptureContext();
+    const CaptureContext context = captureContextOf(previous);
     const ProjectList projects = projectStore.projects();
     const auto preferred = projectStore.preferredProject(projects);
     if (!capturePanelController)
@@ -59,7 +62,7 @@ void CaptureFlow::beginCapture(Trigger trigger)
     capturePanelController->show({
         .projects = projects,
         .preferredProjectID = preferred ? std::optional(preferred->id) : std::nullopt,
-        .showSyncWarning = shouldShowSyncWarning(),
+        .showSyncWarning = readSyncWarning(),
         .screenshotMode = loadScreenshotMode(),
         .onScreenshotModeChanged = [this](ScreenshotMode mode) { saveScreenshotMode(mode); },
         .onSubmit =
@@ -67,7 +70,11 @@ void CaptureFlow::beginCapture(Trigger trigger)
                 const QString& text, const Project& project, ScreenshotMode mode) {
                 handleSubmit(text, project, mode, context, previous);
             },
-        .onCancel = [this, previous] { restoreFocus(workspace, previous); },
+        .onCancel =
+            [this, previous] {
+                openPanel.reset();
+                restoreFocus(workspace, previous);
+            },
     });
 }
 
@@ -88,9 +95,8 @@ void CaptureFlow::resendKeptCapture()
     });
 }
 
-CaptureContext CaptureFlow::currentCaptureContext()
+CaptureContext CaptureFlow::captureContextOf(const PreviousApplication& frontmost)
 {
-    const auto frontmost = workspace.frontmostApplication();
     if (!frontmost)
         return { .appName = {}, .bundleID = {}, .windowTitle = frontWindowTitle(std::nullopt) };
     return { .appName = frontmost->localizedName,
@@ -112,10 +118,19 @@ CaptureFlow::frontWindowTitle(std::optional<ProcessIdentifier> processIdentifier
     return std::nullopt;
 }
 
-bool CaptureFlow::shouldShowSyncWarning() const
+bool CaptureFlow::readSyncWarning()
 {
-    const bool hasKey = !keychain.read().value_or(QString()).isEmpty();
-    return !hasKey || isUnauthorized || keptCapture.failed();
+    openPanel = std::make_unique<QObject>();
+    const auto key
+        = keychain.readWithin(longestHold, *openPanel, [this](const std::optional<QString>& late) {
+              capturePanelController->setSyncWarning(showsSyncWarning(late));
+          });
+    return showsSyncWarning(key);
+}
+
+bool CaptureFlow::showsSyncWarning(const std::optional<QString>& key) const
+{
+    return key.value_or(QString()).isEmpty() || isUnauthorized || keptCapture.failed();
 }
 
 ScreenshotMode CaptureFlow::loadScreenshotMode() const
@@ -162,6 +177,7 @@ void CaptureFlow::handleSubmit(const QString& text,
 void CaptureFlow::closePanelAndRestoreFocus(const PreviousApplication& previous)
 {
     isClosing = false;
+    openPanel.reset();
     if (capturePanelController)
         capturePanelController->close();
     restoreFocus(workspace, previous);

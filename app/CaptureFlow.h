@@ -52,10 +52,11 @@ private:
     using PreviousApplication = std::optional<RunningApplication>;
 
     void resendKeptCapture();
-    [[nodiscard]] CaptureContext currentCaptureContext();
+    [[nodiscard]] CaptureContext captureContextOf(const PreviousApplication& frontmost);
     [[nodiscard]] std::optional<QString>
     frontWindowTitle(std::optional<ProcessIdentifier> processIdentifier);
-    [[nodiscard]] bool shouldShowSyncWarning() const;
+    [[nodiscard]] bool readSyncWarning();
+    [[nodiscard]] bool showsSyncWarning(const std::optional<QString>& key) const;
     [[nodiscard]] ScreenshotMode loadScreenshotMode() const;
     void saveScreenshotMode(ScreenshotMode mode);
     void handleSubmit(const QString& text,
@@ -83,6 +84,8 @@ private:
     BranchSubmissionClient submission;
     ScreenshotCapturer screenshots;
     std::unique_ptr<CapturePanelController> capturePanelController;
+    std::unique_ptr<QObject>
+        openPanel;          ///< Stands for one showing of the panel, as long as it lasts.
     bool isClosing = false; ///< A branch was handed on; the panel closes in a later turn.
 };
 

@@ -3,7 +3,11 @@
 #include <QByteArray>
 #include <QString>
 
+#include <chrono>
+#include <functional>
 #include <optional>
+
+class QObject;
 
 namespace quibel {
 
@@ -57,6 +61,17 @@ public:
                                               const QByteArray& data)
         = 0;
     [[nodiscard]] virtual SecretAnswer copyMatching(const SecretIdentity& identity) = 0;
+
+    /// Reads as `copyMatching` does, but waits for at most `hold`. Without an answer by then it
+    /// yields none; `late` gets the answer in a later turn of the event loop, unless `owner` is
+    /// gone by then. Other calls may be made meanwhile.
+    [[nodiscard]] virtual std::optional<SecretAnswer>
+    copyMatchingWithin(std::chrono::milliseconds hold,
+                       const SecretIdentity& identity,
+                       QObject& owner,
+                       std::function<void(const SecretAnswer&)> late)
+        = 0;
+
     virtual SecretStatus remove(const SecretIdentity& identity) = 0;
 };
 

@@ -95,6 +95,12 @@ void CapturePanelController::focusTextField(QWidget& root)
         field->setFocus();
 }
 
+void CapturePanelController::setSyncWarning(bool shown)
+{
+    if (state)
+        state->setShowSyncWarning(shown);
+}
+
 void CapturePanelController::close()
 {
     if (panel)

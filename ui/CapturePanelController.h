@@ -49,6 +49,9 @@ public:
     /// Shows the panel with fresh content; also while it is shown.
     void show(ShowRequest request);
 
+    /// Shows or hides the offline line of the panel that is up; nothing else of it changes.
+    void setSyncWarning(bool shown);
+
     /// Hides the panel and leaves the arrow keys alone again.
     void close();
 

@@ -1,9 +1,16 @@
 #include "platform/freedesktop/LibsecretSecretItems.h"
 
+#include "platform/freedesktop/DefaultContext.h"
+#include "platform/freedesktop/LibsecretHandles.h"
+#include "platform/freedesktop/SecretReading.h"
 #include "platform/freedesktop/TimedCalls.h"
+
+#include <QMetaObject>
+#include <QPointer>
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace quibel {
 
@@ -14,69 +21,9 @@ using namespace std::chrono_literals;
 // Less than the two seconds a call may take, to leave time for what is under way to be cancelled.
 constexpr auto patience = 1500ms;
 
-struct SecretValueRelease
-{
-    void operator()(gpointer value) const { secret_value_unref(value); }
-};
-using SecretValueHandle = std::unique_ptr<SecretValue, SecretValueRelease>;
-
 SecretValueHandle makeValue(const QByteArray& data)
 {
     return SecretValueHandle(secret_value_new(data.constData(), data.size(), "text/plain"));
-}
-
-GLibHandle<GHashTable> makeAttributes(const SecretIdentity& identity)
-{
-    GLibHandle<GHashTable> attributes(
-        g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free));
-    const auto insert = [&](const char* name, const QString& value) {
-        g_hash_table_insert(attributes.get(), g_strdup(name), g_strdup(value.toUtf8().constData()));
-    };
-    insert("service", identity.service);
-    insert("account", identity.account);
-    return attributes;
-}
-
-void refusePrompt(SecretService* service,
-                  SecretPrompt* /*prompt*/,
-                  const GVariantType* /*answer*/,
-                  GCancellable* /*cancellable*/,
-                  GAsyncReadyCallback callback,
-                  gpointer data)
-{
-    g_task_report_new_error(service,
-                            callback,
-                            data,
-                            nullptr,
-                            SECRET_ERROR,
-                            SECRET_ERROR_IS_LOCKED,
-                            "%s",
-                            "the store wants to ask the user");
-}
-
-GVariant* finishRefusedPrompt(SecretService* /*service*/, GAsyncResult* result, GError** error)
-{
-    return static_cast<GVariant*>(g_task_propagate_pointer(G_TASK(result), error));
-}
-
-void makePromptless(gpointer type, gpointer /*data*/)
-{
-    SecretServiceClass* const functions = SECRET_SERVICE_CLASS(type);
-    functions->prompt_async = refusePrompt;
-    functions->prompt_finish = finishRefusedPrompt;
-}
-
-/// A store may answer any change by a prompt, which libsecret would start unasked.
-GType promptlessService()
-{
-    static const GType type = g_type_register_static_simple(SECRET_TYPE_SERVICE,
-                                                            "QuibelPromptlessSecretService",
-                                                            sizeof(SecretServiceClass),
-                                                            makePromptless,
-                                                            sizeof(SecretService),
-                                                            nullptr,
-                                                            GTypeFlags {});
-    return type;
 }
 
 bool isLocked(const GLibHandle<SecretItem>& item)
@@ -91,19 +38,34 @@ SecretAnswer status(SecretStatus value)
 
 } // namespace
 
+struct LibsecretSecretItems::LateAnswer
+{
+    std::unique_ptr<SecretReading> reading;
+    QPointer<QObject> owner;
+    std::function<void(const SecretAnswer&)> receive;
+};
+
 LibsecretSecretItems::LibsecretSecretItems()
-    : context(g_main_context_new())
+    : context(g_main_context_new_with_flags(G_MAIN_CONTEXT_FLAGS_OWNERLESS_POLLING))
+    , driver(context.get())
 {
 }
 
-LibsecretSecretItems::~LibsecretSecretItems() = default;
+LibsecretSecretItems::~LibsecretSecretItems()
+{
+    awaited.clear();
+    connection.close();
+    // A signal of the service that waits to be delivered keeps the context alive, and the bus.
+    DefaultContext(context.get()).runWhatIsDue();
+}
 
 SecretStoreState LibsecretSecretItems::state()
 {
     SecretStoreState found = SecretStoreState::absent;
-    const auto operation = [&](TimedCalls& calls) -> std::optional<SecretAnswer> {
+    const auto operation
+        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretAnswer> {
         GLibError error;
-        const auto collection = defaultCollection(calls, error);
+        const auto collection = defaultCollection(calls, service, error);
         if (error)
             return std::nullopt;
         if (!collection)
@@ -120,12 +82,13 @@ SecretStoreState LibsecretSecretItems::state()
 
 SecretStatus LibsecretSecretItems::add(const SecretIdentity& identity, const QByteArray& data)
 {
-    const auto operation = [&](TimedCalls& calls) -> std::optional<SecretAnswer> {
-        const auto items = search(calls, identity, SECRET_SEARCH_ALL);
+    const auto operation
+        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretAnswer> {
+        const auto items = search(calls, service, identity);
         if (!items)
             return std::nullopt;
         if (items->empty())
-            return create(calls, identity, data);
+            return create(calls, service, identity, data);
         return status(std::ranges::all_of(*items, isLocked) ? SecretStatus::unavailable
                                                             : SecretStatus::duplicateItem);
     };
@@ -150,31 +113,52 @@ SecretStatus LibsecretSecretItems::remove(const SecretIdentity& identity)
 
 SecretAnswer LibsecretSecretItems::copyMatching(const SecretIdentity& identity)
 {
-    return perform([&](TimedCalls& calls) -> std::optional<SecretAnswer> {
-        // Unlocked items come before locked ones.
-        const auto items = search(calls, identity, SECRET_SEARCH_LOAD_SECRETS);
-        if (!items)
-            return std::nullopt;
-        if (items->empty())
-            return status(SecretStatus::itemNotFound);
-        if (isLocked(items->front()))
-            return status(SecretStatus::unavailable);
-        const SecretValueHandle value(secret_item_get_secret(items->front().get()));
-        if (!value)
-            return std::nullopt;
-        gsize length = 0;
-        const gchar* const bytes = secret_value_get(value.get(), &length);
-        return SecretAnswer { .status = SecretStatus::success,
-                              .data = QByteArray(bytes, static_cast<qsizetype>(length)) };
-    });
+    const SecretReading reading(context.get(), connection, identity, patience);
+    DefaultContext(context.get()).runUntil([&reading] { return reading.answer().has_value(); });
+    return *reading.answer();
+}
+
+std::optional<SecretAnswer>
+LibsecretSecretItems::copyMatchingWithin(std::chrono::milliseconds hold,
+                                         const SecretIdentity& identity,
+                                         QObject& owner,
+                                         std::function<void(const SecretAnswer&)> late)
+{
+    auto reading = std::make_unique<SecretReading>(context.get(), connection, identity, patience);
+    const Deadline held(context.get(), hold);
+    DefaultContext(context.get()).runUntil([&] { return reading->answer() || held.passed(); });
+    if (reading->answer())
+        return reading->answer();
+
+    reading->onAnswer = [this, answered = reading.get()] {
+        QMetaObject::invokeMethod(
+            &deliveries, [this, answered] { deliver(*answered); }, Qt::QueuedConnection);
+    };
+    awaited.push_back(
+        { .reading = std::move(reading), .owner = &owner, .receive = std::move(late) });
+    driver.start();
+    return std::nullopt;
+}
+
+void LibsecretSecretItems::deliver(const SecretReading& answered)
+{
+    const auto found = std::ranges::find_if(
+        awaited, [&](const LateAnswer& each) { return each.reading.get() == &answered; });
+    const LateAnswer arrived = std::move(*found);
+    awaited.erase(found);
+    if (awaited.empty())
+        driver.stop();
+    if (arrived.owner)
+        arrived.receive(*arrived.reading->answer());
 }
 
 SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
                                               const StartChange& start,
                                               FinishChange finish)
 {
-    const auto operation = [&](TimedCalls& calls) -> std::optional<SecretAnswer> {
-        const auto items = search(calls, identity, SECRET_SEARCH_ALL);
+    const auto operation
+        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretAnswer> {
+        const auto items = search(calls, service, identity);
         if (!items)
             return std::nullopt;
         for (const auto& item : *items) {
@@ -198,59 +182,40 @@ SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
 
 SecretAnswer LibsecretSecretItems::perform(const Operation& operation)
 {
-    TimedCalls calls(context.get(), patience);
+    const TimedCalls calls(context.get(), patience);
     auto answer = attempt(calls, operation);
-    // A service or a bus that was started again knows nothing of the connection that is kept.
     if (!answer && !calls.expired())
         answer = attempt(calls, operation);
     return answer.value_or(status(SecretStatus::unavailable));
 }
 
-std::optional<SecretAnswer> LibsecretSecretItems::attempt(TimedCalls& calls,
+std::optional<SecretAnswer> LibsecretSecretItems::attempt(const TimedCalls& calls,
                                                           const Operation& operation)
 {
-    if (!service && !connectToService(calls))
+    std::optional<GLibHandle<SecretService>> opened;
+    connection.open(calls.cancellable(),
+                    [&opened](GLibHandle<SecretService> service) { opened = std::move(service); });
+    calls.waitUntil([&opened] { return opened.has_value(); });
+    SecretService* const service = opened->get();
+    if (service == nullptr)
         return std::nullopt;
-    auto answer = operation(calls);
+    auto answer = operation(calls, service);
     if (!answer)
-        service.reset();
+        connection.drop(service);
     return answer;
 }
 
-bool LibsecretSecretItems::connectToService(TimedCalls& calls)
-{
-    const auto connected
-        = calls.resultOf([](GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
-              g_bus_get(G_BUS_TYPE_SESSION, cancellable, done, slot);
-          });
-    GLibError error;
-    const GLibHandle<GDBusConnection> bus(g_bus_get_finish(connected.get(), error.receiver()));
-    if (!bus)
-        return false;
-    // GLib would end the program together with the bus.
-    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-
-    const auto opened = calls.resultOf(
-        [](GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
-            secret_service_open(
-                promptlessService(), nullptr, SECRET_SERVICE_OPEN_SESSION, cancellable, done, slot);
-        });
-    service.reset(secret_service_open_finish(opened.get(), error.receiver()));
-    return service != nullptr;
-}
-
 std::optional<LibsecretSecretItems::Items> LibsecretSecretItems::search(
-    TimedCalls& calls, const SecretIdentity& identity, SecretSearchFlags flags) const
+    const TimedCalls& calls, SecretService* service, const SecretIdentity& identity)
 {
     const GLibHandle<GHashTable> attributes = makeAttributes(identity);
     const auto result
         = calls.resultOf([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
               secret_service_search(
-                  service.get(), nullptr, attributes.get(), flags, cancellable, done, slot);
+                  service, nullptr, attributes.get(), SECRET_SEARCH_ALL, cancellable, done, slot);
           });
     GLibError error;
-    GList* const found
-        = secret_service_search_finish(service.get(), result.get(), error.receiver());
+    GList* const found = secret_service_search_finish(service, result.get(), error.receiver());
     if (error)
         return std::nullopt;
     Items items;
@@ -260,28 +225,27 @@ std::optional<LibsecretSecretItems::Items> LibsecretSecretItems::search(
     return items;
 }
 
-GLibHandle<SecretCollection> LibsecretSecretItems::defaultCollection(TimedCalls& calls,
-                                                                     GLibError& error) const
+GLibHandle<SecretCollection> LibsecretSecretItems::defaultCollection(const TimedCalls& calls,
+                                                                     SecretService* service,
+                                                                     GLibError& error)
 {
-    const auto aliased
-        = calls.resultOf([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
-              secret_collection_for_alias(service.get(),
-                                          SECRET_COLLECTION_DEFAULT,
-                                          SECRET_COLLECTION_NONE,
-                                          cancellable,
-                                          done,
-                                          slot);
-          });
+    const auto aliased = calls.resultOf([&](GCancellable* cancellable,
+                                            GAsyncReadyCallback done,
+                                            gpointer slot) {
+        secret_collection_for_alias(
+            service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, cancellable, done, slot);
+    });
     return GLibHandle<SecretCollection>(
         secret_collection_for_alias_finish(aliased.get(), error.receiver()));
 }
 
-std::optional<SecretAnswer> LibsecretSecretItems::create(TimedCalls& calls,
+std::optional<SecretAnswer> LibsecretSecretItems::create(const TimedCalls& calls,
+                                                         SecretService* service,
                                                          const SecretIdentity& identity,
-                                                         const QByteArray& data) const
+                                                         const QByteArray& data)
 {
     GLibError error;
-    const auto collection = defaultCollection(calls, error);
+    const auto collection = defaultCollection(calls, service, error);
     if (error)
         return std::nullopt;
     if (!collection)

@@ -1,7 +1,11 @@
 #pragma once
 
 #include "platform/SecretItems.h"
+#include "platform/freedesktop/ContextDriver.h"
 #include "platform/freedesktop/GLibHandles.h"
+#include "platform/freedesktop/SecretConnection.h"
+
+#include <QObject>
 
 #include <functional>
 #include <vector>
@@ -10,6 +14,7 @@
 
 namespace quibel {
 
+class SecretReading;
 class TimedCalls;
 
 /// The items of the desktop's Secret Service (GNOME Keyring, KWallet, KeePassXC).
@@ -29,32 +34,43 @@ public:
     [[nodiscard]] SecretStatus update(const SecretIdentity& identity,
                                       const QByteArray& data) override;
     [[nodiscard]] SecretAnswer copyMatching(const SecretIdentity& identity) override;
+    [[nodiscard]] std::optional<SecretAnswer>
+    copyMatchingWithin(std::chrono::milliseconds hold,
+                       const SecretIdentity& identity,
+                       QObject& owner,
+                       std::function<void(const SecretAnswer&)> late) override;
     SecretStatus remove(const SecretIdentity& identity) override;
 
 private:
+    struct LateAnswer;
     using Items = std::vector<GLibHandle<SecretItem>>;
     /// Yields none when the service failed it.
-    using Operation = std::function<std::optional<SecretAnswer>(TimedCalls&)>;
+    using Operation = std::function<std::optional<SecretAnswer>(const TimedCalls&, SecretService*)>;
     using StartChange
         = std::function<void(SecretItem*, GCancellable*, GAsyncReadyCallback, gpointer)>;
     using FinishChange = gboolean (*)(SecretItem*, GAsyncResult*, GError**);
 
     [[nodiscard]] SecretAnswer perform(const Operation& operation);
-    [[nodiscard]] std::optional<SecretAnswer> attempt(TimedCalls& calls,
+    [[nodiscard]] std::optional<SecretAnswer> attempt(const TimedCalls& calls,
                                                       const Operation& operation);
-    [[nodiscard]] bool connectToService(TimedCalls& calls);
+    void deliver(const SecretReading& answered);
     [[nodiscard]] SecretStatus
     changeEach(const SecretIdentity& identity, const StartChange& start, FinishChange finish);
-    [[nodiscard]] std::optional<Items>
-    search(TimedCalls& calls, const SecretIdentity& identity, SecretSearchFlags flags) const;
+    [[nodiscard]] static std::optional<Items>
+    search(const TimedCalls& calls, SecretService* service, const SecretIdentity& identity);
     /// The key ring that new items go to; none when there is none.
-    [[nodiscard]] GLibHandle<SecretCollection> defaultCollection(TimedCalls& calls,
-                                                                 GLibError& error) const;
-    [[nodiscard]] std::optional<SecretAnswer>
-    create(TimedCalls& calls, const SecretIdentity& identity, const QByteArray& data) const;
+    [[nodiscard]] static GLibHandle<SecretCollection>
+    defaultCollection(const TimedCalls& calls, SecretService* service, GLibError& error);
+    [[nodiscard]] static std::optional<SecretAnswer> create(const TimedCalls& calls,
+                                                            SecretService* service,
+                                                            const SecretIdentity& identity,
+                                                            const QByteArray& data);
 
     GLibHandle<GMainContext> context;
-    GLibHandle<SecretService> service; ///< Kept while it answers.
+    SecretConnection connection;
+    std::vector<LateAnswer> awaited;
+    ContextDriver driver; ///< Runs while answers are awaited.
+    QObject deliveries;   ///< The context of queued calls of ours.
 };
 
 } // namespace quibel

@@ -74,6 +74,47 @@ private Q_SLOTS:
         QCOMPARE(keychain->read(), std::nullopt);
     }
 
+    void readsAtOnceWhenTheStoreAnswersInTime()
+    {
+        QVERIFY(keychain->save(u"key"_s));
+        QObject owner;
+        bool late = false;
+        const auto read = keychain->readWithin(
+            std::chrono::milliseconds(50), owner, [&](const auto&) { late = true; });
+        QCOMPARE(read, u"key"_s);
+        QCOMPARE(items->holds, std::vector { std::chrono::milliseconds(50) });
+        QVERIFY(!items->answerLate());
+        QVERIFY(!late);
+    }
+
+    void tellsWhatWasReadWhenTheStoreAnswersLate_data()
+    {
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<std::optional<QString>>("key");
+        QTest::newRow("key") << QByteArray("key") << std::optional(u"key"_s);
+        QTest::newRow("empty key") << QByteArray("") << std::optional(u""_s);
+        QTest::newRow("not text") << QByteArray("\xff") << std::optional<QString>();
+        QTest::newRow("no item") << QByteArray() << std::optional<QString>();
+    }
+
+    void tellsWhatWasReadWhenTheStoreAnswersLate()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(std::optional<QString>, key);
+        if (!stored.isNull())
+            QCOMPARE(items->add({ .service = u"Shop"_s, .account = u"till"_s }, stored),
+                     SecretStatus::success);
+        items->slow = true;
+        QObject owner;
+        std::vector<std::optional<QString>> told;
+        const auto read = keychain->readWithin(
+            {}, owner, [&](const std::optional<QString>& late) { told.push_back(late); });
+        QCOMPARE(read, std::nullopt);
+        QVERIFY(told.empty());
+        QVERIFY(items->answerLate());
+        QCOMPARE(told, std::vector { key });
+    }
+
     void readsNoneWhenTheStoreGivesNoData()
     {
         QVERIFY(keychain->save(u"key"_s));

@@ -283,6 +283,156 @@ private Q_SLOTS:
         AgentBench::pressKey(Qt::Key_Escape);
     }
 
+    void asksWhichApplicationIsInFrontOnce()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.launch();
+        const int before = bench.desktop.workspace.frontmostAsked;
+        bench.pressHotKey();
+        QCOMPARE(bench.desktop.workspace.frontmostAsked, before + 1);
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
+    void waitsAShortTimeForTheKey()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.launch();
+        bench.pressHotKey();
+        QCOMPARE(bench.desktop.secretItems.holds, std::vector { std::chrono::milliseconds(50) });
+        QVERIFY(!AgentBench::syncWarningIsShown());
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
+    void opensWithoutTheKeyAndPutsTheWarningRightWhenItComes_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<bool>("kept");
+        QTest::addColumn<bool>("warns");
+        QTest::newRow("key") << QByteArray("sk") << false << false;
+        QTest::newRow("no key") << QByteArray() << false << true;
+        QTest::newRow("empty key") << QByteArray("") << false << true;
+        QTest::newRow("kept branch") << QByteArray("sk") << true << true;
+    }
+
+    void opensWithoutTheKeyAndPutsTheWarningRightWhenItComes()
+    {
+        QFETCH(QByteArray, key);
+        QFETCH(bool, kept);
+        QFETCH(bool, warns);
+        AgentBench bench;
+        if (!key.isNull())
+            bench.storeKey(key);
+        if (kept)
+            bench.keepBranch("{}");
+        bench.launch();
+        bench.desktop.secretItems.slow = true;
+        bench.delegate->sendBranch();
+        QVERIFY(AgentBench::syncWarningIsShown());
+        AgentBench::type(u"typed meanwhile"_s);
+        const QLineEdit* const field = AgentBench::textField();
+        const QSize size = field->window()->size();
+
+        QVERIFY(bench.desktop.secretItems.answerLate());
+        AgentBench::settle();
+        QCOMPARE(AgentBench::syncWarningIsShown(), warns);
+        QCOMPARE(AgentBench::textField(), field);
+        QCOMPARE(field->text(), u"typed meanwhile"_s);
+        QCOMPARE(field->window()->size(), size);
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
+    void aLateKeyDoesNotHideTheWarningOfARejectedOne()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.rememberProjects({ u"p1"_s });
+        bench.launch();
+        bench.branchOff(u"x"_s);
+        bench.desktop.session.answer(branchRequest, FakeHttpSession::success(401, {}));
+        AgentBench::settle();
+        bench.storeKey();
+        bench.desktop.secretItems.slow = true;
+        bench.pressHotKey();
+        QVERIFY(bench.desktop.secretItems.answerLate());
+        AgentBench::settle();
+        QVERIFY(AgentBench::syncWarningIsShown());
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
+    void aLateKeyLeavesAPanelAloneThatWasOpenedAnew_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::newRow("after Escape") << static_cast<int>(Qt::Key_Escape);
+        QTest::newRow("after Return") << static_cast<int>(Qt::Key_Return);
+        QTest::newRow("while it was open") << 0;
+    }
+
+    void aLateKeyLeavesAPanelAloneThatWasOpenedAnew()
+    {
+        QFETCH(int, key);
+        AgentBench bench;
+        bench.storeKey();
+        bench.rememberProjects({ u"p1"_s });
+        bench.launch();
+        bench.desktop.secretItems.slow = true;
+        bench.pressHotKey();
+        AgentBench::type(u"x"_s);
+        if (key != 0) {
+            AgentBench::pressKey(static_cast<Qt::Key>(key));
+            QTRY_VERIFY(!AgentBench::panelIsOpen());
+        }
+        bench.pressHotKey();
+        QVERIFY(bench.desktop.secretItems.answerLate());
+        AgentBench::settle();
+        QVERIFY(AgentBench::syncWarningIsShown());
+        QVERIFY(bench.desktop.secretItems.answerLate());
+        AgentBench::settle();
+        QVERIFY(!AgentBench::syncWarningIsShown());
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
+    void aLateKeyLeavesAClosedPanelClosed_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::newRow("Escape") << static_cast<int>(Qt::Key_Escape);
+        QTest::newRow("Return") << static_cast<int>(Qt::Key_Return);
+    }
+
+    void aLateKeyLeavesAClosedPanelClosed()
+    {
+        QFETCH(int, key);
+        AgentBench bench;
+        bench.storeKey();
+        bench.rememberProjects({ u"p1"_s });
+        bench.launch();
+        bench.desktop.secretItems.slow = true;
+        bench.pressHotKey();
+        const QWidget* const panel = AgentBench::textField()->window();
+        AgentBench::type(u"x"_s);
+        AgentBench::pressKey(static_cast<Qt::Key>(key));
+        QTRY_VERIFY(!AgentBench::panelIsOpen());
+        QVERIFY(bench.desktop.secretItems.answerLate());
+        AgentBench::settle();
+        QVERIFY(!panel->isVisible());
+        const auto labels = panel->findChildren<QLabel*>();
+        const auto offlineLine
+            = std::ranges::find(labels, u"Offline — not syncing"_s, &QLabel::text);
+        QVERIFY(!(*offlineLine)->isHidden());
+    }
+
+    void aKeyMayComeAfterTheAgentHasGone()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.launch();
+        bench.desktop.secretItems.slow = true;
+        bench.pressHotKey();
+        bench.delegate.reset();
+        QVERIFY(bench.desktop.secretItems.answerLate());
+    }
+
     void preselectsTheProjectUsedLast()
     {
         AgentBench bench;

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace quibel::testing {
 
 /// A private desktop with fresh directories: X server, session bus and, as asked for, a window
@@ -65,6 +67,7 @@ public:
     bool startKeyRing();
     /// Ends the key ring, as a crash would.
     void stopKeyRing();
+    [[nodiscard]] pid_t keyRingProcess() const { return static_cast<pid_t>(keyRing->processId()); }
     bool startTray();
     /// Ends the panel with its tray.
     void stopTray();

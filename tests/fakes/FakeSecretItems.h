@@ -2,9 +2,12 @@
 
 #include "platform/SecretItems.h"
 
+#include <QObject>
+#include <QPointer>
 #include <QStringList>
 
 #include <algorithm>
+#include <deque>
 #include <utility>
 #include <vector>
 
@@ -57,6 +60,32 @@ public:
                  .data = givesData ? std::optional(item->second) : std::nullopt };
     }
 
+    [[nodiscard]] std::optional<SecretAnswer>
+    copyMatchingWithin(std::chrono::milliseconds hold,
+                       const SecretIdentity& identity,
+                       QObject& owner,
+                       std::function<void(const SecretAnswer&)> late) override
+    {
+        holds.push_back(hold);
+        if (!slow)
+            return copyMatching(identity);
+        awaited.push_back({ identity, &owner, std::move(late) });
+        return std::nullopt;
+    }
+
+    /// Gives the read that has waited longest what is in the store now. False when none waits.
+    bool answerLate()
+    {
+        if (awaited.empty())
+            return false;
+        const Awaited oldest = awaited.front();
+        awaited.pop_front();
+        const SecretAnswer answer = copyMatching(oldest.identity);
+        if (oldest.owner)
+            oldest.late(answer);
+        return true;
+    }
+
     SecretStatus remove(const SecretIdentity& identity) override
     {
         calls << QStringLiteral("remove");
@@ -73,10 +102,20 @@ public:
     SecretStoreState whyUnavailable = SecretStoreState::absent;
     bool takesUpdates = true;
     bool givesData = true; ///< Whether a successful read comes with data.
+    bool slow = false;     ///< Whether a read that may end without an answer does.
+    std::vector<std::chrono::milliseconds> holds; ///< How long each such read would have waited.
     std::vector<std::pair<SecretIdentity, QByteArray>> items;
     QStringList calls; ///< Names of the operations, in order.
 
 private:
+    struct Awaited
+    {
+        SecretIdentity identity;
+        QPointer<QObject> owner;
+        std::function<void(const SecretAnswer&)> late;
+    };
+    std::deque<Awaited> awaited;
+
     std::vector<std::pair<SecretIdentity, QByteArray>>::iterator
     find(const SecretIdentity& identity)
     {

@@ -17,6 +17,7 @@ public:
 
     [[nodiscard]] std::optional<RunningApplication> frontmostApplication() override
     {
+        ++frontmostAsked;
         return frontmost;
     }
 
@@ -32,6 +33,7 @@ public:
     }
 
     std::optional<RunningApplication> frontmost;
+    int frontmostAsked = 0;
     std::optional<std::vector<WindowInfo>> windows = std::vector<WindowInfo> {};
     std::optional<ActivationPolicy> policy;
     std::vector<RunningApplication> activated; ///< In order.

@@ -1,4 +1,5 @@
 #include "platform/freedesktop/LibsecretSecretItems.h"
+#include "tests/desktop/StoppedProcess.h"
 #include "tests/desktop/VirtualDesktop.h"
 #include "tests/platform/PromptingSecretStore.h"
 
@@ -7,14 +8,17 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <functional>
+#include <memory>
 
 #include <sys/types.h>
 
 using namespace quibel;
 using namespace Qt::StringLiterals;
+using quibel::testing::StoppedProcess;
 using quibel::testing::VirtualDesktop;
 
 namespace {
@@ -26,6 +30,11 @@ const QStringList itemAttributes { u"service"_s, u"QuibelDesktop"_s, u"account"_
 const QString promptingStore = u"--prompting-store"_s;
 
 constexpr qint64 longestCallMs = 2'000;
+
+SecretAnswer stored(const QByteArray& secret)
+{
+    return { .status = SecretStatus::success, .data = secret };
+}
 
 /// What a call returned and how long it took.
 struct TimedStatus
@@ -42,6 +51,40 @@ TimedStatus timed(const std::function<SecretStatus()>& call)
     return { .status = status, .milliseconds = timer.elapsed() };
 }
 
+/// A read that waits for the service for a short time only, and what became of it.
+class ImpatientRead
+{
+    Q_DISABLE_COPY_MOVE(ImpatientRead)
+
+public:
+    explicit ImpatientRead(LibsecretSecretItems& items)
+        : owner(std::make_unique<QObject>())
+    {
+        const auto take = [this](const SecretAnswer& answer) { late.push_back(answer); };
+        timer.start();
+        inTime = items.copyMatchingWithin(hold, identity, *owner, take);
+        held = std::chrono::milliseconds(timer.elapsed());
+    }
+    ~ImpatientRead() = default;
+
+    static constexpr std::chrono::milliseconds hold { 50 };
+    // Less than the time after which the service is given up, more than a busy machine needs.
+    static constexpr std::chrono::milliseconds longestHold { 1'000 };
+
+    std::unique_ptr<QObject> owner;
+    std::optional<SecretAnswer> inTime;
+    std::chrono::milliseconds held {};
+    std::vector<SecretAnswer> late;
+    QElapsedTimer timer;
+};
+
+/// Whether `read` was let go without an answer after its time.
+bool wasLetGo(const ImpatientRead& read)
+{
+    return !read.inTime && read.late.empty() && read.held >= ImpatientRead::hold
+        && read.held < ImpatientRead::longestHold;
+}
+
 std::vector<TimedStatus> everyCall(LibsecretSecretItems& items)
 {
     return { timed([&] { return items.copyMatching(identity).status; }),
@@ -49,23 +92,6 @@ std::vector<TimedStatus> everyCall(LibsecretSecretItems& items)
              timed([&] { return items.update(identity, "newer"); }),
              timed([&] { return items.remove(identity); }) };
 }
-
-/// Holds a process still, as a hang would.
-class Stopped
-{
-    Q_DISABLE_COPY_MOVE(Stopped)
-
-public:
-    explicit Stopped(pid_t process)
-        : pid(process)
-    {
-        ::kill(pid, SIGSTOP);
-    }
-    ~Stopped() { ::kill(pid, SIGCONT); }
-
-private:
-    pid_t pid;
-};
 
 QString secrets(const VirtualDesktop& desktop,
                 const QString& object,
@@ -136,6 +162,14 @@ private Q_SLOTS:
     void tellsInWhatStateTheStoreIs();
     void tellsThatThereIsNoStore();
 
+    void answersInTimeWhenTheServiceDoes();
+    void answersLateWhenTheServiceHangs();
+    void answersLateThatAHangDoesNotEnd();
+    void answersLateWhenItIsNotConnectedYet();
+    void takesOtherCallsWhileAnAnswerIsAwaited();
+    void answersOnlyThoseWhoAreStillThere();
+    void endsWhileAnAnswerIsAwaited();
+
 private:
     [[nodiscard]] std::optional<QByteArray> lookedUp() const
     {
@@ -148,8 +182,6 @@ private:
                                    + moreAttributes,
                                secret));
     }
-    [[nodiscard]] pid_t keyRing() const { return ownerOf(desktop, u"org.freedesktop.secrets"_s); }
-
     VirtualDesktop desktop { { .windowManager = QString(), .keyRing = true } };
 };
 
@@ -411,8 +443,7 @@ void LibsecretSecretItemsTest::returnsWhenTheServiceDiesDuringACall()
 {
     LibsecretSecretItems items;
     QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
-    const pid_t pid = keyRing();
-    QVERIFY(pid > 0);
+    const pid_t pid = desktop.keyRingProcess();
     ::kill(pid, SIGSTOP);
     QProcess killer;
     killer.start(u"sh"_s, { u"-c"_s, u"sleep 0.2; kill -KILL %1"_s.arg(pid) });
@@ -432,7 +463,7 @@ void LibsecretSecretItemsTest::returnsInTimeWhenTheServiceHangs()
     QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
     LibsecretSecretItems unconnected;
     {
-        const Stopped hanging(keyRing());
+        const StoppedProcess hanging(desktop.keyRingProcess());
         for (LibsecretSecretItems* const each : { &items, &unconnected })
             for (const TimedStatus& call : everyCall(*each)) {
                 QCOMPARE(call.status, SecretStatus::unavailable);
@@ -447,7 +478,7 @@ void LibsecretSecretItemsTest::returnsInTimeWhenTheBusHangs()
     LibsecretSecretItems items;
     QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
     {
-        const Stopped hanging(ownerOf(desktop, u"org.freedesktop.DBus"_s));
+        const StoppedProcess hanging(ownerOf(desktop, u"org.freedesktop.DBus"_s));
         for (const TimedStatus& call : everyCall(items)) {
             QCOMPARE(call.status, SecretStatus::unavailable);
             QVERIFY2(call.milliseconds < longestCallMs, "waited too long");
@@ -489,7 +520,7 @@ void LibsecretSecretItemsTest::tellsThatThereIsNoStore()
 {
     LibsecretSecretItems items;
     {
-        const Stopped hanging(keyRing());
+        const StoppedProcess hanging(desktop.keyRingProcess());
         QElapsedTimer timer;
         timer.start();
         QCOMPARE(items.state(), SecretStoreState::absent);
@@ -497,6 +528,100 @@ void LibsecretSecretItemsTest::tellsThatThereIsNoStore()
     }
     desktop.stopKeyRing();
     QCOMPARE(items.state(), SecretStoreState::absent);
+}
+
+void LibsecretSecretItemsTest::answersInTimeWhenTheServiceDoes()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    // A machine may be busier than the hold is long.
+    QTRY_COMPARE(ImpatientRead(items).inTime, stored("mine"));
+}
+
+void LibsecretSecretItemsTest::answersLateWhenTheServiceHangs()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    std::optional<StoppedProcess> hanging(desktop.keyRingProcess());
+    const ImpatientRead first(items);
+    const ImpatientRead second(items);
+    QVERIFY(wasLetGo(first));
+    QVERIFY(wasLetGo(second));
+    hanging.reset();
+    QTRY_COMPARE(first.late, std::vector { stored("mine") });
+    QTRY_COMPARE(second.late, std::vector { stored("mine") });
+}
+
+void LibsecretSecretItemsTest::answersLateThatAHangDoesNotEnd()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    const StoppedProcess hanging(desktop.keyRingProcess());
+    const ImpatientRead read(items);
+    QVERIFY(wasLetGo(read));
+    QTRY_COMPARE(read.late, std::vector { SecretAnswer {} });
+    QVERIFY2(read.timer.elapsed() < longestCallMs, "waited too long");
+}
+
+void LibsecretSecretItemsTest::answersLateWhenItIsNotConnectedYet()
+{
+    LibsecretSecretItems items;
+    store("theirs");
+    std::optional<StoppedProcess> hanging(desktop.keyRingProcess());
+    const ImpatientRead read(items);
+    QVERIFY(wasLetGo(read));
+    hanging.reset();
+    QTRY_COMPARE(read.late, std::vector { stored("theirs") });
+    QCOMPARE(items.copyMatching(identity), stored("theirs"));
+}
+
+void LibsecretSecretItemsTest::takesOtherCallsWhileAnAnswerIsAwaited()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    std::optional<StoppedProcess> hanging(desktop.keyRingProcess());
+    const ImpatientRead read(items);
+    hanging.reset();
+    QCOMPARE(items.update(identity, "new"), SecretStatus::success);
+    QCOMPARE(items.copyMatching(identity), stored("new"));
+    QVERIFY(read.late.empty());
+    QTRY_COMPARE(read.late, std::vector { stored("mine") });
+}
+
+void LibsecretSecretItemsTest::answersOnlyThoseWhoAreStillThere()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    std::optional<StoppedProcess> hanging(desktop.keyRingProcess());
+    ImpatientRead gone(items);
+    const ImpatientRead there(items);
+    gone.owner.reset();
+    hanging.reset();
+    QTRY_COMPARE(there.late, std::vector { stored("mine") });
+    QVERIFY(gone.late.empty());
+}
+
+void LibsecretSecretItemsTest::endsWhileAnAnswerIsAwaited()
+{
+    std::optional<LibsecretSecretItems> items(std::in_place);
+    QCOMPARE(items->add(identity, "mine"), SecretStatus::success);
+    std::optional<LibsecretSecretItems> unconnected(std::in_place);
+    std::optional<StoppedProcess> hanging(desktop.keyRingProcess());
+    const ImpatientRead read(*items);
+    const ImpatientRead early(*unconnected);
+    QVERIFY(wasLetGo(read));
+    QVERIFY(wasLetGo(early));
+    QElapsedTimer timer;
+    timer.start();
+    items.reset();
+    unconnected.reset();
+    QVERIFY2(timer.elapsed() < ImpatientRead::longestHold.count(), "waited for the answer");
+    hanging.reset();
+    LibsecretSecretItems others;
+    QCOMPARE(others.copyMatching(identity), stored("mine"));
+    QCoreApplication::processEvents();
+    QVERIFY(read.late.empty());
+    QVERIFY(early.late.empty());
 }
 
 int main(int argc, char** argv)
