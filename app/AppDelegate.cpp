@@ -54,6 +54,11 @@ void AppDelegate::connectAccount()
         apiKeyPanelController->show();
 }
 
+bool AppDelegate::holdsHotKey() const
+{
+    return hotKeyManager && hotKeyManager->isRegistered();
+}
+
 void AppDelegate::carryOut(AgentCommand command)
 {
     switch (command) {

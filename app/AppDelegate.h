@@ -37,6 +37,9 @@ public:
     /// The menu's "Connect Account…". Does nothing before launch has finished.
     void connectAccount();
 
+    /// Whether the hot key works; another program may have it.
+    [[nodiscard]] bool holdsHotKey() const;
+
     /// What another start of the program asks.
     void carryOut(AgentCommand command);
 

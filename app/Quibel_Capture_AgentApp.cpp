@@ -116,6 +116,7 @@ int Quibel_Capture_AgentApp::runAgent(int argc, char* argv[], std::optional<Agen
         return reportNoDesktop();
     Quibel_Capture_AgentApp agent(desktop->ports());
     agent.appDelegate.applicationDidFinishLaunching();
+    instance->setHoldsHotKey(agent.appDelegate.holdsHotKey());
     if (command)
         agent.appDelegate.carryOut(*command);
     instance->setHandler([delegate = QPointer(&agent.appDelegate)](AgentCommand asked) {

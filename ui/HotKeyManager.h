@@ -23,6 +23,9 @@ public:
     /// Errors: none; a refused hot key leaves everything else working.
     void registerHotKey();
 
+    /// Whether it does work.
+    [[nodiscard]] bool isRegistered() const { return hotKeyRef && eventHandlerRef; }
+
     /// The four characters 'QBHK' and the number 1.
     static constexpr HotKeyID hotKeyID { .signature = 0x5142484B, .id = 1 };
 

@@ -36,8 +36,9 @@ DBusSingleInstance::DBusSingleInstance(std::chrono::milliseconds limit)
     : patience(limit)
     , bus(QDBusConnection::sessionBus())
 {
-    // The application object takes it over.
+    // The application object takes them over.
     new ApplicationInterface(&application, [this](AgentCommand command) { enqueue(command); });
+    agent = new AgentInterface(&application);
 }
 
 DBusSingleInstance::~DBusSingleInstance()
@@ -109,6 +110,11 @@ void DBusSingleInstance::setHandler(Handler taker)
 {
     handler = std::move(taker);
     deliverLater();
+}
+
+void DBusSingleInstance::setHoldsHotKey(bool holds)
+{
+    agent->holdsHotKey = holds;
 }
 
 void DBusSingleInstance::enqueue(AgentCommand command)

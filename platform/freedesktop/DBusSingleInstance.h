@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/SingleInstance.h"
+#include "platform/freedesktop/AgentInterface.h"
 #include "platform/freedesktop/ProcessLock.h"
 
 #include <QDBusConnection>
@@ -24,6 +25,7 @@ public:
 
     [[nodiscard]] Role takeRole(AgentCommand command) override;
     void setHandler(Handler handler) override;
+    void setHoldsHotKey(bool holds) override;
 
 private:
     enum class HandOver { taken, refused, nobodyThere };
@@ -39,7 +41,8 @@ private:
     ProcessLock lock;
     Handler handler;
     QList<AgentCommand> waiting;
-    QObject application; ///< What others see on the bus.
+    QObject application;             ///< What others see on the bus.
+    AgentInterface* agent = nullptr; ///< Belongs to it.
 };
 
 } // namespace quibel

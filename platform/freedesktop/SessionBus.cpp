@@ -4,6 +4,8 @@
 
 #include <QFileInfo>
 
+#include <optional>
+
 using namespace Qt::StringLiterals;
 
 namespace quibel {
@@ -12,6 +14,7 @@ namespace {
 
 constexpr auto addressVariable = "DBUS_SESSION_BUS_ADDRESS";
 constexpr auto agentName = "org.quibel.CaptureAgent";
+constexpr auto agentPath = "/org/quibel/CaptureAgent";
 
 /// None when a bus would have to be started first.
 QByteArray addressOfBus()
@@ -41,30 +44,69 @@ GLibHandle<GDBusConnection> connect(TimedCalls& calls, const QByteArray& address
         g_dbus_connection_new_for_address_finish(connected.get(), error.receiver()));
 }
 
-bool hasOwner(TimedCalls& calls, GDBusConnection* bus, const char* name)
+struct Method
+{
+    const char* destination;
+    const char* path;
+    const char* interface;
+    const char* name;
+    const char* answer; ///< The types of what is returned.
+};
+
+/// Calls a method without starting anybody. Errors: null.
+GLibHandle<GVariant>
+call(TimedCalls& calls, GDBusConnection* bus, const Method& method, GVariant* arguments)
 {
     const auto answered
         = calls.resultOf([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
               g_dbus_connection_call(bus,
-                                     "org.freedesktop.DBus",
-                                     "/org/freedesktop/DBus",
-                                     "org.freedesktop.DBus",
-                                     "NameHasOwner",
-                                     g_variant_new("(s)", name),
-                                     G_VARIANT_TYPE("(b)"),
-                                     G_DBUS_CALL_FLAGS_NONE,
+                                     method.destination,
+                                     method.path,
+                                     method.interface,
+                                     method.name,
+                                     arguments,
+                                     G_VARIANT_TYPE(method.answer),
+                                     G_DBUS_CALL_FLAGS_NO_AUTO_START,
                                      -1,
                                      cancellable,
                                      done,
                                      slot);
           });
     GLibError error;
-    const GLibHandle<GVariant> answer(
+    return GLibHandle<GVariant>(
         g_dbus_connection_call_finish(bus, answered.get(), error.receiver()));
+}
+
+bool agentRuns(TimedCalls& calls, GDBusConnection* bus)
+{
+    const Method nameHasOwner { .destination = "org.freedesktop.DBus",
+                                .path = "/org/freedesktop/DBus",
+                                .interface = "org.freedesktop.DBus",
+                                .name = "NameHasOwner",
+                                .answer = "(b)" };
+    const auto answer = call(calls, bus, nameHasOwner, g_variant_new("(s)", agentName));
     gboolean has = FALSE;
     if (answer)
         g_variant_get(answer.get(), "(b)", &has);
     return has != FALSE;
+}
+
+std::optional<bool> agentHoldsHotKey(TimedCalls& calls, GDBusConnection* bus)
+{
+    const Method get { .destination = agentName,
+                       .path = agentPath,
+                       .interface = "org.freedesktop.DBus.Properties",
+                       .name = "Get",
+                       .answer = "(v)" };
+    const auto answer = call(calls, bus, get, g_variant_new("(ss)", agentName, "HoldsHotKey"));
+    if (!answer)
+        return std::nullopt;
+    GVariant* property = nullptr;
+    g_variant_get(answer.get(), "(v)", &property);
+    const GLibHandle<GVariant> value(property);
+    if (g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN) == FALSE)
+        return std::nullopt;
+    return g_variant_get_boolean(value.get()) != FALSE;
 }
 
 } // namespace
@@ -81,10 +123,12 @@ SessionBusFacts lookAtSessionBus(std::chrono::milliseconds patience)
     const auto bus = connect(calls, address);
     if (!bus)
         return { .state = calls.expired() ? State::silent : State::absent };
-    const bool agentRuns = hasOwner(calls, bus.get(), agentName);
+    const bool runs = agentRuns(calls, bus.get());
     if (calls.expired())
         return { .state = State::silent };
-    return { .state = State::answers, .agentRuns = agentRuns };
+    return { .state = State::answers,
+             .agentRuns = runs,
+             .agentHoldsHotKey = runs ? agentHoldsHotKey(calls, bus.get()) : std::nullopt };
 }
 
 void doWithoutSessionBus()

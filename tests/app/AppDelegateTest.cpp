@@ -53,6 +53,7 @@ private Q_SLOTS:
         QVERIFY(bench.desktop.session.requests.empty());
         QVERIFY(!bench.statusLine().isVisible());
         QVERIFY(!bench.desktop.hotKeys.registrations.empty());
+        QVERIFY(bench.delegate->holdsHotKey());
         bench.pressHotKey();
         QVERIFY(AgentBench::panelIsOpen());
         QVERIFY(bench.syncWarningIsShown());
@@ -179,6 +180,7 @@ private Q_SLOTS:
         AgentBench bench;
         bench.desktop.hotKeys.refusesHotKeys = true;
         bench.launch();
+        QVERIFY(!bench.delegate->holdsHotKey());
         bench.delegate->sendBranch();
         QVERIFY(AgentBench::panelIsOpen());
         AgentBench::pressKey(Qt::Key_Escape);

@@ -1,3 +1,4 @@
+#include "platform/freedesktop/DBusSingleInstance.h"
 #include "platform/freedesktop/SessionBus.h"
 #include "tests/desktop/VirtualDesktop.h"
 
@@ -8,6 +9,8 @@
 #include <QProcess>
 #include <QTcpServer>
 #include <QTest>
+
+#include <future>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -43,6 +46,36 @@ private Q_SLOTS:
         QVERIFY(bus.unregisterService(u"org.quibel.CaptureAgent"_s));
         QDBusConnection::disconnectFromBus(bus.name());
         QVERIFY(facts.agentRuns);
+        QCOMPARE(facts.agentHoldsHotKey, std::nullopt);
+    }
+
+    void asksTheAgentForItsHotKey_data()
+    {
+        QTest::addColumn<bool>("holds");
+        QTest::newRow("has it") << true;
+        QTest::newRow("has it not") << false;
+    }
+
+    void asksTheAgentForItsHotKey()
+    {
+        QFETCH(const bool, holds);
+        DBusSingleInstance agent;
+        QCOMPARE(agent.takeRole(AgentCommand::capture), SingleInstance::Role::agent);
+        agent.setHoldsHotKey(holds);
+        // The agent answers from its event loop.
+        auto facts = std::async(std::launch::async, [] { return lookAtSessionBus(patience); });
+        QTRY_VERIFY(facts.wait_for(0s) == std::future_status::ready);
+        QCOMPARE(facts.get().agentHoldsHotKey, std::optional(holds));
+    }
+
+    void doesNotTakeASilentAgentForASilentBus()
+    {
+        DBusSingleInstance agent;
+        QCOMPARE(agent.takeRole(AgentCommand::capture), SingleInstance::Role::agent);
+        const SessionBusFacts facts = lookAtSessionBus(300ms);
+        QCOMPARE(facts.state, State::answers);
+        QVERIFY(facts.agentRuns);
+        QCOMPARE(facts.agentHoldsHotKey, std::nullopt);
     }
 
     void findsTheBusInItsUsualPlace()

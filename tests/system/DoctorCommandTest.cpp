@@ -105,6 +105,18 @@ private:
         file.write(content);
     }
 
+    static void grabHotKey(XcbConnection& x)
+    {
+        const auto request = xcb_grab_key_checked(x.get(),
+                                                  0,
+                                                  x.root(),
+                                                  XCB_MOD_MASK_ANY,
+                                                  Keyboard::b,
+                                                  XCB_GRAB_MODE_ASYNC,
+                                                  XCB_GRAB_MODE_ASYNC);
+        QVERIFY(!XcbOwned<xcb_generic_error_t>(xcb_request_check(x.get(), request)));
+    }
+
     std::unique_ptr<AgentSession> session;
     std::unique_ptr<EditorWindow> editor;
 
@@ -183,6 +195,31 @@ private Q_SLOTS:
         QCOMPARE(session->errors(), QByteArray());
     }
 
+    void findsTheHotKeyWithTheAgent()
+    {
+        QVERIFY(session->launch());
+        const Examination made = examine(surroundings());
+        QCOMPARE(made.complaints(), QStringList());
+        QCOMPARE(made.exitCode, 0);
+        QCOMPARE(made.check(u"hotKey"_s).value(u"state"_s).toString(), u"heldByAgent"_s);
+        QVERIFY(session->isRunning());
+        QVERIFY(session->openPanel());
+    }
+
+    void findsTheHotKeyTakenBesideTheAgent()
+    {
+        const auto other = XcbConnection::open();
+        grabHotKey(*other);
+        QVERIFY(session->launch());
+        QCOMPARE(examine(surroundings()).check(u"hotKey"_s).value(u"state"_s).toString(),
+                 u"taken"_s);
+        xcb_ungrab_key(other->get(), XCB_GRAB_ANY, other->root(), XCB_MOD_MASK_ANY);
+        QVERIFY(other->atom("the server has taken the request before") != XCB_ATOM_NONE);
+        const Examination freed = examine(surroundings());
+        QCOMPARE(freed.check(u"hotKey"_s).value(u"state"_s).toString(), u"freeBesideAgent"_s);
+        QCOMPARE(freed.exitCode, 1);
+    }
+
     void findsTheHotKeyTaken_data()
     {
         QTest::addColumn<QByteArray>("binding");
@@ -196,14 +233,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, binding);
         QFETCH(const QString, holder);
         const auto other = XcbConnection::open();
-        xcb_grab_key(other->get(),
-                     0,
-                     other->root(),
-                     XCB_MOD_MASK_ANY,
-                     Keyboard::b,
-                     XCB_GRAB_MODE_ASYNC,
-                     XCB_GRAB_MODE_ASYNC);
-        other->flush();
+        grabHotKey(*other);
         writeConfig(u"openbox/rc.xml"_s, "<keybind key=\"" + binding + "\">");
         const Examination made = examine(surroundings());
         QVERIFY(QFile::remove(configPath(u"openbox/rc.xml"_s)));

@@ -21,6 +21,7 @@ private Q_SLOTS:
         FakeHotKeyService service;
         const HotKeyManager manager(service, [] {});
         QCOMPARE(service.calls, QStringList());
+        QVERIFY(!manager.isRegistered());
     }
 
     void installsItsHandlerBeforeItRegistersTheHotKey()
@@ -38,6 +39,7 @@ private Q_SLOTS:
         FakeHotKeyService service;
         HotKeyManager manager(service, [] {});
         manager.registerHotKey();
+        QVERIFY(manager.isRegistered());
         QCOMPARE(service.registrations.size(), 1U);
         const auto& registration = service.registrations.begin()->second;
         QCOMPARE(static_cast<std::uint32_t>(registration.key), 11U);
@@ -122,6 +124,7 @@ private Q_SLOTS:
             HotKeyManager manager(service, [] {});
             manager.registerHotKey();
             QVERIFY(service.calls.endsWith(QStringLiteral("registerHotKey")));
+            QVERIFY(!manager.isRegistered());
             service.calls.clear();
         }
         QCOMPARE(service.calls, calls);
