@@ -3,9 +3,12 @@
 #include "app/CommandLine.h"
 #include "app/DesktopPlatform.h"
 #include "app/DoctorCommand.h"
+#include "platform/StandardStreams.h"
+#include "platform/TerminationSignals.h"
 
 #include <QApplication>
 #include <QPointer>
+#include <QSessionManager>
 
 #include <csignal>
 #include <cstdio>
@@ -77,10 +80,25 @@ int reportAgent(SingleInstance::Role role, bool commanded)
     return commanded ? 1 : 0;
 }
 
+/// Whether the agent is there at the next login, autostart says; a session that is restored must
+/// not start it once more.
+void neverRestartWithTheSession(const QGuiApplication& application)
+{
+    for (const auto saving :
+         { &QGuiApplication::commitDataRequest, &QGuiApplication::saveStateRequest })
+        QObject::connect(
+            &application,
+            saving,
+            &application,
+            [](QSessionManager& session) { session.setRestartHint(QSessionManager::RestartNever); },
+            Qt::DirectConnection);
+}
+
 } // namespace
 
 int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-avoid-c-arrays)
 {
+    openMissingStandardStreams();
     // Whoever watched the reports may have gone; that must not end the agent.
     std::signal(SIGPIPE, SIG_IGN);
     const auto parsed = CommandLine::parse(arguments(argc, argv));
@@ -107,6 +125,7 @@ int Quibel_Capture_AgentApp::runAgent(int argc, char* argv[], std::optional<Agen
 
     if (!DesktopPlatform::chooseWindowSystem())
         return reportNoDesktop();
+    dropWhatNobodyReads();
     const QApplication application(argc, argv);
     QApplication::setApplicationName(u"quibel-capture-agent"_s);
     QApplication::setApplicationDisplayName(u"Quibel"_s);
@@ -114,6 +133,8 @@ int Quibel_Capture_AgentApp::runAgent(int argc, char* argv[], std::optional<Agen
     const auto desktop = DesktopPlatform::connect();
     if (!desktop)
         return reportNoDesktop();
+    const TerminationSignals termination(QApplication::quit);
+    neverRestartWithTheSession(application);
     Quibel_Capture_AgentApp agent(desktop->ports());
     agent.appDelegate.applicationDidFinishLaunching();
     instance->setHoldsHotKey(agent.appDelegate.holdsHotKey());

@@ -1,4 +1,5 @@
 #include "app/DesktopPlatform.h"
+#include "platform/StandardStreams.h"
 #include "platform/freedesktop/DBusSingleInstance.h"
 #include "platform/freedesktop/DesktopEntries.h"
 #include "platform/freedesktop/JsonFilePreferences.h"
@@ -13,19 +14,11 @@
 
 #include <QCoreApplication>
 
-#include <cstdio>
-
 namespace quibel {
 
 namespace {
 
 constexpr std::chrono::seconds idleTimeout { 60 };
-
-void writeToStandardOutput(const QByteArray& text)
-{
-    std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stdout);
-    std::fflush(stdout);
-}
 
 } // namespace
 

@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 
@@ -80,7 +81,13 @@ AgentSession::~AgentSession()
     if (!isRunning())
         return;
     agent->terminate();
-    agent->waitForFinished(patienceMs);
+    if (!agent->waitForFinished(patienceMs) || agent->exitStatus() != QProcess::NormalExit
+        || agent->exitCode() != 0)
+        QTest::qFail(
+            ("the agent did not end well: " + standardError + agent->readAllStandardError())
+                .constData(),
+            __FILE__,
+            __LINE__);
 }
 
 bool AgentSession::storeKey(const QByteArray& key)
@@ -111,7 +118,9 @@ void AgentSession::forgetKey()
         { u"clear"_s, u"service"_s, u"QuibelDesktop"_s, u"account"_s, u"apiKey"_s }));
 }
 
-bool AgentSession::launch(const QProcessEnvironment& extra, const QStringList& arguments)
+bool AgentSession::launch(const QProcessEnvironment& extra,
+                          const QStringList& arguments,
+                          const std::function<void(QProcess&)>& prepare)
 {
     agent = std::make_unique<QProcess>();
     QProcessEnvironment surroundings = desktop.environment();
@@ -124,6 +133,8 @@ bool AgentSession::launch(const QProcessEnvironment& extra, const QStringList& a
     QObject::connect(agent.get(), &QProcess::readyReadStandardError, agent.get(), [this] {
         standardError += agent->readAllStandardError();
     });
+    if (prepare)
+        prepare(*agent);
     agent->start(AgentRun::program(), arguments);
     // The panel's window is made last, after the hot key is grabbed.
     return waitUntil([this] {
@@ -138,6 +149,17 @@ void AgentSession::kill()
 {
     agent->kill();
     agent->waitForFinished(patienceMs);
+}
+
+void AgentSession::signal(int number) const
+{
+    ::kill(processId(), number);
+}
+
+void AgentSession::stopReading()
+{
+    agent->closeReadChannel(QProcess::StandardOutput);
+    agent->closeReadChannel(QProcess::StandardError);
 }
 
 void AgentSession::press(const QString& keys) const

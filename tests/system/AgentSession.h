@@ -9,6 +9,7 @@
 #include <QRect>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -52,12 +53,18 @@ public:
 
     /// Starts the agent and waits until its hot key is grabbed.
     [[nodiscard]] bool launch(const QProcessEnvironment& extra = {},
-                              const QStringList& arguments = {});
+                              const QStringList& arguments = {},
+                              const std::function<void(QProcess&)>& prepare = {});
     /// Ends the agent at once, as a crash would.
     void kill();
+    /// Sends a signal to the agent.
+    void signal(int number) const;
+    /// Nobody reads any more what the agent writes.
+    void stopReading();
     [[nodiscard]] bool isRunning() const { return agent && agent->state() == QProcess::Running; }
     [[nodiscard]] pid_t processId() const { return static_cast<pid_t>(agent->processId()); }
     [[nodiscard]] int exitCode() const { return agent->exitCode(); }
+    [[nodiscard]] bool endedNormally() const { return agent->exitStatus() == QProcess::NormalExit; }
 
     /// Presses keys as a keyboard does, for example "super+shift+b".
     void press(const QString& keys) const;

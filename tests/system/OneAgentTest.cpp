@@ -218,9 +218,9 @@ private Q_SLOTS:
     {
         AgentSession session(desktop);
         QVERIFY(session.launch());
-        ::kill(session.processId(), SIGSTOP);
+        session.signal(SIGSTOP);
         const auto end = run({});
-        ::kill(session.processId(), SIGCONT);
+        session.signal(SIGCONT);
         QVERIFY(end);
         QCOMPARE(end->exitCode, 1);
         QCOMPARE(end->errors.count('\n'), 1);
