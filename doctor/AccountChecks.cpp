@@ -45,7 +45,7 @@ QString adviceAboutAddress(const ServiceAddress& address)
 {
     if (address.source == ServiceAddress::Source::builtIn)
         return u"Set the preference quibel.apiBaseURL to the address of your service; "
-               u"\"scripts/run\""
+               u"\"quibel-inbox serve\""
                " starts one of your own."_s;
     return u"See that the address is right, the service is up and this machine is online."_s;
 }
