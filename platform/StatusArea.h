@@ -36,6 +36,9 @@ public:
     /// The colour in which the area draws symbolic icons; none when it does not say.
     [[nodiscard]] virtual std::optional<QColor> foreground() const = 0;
 
+    /// Whether the area takes icons by name and gives symbolic ones its own colour.
+    [[nodiscard]] virtual bool colorsThemedIcons() const = 0;
+
 Q_SIGNALS:
     void appeared();
     void foregroundChanged();

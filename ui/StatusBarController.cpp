@@ -95,7 +95,7 @@ void StatusBarController::updateImage()
     const QString themedName = u"quibel-tree-logo-symbolic"_s;
     if (const std::optional<QColor> foreground = area.foreground())
         item->setIcon(treeLogo.icon(*foreground));
-    else if (QIcon::hasThemeIcon(themedName))
+    else if (area.colorsThemedIcons() && QIcon::hasThemeIcon(themedName))
         item->setIcon(QIcon::fromTheme(themedName));
     else
         item->setIcon(

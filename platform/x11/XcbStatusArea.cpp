@@ -54,6 +54,11 @@ std::optional<QColor> XcbStatusArea::foreground() const
     return QColor(component(0), component(1), component(2));
 }
 
+bool XcbStatusArea::colorsThemedIcons() const
+{
+    return host;
+}
+
 void XcbStatusArea::watchBus()
 {
     QDBusConnection bus = QDBusConnection::sessionBus();

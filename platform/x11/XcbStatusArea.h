@@ -21,6 +21,7 @@ public:
     void identify(std::function<void(StatusAreaKind)> completion) override;
     /// The colour that a tray window wants icons in; a StatusNotifier host colours them itself.
     [[nodiscard]] std::optional<QColor> foreground() const override;
+    [[nodiscard]] bool colorsThemedIcons() const override;
 
 private:
     Q_SLOT void askForHost();

@@ -25,6 +25,10 @@ public:
             Qt::QueuedConnection);
     }
     [[nodiscard]] std::optional<QColor> foreground() const override { return color; }
+    [[nodiscard]] bool colorsThemedIcons() const override
+    {
+        return kind == StatusAreaKind::statusNotifier;
+    }
 
     void appear()
     {

@@ -197,6 +197,7 @@ void XcbStatusAreaTest::hasNoColourWhenTheTrayTellsNone()
     const Tray tray;
     QTRY_VERIFY(area->isPresent());
     QCOMPARE(area->foreground(), std::nullopt);
+    QVERIFY(!area->colorsThemedIcons());
 }
 
 void XcbStatusAreaTest::isPresentWithAHostOnTheBus()
@@ -207,6 +208,7 @@ void XcbStatusAreaTest::isPresentWithAHostOnTheBus()
     QTRY_COMPARE(appeared.size(), 1);
     QVERIFY(area->isPresent());
     QCOMPARE(area->foreground(), std::nullopt);
+    QVERIFY(area->colorsThemedIcons());
 
     const XcbStatusArea late(*x);
     QTRY_VERIFY(late.isPresent());

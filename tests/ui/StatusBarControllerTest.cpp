@@ -234,7 +234,7 @@ private Q_SLOTS:
         QVERIFY(inkOf(bench.icon()) != before);
     }
 
-    void takesTheLogoOfTheIconThemeWhenThereIsOne()
+    void takesTheLogoOfTheIconThemeWhereTheAreaColorsIt()
     {
         QTemporaryDir themes;
         const QDir theme(themes.filePath(u"mine/status"_s));
@@ -248,11 +248,16 @@ private Q_SLOTS:
         QVERIFY(logo.save(theme.filePath(u"quibel-tree-logo-symbolic.png"_s)));
 
         Bench bench;
+        bench.area.kind = StatusAreaKind::statusNotifier;
         bench.area.appear();
         QCOMPARE(bench.icon().name(), u""_s);
         QIcon::setThemeSearchPaths({ themes.path() });
         QIcon::setThemeName(u"mine"_s);
+        bench.area.kind = StatusAreaKind::embedding;
         bench.area.appear();
+        bench.area.setForeground(std::nullopt);
+        QCOMPARE(bench.icon().name(), u""_s);
+        bench.area.kind = StatusAreaKind::statusNotifier;
         bench.area.setForeground(std::nullopt);
         QCOMPARE(bench.icon().name(), u"quibel-tree-logo-symbolic"_s);
         bench.area.setForeground(QColor(0xff8800));
