@@ -22,7 +22,7 @@ void count(int /*signal*/)
 {
     const int interrupted = errno;
     const std::uint64_t one = 1;
-    static_cast<void>(::write(counter, &one, sizeof one));
+    [[maybe_unused]] const auto written = ::write(counter, &one, sizeof one);
     errno = interrupted;
 }
 
@@ -37,7 +37,8 @@ TerminationSignals::TerminationSignals(std::function<void()> handler)
                      notifier.get(),
                      [handler = std::move(handler)] {
                          std::uint64_t signals = 0;
-                         static_cast<void>(::read(counter, &signals, sizeof signals));
+                         [[maybe_unused]] const auto taken
+                             = ::read(counter, &signals, sizeof signals);
                          handler();
                      });
     for (const int signal : signalsToEnd) {
