@@ -82,6 +82,7 @@ void APIKeyPanelController::show()
 void APIKeyPanelController::buildPanel()
 {
     panel = std::make_unique<EscapeDismissPanel>(windows);
+    panel->installEventFilter(this);
     panel->setWindowTitle(u"Connect Quibel"_s);
     if (const std::optional<QUrl> base = projectStore.apiBaseURL())
         hintLabel.setText(u"Generate an API key at "_s + settingsPage(*base));
@@ -102,11 +103,22 @@ void APIKeyPanelController::buildPanel()
     connect(&keyField, &QLineEdit::returnPressed, &saveButton, &QPushButton::click);
 }
 
+bool APIKeyPanelController::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == panel.get() && event->type() == QEvent::PaletteChange)
+        adoptAppearance();
+    return QObject::eventFilter(watched, event);
+}
+
 void APIKeyPanelController::adoptAppearance()
 {
     const QPalette palette = panel->palette();
     makeSmallPrint(hintLabel, palette.color(QPalette::PlaceholderText), palette);
     makeSmallPrint(errorLabel, systemRed, palette);
+    QPalette fieldColors;
+    fieldColors.setColor(QPalette::PlaceholderText,
+                         legibleFieldColor(palette.color(QPalette::PlaceholderText), palette));
+    keyField.setPalette(fieldColors);
     errorLabel.setMinimumHeight(hintLabel.sizeHint().height());
     panel->setFixedSize(contentSize.expandedTo(panel->sizeHint()));
 }

@@ -32,6 +32,8 @@ public:
     /// Presents the panel, emptied, in the middle of the screen that the user works on.
     void show();
 
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void buildPanel();
     void adoptAppearance();

@@ -12,6 +12,7 @@ namespace quibel {
 
 AppDelegate::AppDelegate(Platform desktop)
     : platform(std::move(desktop))
+    , paletteController(platform.appearance)
     , projectStore({ .defaults = platform.preferences,
                      .secretItems = platform.secretItems,
                      .session = platform.session,

@@ -7,6 +7,7 @@
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
 #include "ui/HotKeyManager.h"
+#include "ui/PaletteController.h"
 #include "ui/StatusBarController.h"
 
 #include <QObject>
@@ -50,6 +51,7 @@ private:
     void registerHotKey();
 
     Platform platform;
+    PaletteController paletteController;
     ProjectStore projectStore;
     KeychainService keychain;
     CaptureFlow captureFlow;

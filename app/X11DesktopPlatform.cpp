@@ -4,6 +4,7 @@
 #include "platform/freedesktop/DesktopEntries.h"
 #include "platform/freedesktop/JsonFilePreferences.h"
 #include "platform/freedesktop/LibsecretSecretItems.h"
+#include "platform/freedesktop/PortalAppearance.h"
 #include "platform/qt/QtHttpSession.h"
 #include "platform/x11/XcbHotKeyService.h"
 #include "platform/x11/XcbPanelWindows.h"
@@ -38,6 +39,7 @@ struct DesktopPlatform::Adapters
     XcbPanelWindows panelWindows { *connection };
     XcbScreenCapture screenCapture { *connection, screens };
     XcbStatusArea statusArea { *connection };
+    PortalAppearance appearance;
     LibsecretSecretItems secretItems;
     JsonFilePreferences preferences { JsonFilePreferences::defaultPath() };
     QtHttpSession session { idleTimeout };
@@ -84,6 +86,7 @@ Platform DesktopPlatform::ports()
              .session = adapters->session,
              .panelWindows = adapters->panelWindows,
              .statusArea = adapters->statusArea,
+             .appearance = adapters->appearance,
              .environment = QProcessEnvironment::systemEnvironment(),
              .standardOutput = writeToStandardOutput,
              .terminate = QCoreApplication::quit };

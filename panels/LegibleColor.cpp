@@ -38,18 +38,26 @@ QColor mix(const QColor& under, const QColor& over, double share)
              component(under.blue(), over.blue()) };
 }
 
-} // namespace
-
-QColor legibleColor(const QColor& wanted, const QPalette& palette)
+QColor legibleOn(const QColor& background, const QColor& text, const QColor& wanted)
 {
-    const QColor background = palette.color(QPalette::Window);
-    const QColor text = palette.color(QPalette::WindowText);
     const QColor start = mix(background, wanted, wanted.alphaF());
     QColor color = start;
     for (int step = 1; step <= mixingSteps && contrast(color, background) < requiredContrast;
          ++step)
         color = mix(start, text, static_cast<double>(step) / mixingSteps);
     return color;
+}
+
+} // namespace
+
+QColor legibleColor(const QColor& wanted, const QPalette& palette)
+{
+    return legibleOn(palette.color(QPalette::Window), palette.color(QPalette::WindowText), wanted);
+}
+
+QColor legibleFieldColor(const QColor& wanted, const QPalette& palette)
+{
+    return legibleOn(palette.color(QPalette::Base), palette.color(QPalette::Text), wanted);
 }
 
 } // namespace quibel

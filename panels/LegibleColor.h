@@ -10,4 +10,7 @@ namespace quibel {
 /// Source: contrast ratio 4.5 : 1, WCAG 2.1, success criterion 1.4.3.
 [[nodiscard]] QColor legibleColor(const QColor& wanted, const QPalette& palette);
 
+/// The same for small print in a field.
+[[nodiscard]] QColor legibleFieldColor(const QColor& wanted, const QPalette& palette);
+
 } // namespace quibel

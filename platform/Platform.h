@@ -7,6 +7,7 @@
 
 namespace quibel {
 
+class Appearance;
 class HotKeyService;
 class HttpSession;
 class PanelWindows;
@@ -29,6 +30,7 @@ struct Platform
     HttpSession& session;
     PanelWindows& panelWindows;
     StatusArea& statusArea;
+    Appearance& appearance;
     QProcessEnvironment environment;
     /// Writes one piece of text on standard output, at once.
     std::function<void(const QByteArray&)> standardOutput;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "tests/fakes/FakeAppearance.h"
 #include "tests/fakes/FakeHotKeyService.h"
 #include "tests/fakes/FakeHttpSession.h"
 #include "tests/fakes/FakePanelWindows.h"
@@ -41,6 +42,7 @@ struct FakePlatform
                  .session = session,
                  .panelWindows = panelWindows,
                  .statusArea = statusArea,
+                 .appearance = appearance,
                  .environment = environment,
                  .standardOutput = [this](const QByteArray& text) { output += text; },
                  .terminate = [this] { terminated = true; } };
@@ -56,6 +58,7 @@ struct FakePlatform
     FakeHttpSession session;
     FakePanelWindows panelWindows;
     FakeStatusArea statusArea;
+    FakeAppearance appearance;
     QProcessEnvironment environment;
     QByteArray output; ///< All that went to standard output.
     bool terminated = false;
