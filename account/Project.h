@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QHashFunctions>
+#include <QList>
 #include <QString>
 
 #include <cstddef>
@@ -21,5 +22,8 @@ struct Project
 {
     return qHashMulti(seed, project.id, project.name, project.isMock);
 }
+
+/// Projects in the order in which they are offered. Copies share one list, however long it is.
+using ProjectList = QList<Project>;
 
 } // namespace quibel

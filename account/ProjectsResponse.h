@@ -4,11 +4,9 @@
 #include "account/Project.h"
 
 #include <variant>
-#include <vector>
 
 namespace quibel {
 
-using ProjectList = std::vector<Project>;
 using ProjectsResult = std::variant<ProjectList, APIError>;
 
 /// What came of a request for the projects, in the order of the answer.

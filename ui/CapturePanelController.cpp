@@ -13,7 +13,7 @@ namespace quibel {
 
 namespace {
 
-qsizetype startingIndex(const std::vector<Project>& projects, const std::optional<QString>& id)
+qsizetype startingIndex(const ProjectList& projects, const std::optional<QString>& id)
 {
     if (!id)
         return 0;

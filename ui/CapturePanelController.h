@@ -13,7 +13,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace quibel {
 
@@ -28,7 +27,7 @@ class CapturePanelController : public QObject
 public:
     struct ShowRequest
     {
-        std::vector<Project> projects;
+        ProjectList projects;
         std::optional<QString> preferredProjectID; ///< Selected first; else the first project is.
         bool showSyncWarning = false;
         ScreenshotMode screenshotMode = ScreenshotMode::off;

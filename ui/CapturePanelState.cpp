@@ -17,7 +17,7 @@ qsizetype sum(qsizetype a, qsizetype b)
 
 } // namespace
 
-CapturePanelState::CapturePanelState(std::vector<Project> projects,
+CapturePanelState::CapturePanelState(ProjectList projects,
                                      qsizetype selectedIndex,
                                      bool showSyncWarning,
                                      ScreenshotMode screenshotMode)
@@ -28,7 +28,7 @@ CapturePanelState::CapturePanelState(std::vector<Project> projects,
 {
 }
 
-void CapturePanelState::setProjects(std::vector<Project> projects)
+void CapturePanelState::setProjects(ProjectList projects)
 {
     Q_EMIT willChange();
     projectList = std::move(projects);
@@ -56,20 +56,19 @@ std::optional<Project> CapturePanelState::selectedProject() const
 {
     if (projectList.empty())
         return std::nullopt;
-    const qsizetype last = std::ssize(projectList) - 1;
-    return projectList[static_cast<std::size_t>(std::clamp<qsizetype>(index, 0, last))];
+    return projectList[std::clamp<qsizetype>(index, 0, projectList.size() - 1)];
 }
 
 void CapturePanelState::selectNext()
 {
     if (!projectList.empty())
-        setSelectedIndex(sum(index, 1) % std::ssize(projectList));
+        setSelectedIndex(sum(index, 1) % projectList.size());
 }
 
 void CapturePanelState::selectPrevious()
 {
     if (!projectList.empty())
-        setSelectedIndex(sum(sum(index, -1), std::ssize(projectList)) % std::ssize(projectList));
+        setSelectedIndex(sum(sum(index, -1), projectList.size()) % projectList.size());
 }
 
 } // namespace quibel

@@ -6,7 +6,6 @@
 #include <QObject>
 
 #include <optional>
-#include <vector>
 
 namespace quibel {
 
@@ -18,14 +17,14 @@ class CapturePanelState : public QObject
     Q_OBJECT
 
 public:
-    CapturePanelState(std::vector<Project> projects,
+    CapturePanelState(ProjectList projects,
                       qsizetype selectedIndex,
                       bool showSyncWarning,
                       ScreenshotMode screenshotMode);
 
     /// The projects that can be chosen, in display order.
-    [[nodiscard]] const std::vector<Project>& projects() const { return projectList; }
-    void setProjects(std::vector<Project> projects);
+    [[nodiscard]] const ProjectList& projects() const { return projectList; }
+    void setProjects(ProjectList projects);
 
     /// Index of the chosen project; any number, see `selectedProject`.
     [[nodiscard]] qsizetype selectedIndex() const { return index; }
@@ -57,7 +56,7 @@ Q_SIGNALS:
     void willChange();
 
 private:
-    std::vector<Project> projectList;
+    ProjectList projectList;
     qsizetype index;
     bool warning;
     ScreenshotMode mode;

@@ -88,6 +88,8 @@ public:
     explicit Opened(qint64 count)
     {
         account.store.applyFetchedProjects(listOf(count));
+        // The farthest that the search for the project used last has to go.
+        account.store.recordUse(account.store.projects().constLast());
         const QRect whole(0, 0, 1280, 800);
         screens.screens
             = { { .displayID = {}, .frame = whole, .visibleFrame = whole, .pixelFrame = whole } };

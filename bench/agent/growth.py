@@ -77,7 +77,7 @@ def document(figures, images):
     names = {"readAnswer": "reading the answer", "sortProjects": "sorting", "openPanel": "opening the panel",
              "pressArrowKey": "an arrow key"}
     lines = ["Milliseconds for so many projects, and the exponent from 1 000 to 100 000 (n log n is 1.13). Opening "
-             "the panel is without the window system.", ""]
+             "the panel is without the window system, and with the last project as the one used last.", ""]
     lines += report.table(["", *(f"{length:,}".replace(",", " ") for length in LENGTHS), "exponent"],
                           [[names[step], *(report.number(times[str(length)]) for length in LENGTHS),
                             f"{times['exponent']:.2f}"] for step, times in figures["steps"].items()])

@@ -172,8 +172,14 @@ private Q_SLOTS:
         }
         store->applyFetchedProjects(fetched);
         const ProjectList sorted = store->projects();
-        QCOMPARE(sorted.size(), std::size_t(count));
+        QCOMPARE(sorted.size(), count);
         QVERIFY(std::ranges::is_sorted(sorted, {}, &Project::id));
+    }
+
+    void handsOutTheListItHolds()
+    {
+        store->applyFetchedProjects({ x, y });
+        QVERIFY(store->projects().isSharedWith(store->projects()));
     }
 
     void letsTheFirstPositionOfARepeatedIdentifierCount()

@@ -19,9 +19,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const std::vector<Project> threeProjects { { .id = u"a"_s, .name = u"Alpha"_s },
-                                           { .id = u"b"_s, .name = u"Beta"_s },
-                                           { .id = u"c"_s, .name = u"Gamma"_s } };
+const ProjectList threeProjects { { .id = u"a"_s, .name = u"Alpha"_s },
+                                  { .id = u"b"_s, .name = u"Beta"_s },
+                                  { .id = u"c"_s, .name = u"Gamma"_s } };
 
 Screen makeScreen(const QRect& frame, const QRect& visibleFrame)
 {
@@ -234,6 +234,18 @@ private Q_SLOTS:
         QCOMPARE(
             bench.submit(),
             (Bench::Submission { u""_s, { .id = u"n"_s, .name = u"New"_s }, ScreenshotMode::off }));
+    }
+
+    void showsTheListThatItIsGiven()
+    {
+        Bench bench;
+        const ProjectList list { { .id = u"n"_s, .name = u"New"_s } };
+        for (int showing = 0; showing < 2; ++showing) {
+            auto request = bench.request();
+            request.projects = list;
+            bench.show(std::move(request));
+            QVERIFY2(!list.isDetached(), "the panel made a list of its own");
+        }
     }
 
     void placesThePanelOnThePointer_data()

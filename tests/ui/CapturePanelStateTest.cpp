@@ -15,9 +15,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-std::vector<Project> makeProjects(int count)
+ProjectList makeProjects(int count)
 {
-    std::vector<Project> projects;
+    ProjectList projects;
     projects.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         projects.push_back({ .id = QString::number(i), .name = u"Project %1"_s.arg(i) });
@@ -163,7 +163,7 @@ private Q_SLOTS:
         state.setProjects(makeProjects(3));
         QCOMPARE(published, 1);
         QCOMPARE(before, start);
-        QCOMPARE(state.projects().size(), 3U);
+        QCOMPARE(state.projects().size(), 3);
 
         const auto withProjects = seen();
         state.setSelectedIndex(2);

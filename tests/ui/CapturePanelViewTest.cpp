@@ -21,10 +21,10 @@ using testing::Announcements;
 
 namespace {
 
-std::vector<Project> makeProjects(int count)
+ProjectList makeProjects(int count)
 {
     const QStringList names { u"Alpha"_s, u"Beta"_s, u"Gamma"_s };
-    std::vector<Project> projects;
+    ProjectList projects;
     projects.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         projects.push_back({ .id = QString::number(i), .name = names[i] });

@@ -99,9 +99,9 @@ private:
     QRgb paper;
 };
 
-std::vector<Project> makeProjects(const QStringList& names)
+ProjectList makeProjects(const QStringList& names)
 {
-    std::vector<Project> projects;
+    ProjectList projects;
     for (const QString& name : names)
         projects.push_back({ .id = name, .name = name });
     return projects;
