@@ -16,6 +16,7 @@ struct Form
     CommandLine::Command command;
     QString option;
     QString help;
+    QStringList operands {};  ///< One of these words belongs to it; empty for none.
     bool tellsAsJson = false; ///< "--json" may stand beside it.
 };
 
@@ -29,6 +30,10 @@ const QList<Form>& forms()
           u"do what the hot key does, for a desktop that has key bindings of its own"_s },
         { connectAccount, u"connect-account"_s, u"ask for the API key"_s },
         { quit, u"quit"_s, u"end the agent that runs"_s },
+        { autostart,
+          u"autostart"_s,
+          u"start it at login, or not, or say whether it is"_s,
+          { u"on"_s, u"off"_s, u"status"_s } },
         { .command = doctor,
           .option = u"doctor"_s,
           .help = u"say what works on this desktop and what does not; --json for programs"_s,
@@ -37,7 +42,7 @@ const QList<Form>& forms()
     return all;
 }
 
-constexpr int helpColumn = 24;
+constexpr int helpColumn = 32;
 
 QString helpLine(const QString& option, const QString& help)
 {
@@ -51,7 +56,9 @@ CommandLine::Notice usage()
           "Branches off a thought with one keystroke: press Super+Shift+B, type, press"
           " Return.\nWithout a command it starts and waits in the tray; if it runs already, it opens the panel.\n\n"_s;
     for (const Form& form : forms())
-        text += helpLine(form.option, form.help);
+        text += helpLine(form.option
+                             + (form.operands.isEmpty() ? u""_s : u' ' + form.operands.join(u'|')),
+                         form.help);
     text += helpLine(u"version"_s, u"show the version"_s);
     text += helpLine(u"help"_s, u"show this"_s);
     return { .kind = CommandLine::Notice::Kind::answer, .text = text };
@@ -79,7 +86,7 @@ std::variant<CommandLine, CommandLine::Notice> CommandLine::parse(const QStringL
                          { QStringList { u"v"_s, u"version"_s }, {} },
                          { u"json"_s, {} } });
     for (const Form& form : forms())
-        options.addOption(QCommandLineOption(form.option));
+        options.addOption(QCommandLineOption(form.option, {}, form.operands.join(u'|')));
     if (!options.parse(arguments))
         return misuse(options.errorText());
     if (options.isSet(u"help"_s))
@@ -101,7 +108,11 @@ std::variant<CommandLine, CommandLine::Notice> CommandLine::parse(const QStringL
     const bool json = form->tellsAsJson && asked.removeOne(u"json"_s);
     if (!asked.isEmpty())
         return misuse(u"--%1 does not go with --%2"_s.arg(asked.constFirst(), form->option));
-    return CommandLine { .command = form->command, .json = json };
+    const QString operand = options.value(form->option);
+    if (!form->operands.isEmpty() && !form->operands.contains(operand))
+        return misuse(
+            u"--%1 takes one of these: %2"_s.arg(form->option, form->operands.join(u", "_s)));
+    return CommandLine { .command = form->command, .operand = operand, .json = json };
 }
 
 } // namespace quibel

@@ -16,6 +16,7 @@ struct CommandLine
         capture,
         connectAccount,
         quit,
+        autostart,
         doctor,
     };
 
@@ -34,6 +35,7 @@ struct CommandLine
     [[nodiscard]] static std::variant<CommandLine, Notice> parse(const QStringList& arguments);
 
     Command command = Command::start;
+    QString operand;   ///< The word that belongs to the command: "on", "off" or "status".
     bool json = false; ///< Tell it to a program, not to a person.
 };
 

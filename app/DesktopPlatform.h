@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/LoginItem.h"
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
 
@@ -15,6 +16,7 @@ class DesktopPlatform
 public:
     /// Before the application object is made, and whether or not there is a window system.
     [[nodiscard]] static std::unique_ptr<SingleInstance> singleInstance();
+    [[nodiscard]] static std::unique_ptr<LoginItem> loginItem();
 
     /// Before the application object is made: has the toolkit use the window system whose adapters
     /// there are.

@@ -1,5 +1,6 @@
 #include "app/Quibel_Capture_AgentApp.h"
 
+#include "app/AutostartCommand.h"
 #include "app/CommandLine.h"
 #include "app/DesktopPlatform.h"
 #include "app/DoctorCommand.h"
@@ -50,6 +51,7 @@ std::optional<AgentCommand> agentCommand(CommandLine::Command command)
     switch (command) {
     case start:
     case doctor:
+    case autostart:
         break;
     case sendBranch:
         return AgentCommand::sendBranch;
@@ -107,6 +109,8 @@ int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-av
     const auto& line = *std::get_if<CommandLine>(&parsed);
     if (line.command == CommandLine::Command::doctor)
         return runDoctor(argc, argv, line.json ? DoctorReport::json : DoctorReport::table);
+    if (line.command == CommandLine::Command::autostart)
+        return runAutostart(*DesktopPlatform::loginItem(), line.operand);
     return runAgent(argc, argv, agentCommand(line.command));
 }
 

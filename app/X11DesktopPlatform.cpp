@@ -1,5 +1,6 @@
 #include "app/DesktopPlatform.h"
 #include "platform/StandardStreams.h"
+#include "platform/freedesktop/AutostartEntry.h"
 #include "platform/freedesktop/DBusSingleInstance.h"
 #include "platform/freedesktop/DesktopEntries.h"
 #include "platform/freedesktop/JsonFilePreferences.h"
@@ -48,6 +49,11 @@ struct DesktopPlatform::Adapters
 std::unique_ptr<SingleInstance> DesktopPlatform::singleInstance()
 {
     return std::make_unique<DBusSingleInstance>();
+}
+
+std::unique_ptr<LoginItem> DesktopPlatform::loginItem()
+{
+    return std::make_unique<AutostartEntry>();
 }
 
 bool DesktopPlatform::chooseWindowSystem()

@@ -48,6 +48,17 @@ private Q_SLOTS:
         QCOMPARE(line->command, command);
     }
 
+    void readsTheWordThatBelongsToACommand()
+    {
+        for (const auto& word : { u"on"_s, u"off"_s, u"status"_s }) {
+            const auto parsed = parse({ u"--autostart"_s, word });
+            const auto* line = std::get_if<CommandLine>(&parsed);
+            QVERIFY(line != nullptr);
+            QCOMPARE(line->command, Command::autostart);
+            QCOMPARE(line->operand, word);
+        }
+    }
+
     void refusesWhatItDoesNotKnow_data()
     {
         QTest::addColumn<QStringList>("words");
@@ -66,6 +77,11 @@ private Q_SLOTS:
         QTest::newRow("JSON of a command that tells nothing")
             << QStringList({ u"--json"_s, u"--capture"_s })
             << u"--json does not go with --capture"_s;
+        QTest::newRow("no word for it") << QStringList(u"--autostart"_s) << u"autostart"_s;
+        QTest::newRow("another word")
+            << QStringList({ u"--autostart"_s, u"maybe"_s }) << u"on, off, status"_s;
+        QTest::newRow("a word too many")
+            << QStringList({ u"--autostart"_s, u"on"_s, u"off"_s }) << u"\"off\""_s;
         QTest::newRow("empty word") << QStringList(QString()) << u"\"\""_s;
     }
 
@@ -100,6 +116,7 @@ private Q_SLOTS:
                                     u"--capture"_s,
                                     u"--connect-account"_s,
                                     u"--quit"_s,
+                                    u"--autostart on|off|status"_s,
                                     u"--version"_s,
                                     u"--help"_s })
             QTest::newRow(qPrintable(option)) << option;
@@ -110,8 +127,8 @@ private Q_SLOTS:
         QFETCH(const QString, option);
         const QStringList lines = said({ u"--help"_s }, Notice::Kind::answer).split(u'\n');
         const auto explains = [&](const QString& line) {
-            return line.startsWith(u"  "_s + option + u' ') && line.size() > 26
-                && line.at(24) != u' ' && line.size() <= 100;
+            return line.startsWith(u"  "_s + option + u' ') && line.size() > 34
+                && line.at(32) != u' ' && line.size() <= 110;
         };
         QCOMPARE(std::ranges::count_if(lines, explains), 1);
         QVERIFY(!lines.constFirst().contains(u"/some/where"));

@@ -1,5 +1,7 @@
 #include "tests/system/AgentRun.h"
 
+#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -13,7 +15,7 @@ class StartTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir runtime;
+    QTemporaryDir home;
 
     /// No bus either: an agent that runs on the desktop of whoever runs this must not hear of it.
     [[nodiscard]] std::optional<AgentRun> run(const QString& display,
@@ -23,7 +25,9 @@ private:
         environment.remove(u"QT_QPA_PLATFORM"_s);
         environment.remove(u"DISPLAY"_s);
         environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s);
-        environment.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
+        environment.insert(u"XDG_RUNTIME_DIR"_s, home.path());
+        environment.insert(u"XDG_CONFIG_HOME"_s, home.path() + u"/config"_s);
+        environment.insert(u"XDG_CONFIG_DIRS"_s, home.path() + u"/system"_s);
         if (!display.isEmpty())
             environment.insert(u"DISPLAY"_s, display);
         return AgentRun::of(environment, arguments);
@@ -75,6 +79,38 @@ private Q_SLOTS:
         QCOMPARE(end->exitCode, 0);
         QCOMPARE(end->output, "quibel-capture-agent: it is not running\n"_ba);
         QCOMPARE(end->errors, QByteArray());
+    }
+
+    void isStartedAtLoginAsAskedFor()
+    {
+        const auto status = [this] { return run({}, { u"--autostart"_s, u"status"_s }); };
+        QCOMPARE(status()->output, "off\n"_ba);
+        QCOMPARE(status()->exitCode, 1);
+        const auto on = run({}, { u"--autostart"_s, u"on"_s });
+        QCOMPARE(on->exitCode, 0);
+        QCOMPARE(on->output + on->errors, QByteArray());
+        QCOMPARE(status()->output, "on\n"_ba);
+        QCOMPARE(status()->exitCode, 0);
+        QFile entry(home.path() + u"/config/autostart/org.quibel.CaptureAgent.desktop"_s);
+        QVERIFY(entry.open(QIODevice::ReadOnly));
+        QVERIFY(entry.readAll().contains("\nExec=\"" + AgentRun::program().toUtf8() + "\"\n"));
+        QCOMPARE(run({}, { u"--autostart"_s, u"off"_s })->exitCode, 0);
+        QCOMPARE(status()->output, "off\n"_ba);
+    }
+
+    void saysWhyItCannotBeStartedAtLogin()
+    {
+        const QString folder = home.path() + u"/config/autostart"_s;
+        QVERIFY(!QFile::exists(folder) || QDir(folder).removeRecursively());
+        QDir().mkpath(home.path() + u"/config"_s);
+        QFile inTheWay(folder);
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        const auto end = run({}, { u"--autostart"_s, u"on"_s });
+        QVERIFY(inTheWay.remove());
+        QVERIFY(end);
+        QCOMPARE(end->exitCode, 1);
+        QCOMPARE(end->errors.count('\n'), 1);
+        QVERIFY(end->errors.contains(folder.toUtf8()));
     }
 };
 
