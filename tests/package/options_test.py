@@ -18,6 +18,7 @@ MANUAL = FOLDER / f"{NAME}.1"
 COMPLETIONS = {shell: FOLDER / "completions" / f"{NAME}.{shell}" for shell in ("bash", "zsh", "fish")}
 
 OPTION = re.compile(r"(?<!\S)\[?(--[a-z][a-z-]*)")
+OPERANDS = re.compile(r"(--[a-z][a-z-]*) ([a-z]+(?:\|[a-z]+)+)")
 COMMAND = re.compile(r"  ([a-z]+(?: [a-z]+)?)(?= {2}| [A-Z[]|$)")
 
 
@@ -26,11 +27,12 @@ def output(*command, **more):
 
 
 class Help:
-    """What --help names: the options of each command, and those of all."""
+    """What --help names: the options of each command, those of all, and the words that belong to an option."""
 
     def __init__(self):
         self.commands = {}
         self.common = set()
+        self.operands = {}
         options = self.common
         for line in output(PROGRAM, "--help").splitlines():
             command = COMMAND.match(line)
@@ -39,6 +41,7 @@ class Help:
             elif not line.startswith("    "):
                 options = self.common
             options.update(OPTION.findall(line))
+            self.operands.update((option, set(words.split("|"))) for option, words in OPERANDS.findall(line))
 
     def options(self):
         return self.common.union(*self.commands.values())
@@ -121,8 +124,14 @@ class OptionsTest(unittest.TestCase):
         for offered in (offered_by_bash, offered_by_fish):
             with self.subTest(shell=offered.__name__):
                 first = offered("--")
-                behind = (offered(option, "--") for option in first)
-                self.assertEqual(first.union(*behind), HELP.options() if not HELP.commands else HELP.common)
+                behind = (option for other in first for option in offered(other, "--") if option.startswith("--"))
+                self.assertEqual(first.union(behind), HELP.options() if not HELP.commands else HELP.common)
+
+    def test_shells_offer_the_words_that_belong_to_an_option(self):
+        for offered in (offered_by_bash, offered_by_fish):
+            for option, words in HELP.operands.items():
+                with self.subTest(option=option, shell=offered.__name__):
+                    self.assertEqual(offered(option, ""), words)
 
     def test_shells_offer_the_options_of_each_command(self):
         for offered in (offered_by_bash, offered_by_fish):

@@ -1,7 +1,10 @@
 #compdef quibel-capture-agent
 
 if (( CURRENT > 2 )); then
-    [[ "$words[2]" == --doctor ]] && _arguments '--json[as JSON, for programs]'
+    case "$words[2]" in
+    --autostart) (( CURRENT == 3 )) && _values 'at login' on off status ;;
+    --doctor) _arguments '--json[as JSON, for programs]' ;;
+    esac
     return
 fi
 _arguments \
@@ -9,6 +12,7 @@ _arguments \
     '--capture[do what the hot key does]' \
     '--connect-account[ask for the API key]' \
     '--quit[end the agent that runs]' \
+    '--autostart[have it started at login, or not]' \
     '--doctor[say what works on this desktop]' \
     '--version[show the version]' \
     '--help[show every command]'
