@@ -2,6 +2,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
@@ -26,6 +27,8 @@ PortalAppearance::PortalAppearance()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;
+    // Before the first message with a variant, the toolkit refuses a slot that takes one.
+    qDBusRegisterMetaType<QDBusVariant>();
     bus.connect(service,
                 path,
                 interface,

@@ -29,6 +29,14 @@ QRect pointsOf(const QRect& pixels, const QScreen& screen)
     return points.toRect();
 }
 
+/// The point that holds this pixel.
+QPoint pointOf(QPoint pixel, const QScreen& screen)
+{
+    const QPoint origin = screen.geometry().topLeft();
+    const QPointF points = QPointF(pixel - origin) / screen.devicePixelRatio();
+    return origin + QPoint(static_cast<int>(points.x()), static_cast<int>(points.y()));
+}
+
 /// The rectangle that a strut reserves along an edge of the root window.
 ///
 /// Source: EWMH, _NET_WM_STRUT_PARTIAL: left, right, top, bottom, then the two ends of each.
@@ -96,7 +104,16 @@ std::optional<Screen> XcbScreens::ofKeyWindow()
 
 QPoint XcbScreens::pointerLocation()
 {
-    return QCursor::pos();
+    const XcbOwned<xcb_query_pointer_reply_t> pointer(
+        xcb_query_pointer_reply(x.get(), xcb_query_pointer(x.get(), x.root()), nullptr));
+    if (!pointer)
+        return QCursor::pos();
+    // The toolkit rounds: at two pixels to the point, its pointer at an edge is beside the screen.
+    const QPoint pixels(pointer->root_x, pointer->root_y);
+    const auto known = QGuiApplication::screens();
+    const auto holder = std::ranges::find_if(
+        known, [&](const QScreen* screen) { return pixelFrameOf(*screen).contains(pixels); });
+    return holder == known.end() ? QCursor::pos() : pointOf(pixels, **holder);
 }
 
 Screen XcbScreens::describe(const QScreen& screen)

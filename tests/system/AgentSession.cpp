@@ -138,9 +138,9 @@ bool AgentSession::launch(const QProcessEnvironment& extra,
     agent->start(AgentRun::program(), arguments);
     // The panel's window is made last, after the hot key is grabbed.
     return waitUntil([this] {
-        return std::ranges::any_of(windows({}), [](const Window& window) {
-            return window.geometry.size() == unusedPanelSize
-                || window.geometry.width() == panelWidth;
+        return std::ranges::any_of(windows({}), [this](const Window& window) {
+            return window.geometry.size() == (QSizeF(unusedPanelSize) * startScale).toSize()
+                || window.geometry.width() == qRound(panelWidth * startScale);
         });
     });
 }
@@ -207,7 +207,7 @@ std::vector<AgentSession::Window> AgentSession::windows(const QStringList& restr
 std::optional<AgentSession::Window> AgentSession::panel() const
 {
     for (const Window& window : visibleWindows())
-        if (window.geometry.width() == panelWidth)
+        if (window.geometry.width() == qRound(panelWidth * panelScale))
             return window;
     return std::nullopt;
 }

@@ -101,6 +101,9 @@ public:
     [[nodiscard]] QByteArray errors() const { return standardError; }
 
     ScriptedService service;
+    /// Pixels to the point where the agent starts, and where the panel is looked for.
+    double startScale = 1;
+    double panelScale = 1;
 
 private:
     [[nodiscard]] QString preferencesFile() const;
