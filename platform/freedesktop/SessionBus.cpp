@@ -19,7 +19,7 @@ constexpr auto agentPath = "/org/quibel/CaptureAgent";
 /// None when a bus would have to be started first.
 QByteArray addressOfBus()
 {
-    const QByteArray told = qgetenv(addressVariable);
+    QByteArray told = qgetenv(addressVariable);
     if (!told.isEmpty())
         return told;
     const QString usual = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_s;
