@@ -69,6 +69,7 @@ void TrialFrame::plan(const ShareableContent& content)
 
 void TrialFrame::tryNext()
 {
+    stopStream();
     if (attempts.empty()) {
         completion(std::nullopt);
         return;
@@ -96,6 +97,13 @@ void TrialFrame::tryNext()
         tryNext();
 }
 
+void TrialFrame::stopStream()
+{
+    if (stream)
+        stream->stop();
+    stream.reset();
+}
+
 /// Runs on the queue.
 void TrialFrame::frameDelivered(const QImage& frame, TrialPicture picture)
 {
@@ -110,7 +118,7 @@ void TrialFrame::frameDelivered(const QImage& frame, TrialPicture picture)
     QMetaObject::invokeMethod(
         this,
         [this, picture, isEncoded = encoded.has_value()] {
-            stream->stop();
+            stopStream();
             completion(isEncoded ? std::optional(picture) : std::nullopt);
         },
         Qt::QueuedConnection);

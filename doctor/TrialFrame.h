@@ -58,6 +58,7 @@ private:
 
     void plan(const ShareableContent& content);
     void tryNext();
+    void stopStream();
     void frameDelivered(const QImage& frame, TrialPicture picture);
 
     Workspace& workspace;

@@ -3,7 +3,9 @@
 #include "tests/fakes/FakePlatform.h"
 
 #include <QJsonDocument>
+#include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -137,6 +139,20 @@ private Q_SLOTS:
         QCOMPARE(finding(diagnosis, u"tray"_s), needsDisplay(Verdict::warning));
         QCOMPARE(finding(diagnosis, u"screenCapture"_s), needsDisplay(Verdict::failure));
         QCOMPARE(finding(diagnosis, u"service"_s).verdict, Verdict::fine);
+    }
+
+    void saysItOnceWhenTheTimeIsOverLater()
+    {
+        int times = 0;
+        Doctor doctor(patient());
+        doctor.examine(QDeadlineTimer(200ms), [&](const Diagnosis&) { ++times; });
+        answer(200, "[]");
+        QTRY_COMPARE(times, 1);
+        QTimer later;
+        QSignalSpy isLater(&later, &QTimer::timeout);
+        later.start(400ms);
+        QVERIFY(isLater.wait());
+        QCOMPARE(times, 1);
     }
 
     void endsInTimeWhenNobodyAnswers()

@@ -62,6 +62,17 @@ private Q_SLOTS:
             QVERIFY(line.size() <= 80);
     }
 
+    void fillsALineToItsEnd()
+    {
+        const auto firstLine = [](const QString& text) {
+            return tableReport({ { .name = u"x"_s, .title = u"x"_s, .finding = { .text = text } } })
+                .section(u'\n', 0, 0);
+        };
+        const QString word(50, u'w');
+        QCOMPARE(firstLine(word + u" 1234567"_s).size(), 80);
+        QVERIFY(!firstLine(word + u" 12345678"_s).contains(u'1'));
+    }
+
     void keepsALongWordWhole()
     {
         const QString path(200, u'p');

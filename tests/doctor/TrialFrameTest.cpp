@@ -86,6 +86,16 @@ private Q_SLOTS:
         QCOMPARE(capture->streams.size(), 2U);
     }
 
+    void doesNotWaitForAStreamThatDoesNotStart()
+    {
+        capture->windowStreamsStart = false;
+        TrialFrame trial(*workspace, *screens, *capture);
+        trial.take([](const auto&) {});
+        QCoreApplication::processEvents();
+        QCOMPARE(capture->streams.size(), 2U);
+        QCOMPARE(capture->stops, 1);
+    }
+
     void givesUpWithoutAPicture_data()
     {
         QTest::addColumn<bool>("hasContent");
