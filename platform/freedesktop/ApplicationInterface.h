@@ -26,7 +26,8 @@ public:
     /// `handler` gets each command that comes in.
     ApplicationInterface(QObject* owner, SingleInstance::Handler handler);
 
-public Q_SLOTS: // NOLINTBEGIN(readability-identifier-naming): the names of the protocol
+    // NOLINTBEGIN(readability-identifier-naming): the names of the protocol.
+public Q_SLOTS: // NOLINT(readability-redundant-access-specifiers): moc reads it.
     void Activate(const QVariantMap& platformData);
     /// There are no files to open; what was asked for is to see the agent.
     void Open(const QStringList& uris, const QVariantMap& platformData);
@@ -34,7 +35,8 @@ public Q_SLOTS: // NOLINTBEGIN(readability-identifier-naming): the names of the 
     void ActivateAction(const QString& action,
                         const QVariantList& parameter,
                         const QVariantMap& platformData,
-                        const QDBusMessage& call); // NOLINTEND(readability-identifier-naming)
+                        const QDBusMessage& call);
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     SingleInstance::Handler take;

@@ -105,8 +105,8 @@ QString complaint(const QString& path, const QString& reason)
 
 } // namespace
 
-AutostartEntry::AutostartEntry(QString started)
-    : program(std::move(started))
+AutostartEntry::AutostartEntry(QString startedProgram)
+    : program(std::move(startedProgram))
 {
     const auto folders = QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
     for (const QString& folder : folders)

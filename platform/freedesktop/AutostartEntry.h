@@ -13,8 +13,8 @@ namespace quibel {
 class AutostartEntry : public LoginItem
 {
 public:
-    /// `program` is what is started. The folders are those of the environment now.
-    explicit AutostartEntry(QString program = thisProgram());
+    /// `startedProgram` is what is started. The folders are those of the environment now.
+    explicit AutostartEntry(QString startedProgram = thisProgram());
 
     [[nodiscard]] bool isOn() const override;
     [[nodiscard]] std::optional<QString> turnOn() override;

@@ -35,10 +35,10 @@ QString lockFile()
 DBusSingleInstance::DBusSingleInstance(std::chrono::milliseconds limit)
     : patience(limit)
     , bus(QDBusConnection::sessionBus())
+    , agent(new AgentInterface(&application))
 {
-    // The application object takes them over.
+    // The application object takes both over.
     new ApplicationInterface(&application, [this](AgentCommand command) { enqueue(command); });
-    agent = new AgentInterface(&application);
 }
 
 DBusSingleInstance::~DBusSingleInstance()

@@ -19,12 +19,13 @@ namespace quibel {
 class DBusSingleInstance : public SingleInstance
 {
 public:
-    /// `patience` is how long an agent that runs may take to answer.
-    explicit DBusSingleInstance(std::chrono::milliseconds patience = std::chrono::seconds(5));
+    /// `limit` is how long an agent that runs may take to answer.
+    explicit DBusSingleInstance(std::chrono::milliseconds limit = std::chrono::seconds(5));
+    Q_DISABLE_COPY_MOVE(DBusSingleInstance)
     ~DBusSingleInstance() override;
 
     [[nodiscard]] Role takeRole(AgentCommand command) override;
-    void setHandler(Handler handler) override;
+    void setHandler(Handler taker) override;
     void setHoldsHotKey(bool holds) override;
 
 private:
@@ -41,8 +42,8 @@ private:
     ProcessLock lock;
     Handler handler;
     QList<AgentCommand> waiting;
-    QObject application;             ///< What others see on the bus.
-    AgentInterface* agent = nullptr; ///< Belongs to it.
+    QObject application;   ///< What others see on the bus.
+    AgentInterface* agent; ///< Belongs to it.
 };
 
 } // namespace quibel

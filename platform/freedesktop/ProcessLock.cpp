@@ -4,7 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -24,7 +24,7 @@ bool ProcessLock::tryLock(const QString& path)
     std::fprintf(stderr,
                  "quibel-capture-agent: cannot lock %s, so another agent may start: %s\n",
                  name.constData(),
-                 std::strerror(errno));
+                 std::generic_category().message(errno).c_str());
     return true;
 }
 

@@ -1,6 +1,7 @@
 #include "tests/system/AgentRun.h"
 #include "tests/system/AgentSession.h"
 #include "tests/system/DesktopTest.h"
+#include "tests/system/SessionManager.h"
 
 #include <QJsonArray>
 #include <QTest>
@@ -83,6 +84,27 @@ private Q_SLOTS:
         QVERIFY(session.endedNormally());
         QCOMPARE(session.exitCode(), 0);
         QCOMPARE(session.errors(), QByteArray());
+    }
+
+    void theEndOfTheSessionEndsItAndNoOtherSessionRestoresIt()
+    {
+        SessionManager manager;
+        QVERIFY(!manager.address().isEmpty());
+        QProcessEnvironment environment;
+        environment.insert(u"SESSION_MANAGER"_s, manager.address());
+        AgentSession session(desktop);
+        QVERIFY(session.launch(environment));
+        QTRY_VERIFY(manager.isSaved());
+        QVERIFY(session.openPanel());
+        manager.logOut();
+        QTRY_VERIFY(manager.isSaved());
+        QCOMPARE(manager.restartStyle(), std::optional<int>(SmRestartNever));
+        // The user may still keep the session, so it runs on until the session ends.
+        QVERIFY(session.panel());
+        manager.endSession();
+        QTRY_VERIFY(!session.isRunning());
+        QVERIFY(session.endedNormally());
+        QCOMPARE(session.exitCode(), 0);
     }
 
     void oneStartedToOutliveItsTerminalDoes()
