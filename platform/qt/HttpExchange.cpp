@@ -152,6 +152,9 @@ void HttpExchange::takeEnd()
 
 std::optional<QDateTime> HttpExchange::certificateExpiry() const
 {
+    // Merely to ask a reply that came without TLS loads the libraries for it, 4 MiB.
+    if (request.url.scheme() != u"https"_s)
+        return std::nullopt;
     const QSslCertificate certificate = reply->sslConfiguration().peerCertificate();
     return certificate.isNull() ? std::nullopt : std::optional(certificate.expiryDate());
 }

@@ -2,6 +2,7 @@
 #include "tests/system/DesktopTest.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QJsonArray>
 #include <QPixmap>
 #include <QTest>
@@ -25,6 +26,19 @@ public:
     using DesktopTest::DesktopTest;
 
 private Q_SLOTS:
+    void loadsNoLibraryForTlsWhereNoneIsSpoken()
+    {
+        AgentSession session(desktop);
+        QVERIFY(session.storeKey());
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
+        QFile maps(u"/proc/%1/maps"_s.arg(session.processId()));
+        QVERIFY(maps.open(QIODevice::ReadOnly));
+        const QByteArray loaded = maps.readAll();
+        QVERIFY(loaded.contains("libQt6Network"));
+        QVERIFY(!loaded.contains("libssl"));
+    }
+
     void carriesACaptureFromTheKeyPressToTheStoredBranch()
     {
         AgentSession session(desktop);
