@@ -1,5 +1,6 @@
 #include "app/CaptureFlow.h"
 
+#include "platform/TracePoint.h"
 #include "submission/BranchDocument.h"
 
 #include <QDateTime>
@@ -54,8 +55,10 @@ void CaptureFlow::beginCapture(Trigger trigger)
 
     const PreviousApplication previous = workspace.frontmostApplication();
     const CaptureContext context = captureContextOf(previous);
+    tracePoint("context");
     const ProjectList projects = projectStore.projects();
     const auto preferred = projectStore.preferredProject(projects);
+    tracePoint("projects");
     if (!capturePanelController)
         return;
 
@@ -125,6 +128,7 @@ bool CaptureFlow::readSyncWarning()
         = keychain.readWithin(longestHold, *openPanel, [this](const std::optional<QString>& late) {
               capturePanelController->setSyncWarning(showsSyncWarning(late));
           });
+    tracePoint("key store");
     return showsSyncWarning(key);
 }
 

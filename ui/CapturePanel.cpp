@@ -1,5 +1,6 @@
 #include "ui/CapturePanel.h"
 
+#include "platform/TracePoint.h"
 #include "ui/CapturePanelView.h"
 
 #include <QCloseEvent>
@@ -49,6 +50,7 @@ void CapturePanel::closeEvent(QCloseEvent* event)
 
 void CapturePanel::paintEvent(QPaintEvent* /*event*/)
 {
+    tracePoint("paint");
     QPainter painter(this);
     QColor line = palette().color(QPalette::WindowText);
     line.setAlphaF(lineShare);

@@ -1,5 +1,7 @@
 #include "ui/CapturePanelController.h"
 
+#include "platform/TracePoint.h"
+
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -78,6 +80,7 @@ void CapturePanelController::show(ShowRequest request)
         *state, std::move(request.onSubmit), std::move(cancel));
     CapturePanelView& root = *view;
     window.setContentView(std::move(view));
+    tracePoint("view");
     positionPanel();
     panelWindows.makeKeyAndOrderFront(*window.windowHandle());
     installKeyMonitor();

@@ -122,7 +122,8 @@ std::optional<HotKeyProbe::Press> HotKeyProbe::press()
                    .keyboard = milliseconds(begin, panel->keyboard),
                    .painted = milliseconds(begin, panel->covered()),
                    .still = milliseconds(begin, panel->paints.back().time),
-                   .misled = frontKeys };
+                   .misled = frontKeys,
+                   .injected = begin };
     const auto closed = [&] { return panel->unmapped && frontHasKeyboard; };
     result.closed = close(options.closingKey, closed);
     if (!result.closed)

@@ -20,6 +20,7 @@ public:
         std::optional<double> painted; ///< The first time that all of the window has been painted.
         std::optional<double> still;   ///< The last paint before a rest.
         int misled = 0;                ///< Characters that the window in front got.
+        Clock::time_point injected;    ///< When the key event was sent.
         bool closed = false;           ///< By the closing key, and the keyboard given back.
     };
 

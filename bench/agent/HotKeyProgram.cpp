@@ -5,6 +5,7 @@
 // Typing: ten characters follow each press. Announcing: a line "pressing" comes before each press.
 #include "bench/agent/HotKeyProbe.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -45,8 +46,12 @@ int main(int argc, char* argv[])
         tell("keyboard", press->keyboard);
         tell("painted", press->painted);
         tell("still", press->still);
-        std::printf(
-            "\"misled\": %d, \"closed\": %s}\n", press->misled, press->closed ? "true" : "false");
+        const auto injected = std::chrono::duration_cast<std::chrono::microseconds>(
+            press->injected.time_since_epoch());
+        std::printf("\"injected\": %lld, \"misled\": %d, \"closed\": %s}\n",
+                    static_cast<long long>(injected.count()),
+                    press->misled,
+                    press->closed ? "true" : "false");
     }
     return 0;
 }

@@ -44,10 +44,11 @@ class Desktop:
         self.process.wait(30)
 
     def launch(self, *command, log=None, **extra):
-        """Starts a program that ends with the desktop; its standard output goes to `log`."""
+        """Starts a program that ends with the desktop; what it writes goes to `log`."""
         output = open(log, "wb") if log else subprocess.DEVNULL
         process = subprocess.Popen([str(word) for word in command], stdout=output,
-                                   stderr=subprocess.DEVNULL, env=self.environment | extra)
+                                   stderr=subprocess.STDOUT if log else subprocess.DEVNULL,
+                                   env=self.environment | extra)
         if log:
             output.close()
         self.started.append(process)
@@ -143,7 +144,7 @@ class Answers(http.server.BaseHTTPRequestHandler):
 class Agent:
     """The agent on a desktop, connected to a service, its hot key grabbed and its projects loaded."""
 
-    def __init__(self, desktop, service, screenshots=False, preferences=None):
+    def __init__(self, desktop, service, screenshots=False, preferences=None, **environment):
         self.desktop, self.service = desktop, service
         folder = desktop.home / "config" / "quibel"
         folder.mkdir(parents=True, exist_ok=True)
@@ -151,7 +152,7 @@ class Agent:
         (folder / "preferences.json").write_text(json.dumps(values))
         self.log = desktop.home / "agent.log"
         self.process = desktop.launch(desktop.programs / "quibel-capture-agent", log=self.log,
-                                      QUIBEL_API_BASE_URL=service.url)
+                                      QUIBEL_API_BASE_URL=service.url, **environment)
         until("the projects", lambda: "projects from API" in self.log.read_text(), 60)
         time.sleep(1)
 

@@ -1,4 +1,6 @@
 """From the hot key to the panel: the keyboard, the first complete paint, what is typed ahead."""
+import math
+import re
 import time
 
 import report
@@ -13,6 +15,11 @@ PEERS = {
     "synapse": {"command": "synapse", "resident": ["synapse", "--startup"], "ready": 4},
 }
 ROUNDS = 10
+# The trace points of the agent in their order, and what has been done when it comes to each.
+STEPS = {"hot key": "the X server tells the agent of the key", "context": "front application and its window",
+         "projects": "list of projects", "key store": "key store read", "view": "building the panel's content",
+         "map": "placing and mapping", "focus": "keyboard", "paint": "up to the first paint"}
+PAINTING = "painting, up to all of it being on the screen"
 
 
 def open_contenders(programs, installed):
@@ -59,6 +66,34 @@ def typed_ahead(desktop, presses, is_agent):
     return result
 
 
+def steps_of(press, lines):
+    """Milliseconds of each step of one press, from the lines that the agent wrote meanwhile."""
+    came = {}
+    for line in lines:
+        moment, name = line.split(" ", 1)
+        came.setdefault(name, int(moment))
+    seen, before = {}, press["injected"]
+    for name in STEPS:
+        seen[name] = (came[name] - before) / 1000
+        before = came[name]
+    seen[PAINTING] = (press["injected"] - before) / 1000 + press["painted"]
+    return seen
+
+
+def traced(programs, presses):
+    """Where each millisecond goes, told by an agent of its own that writes its trace points."""
+    with Desktop(programs, tray=True) as desktop:
+        desktop.store_key()
+        agent = Agent(desktop, Service(), QT_LOGGING_RULES="quibel.trace.debug=true")
+        seen = [press for press in desktop.press(presses) if "failed" not in press]
+        lines = re.findall(r"^quibel\.trace: (\d+ .+)$", agent.log.read_text(), re.M)
+        ends = [press["injected"] for press in seen[1:]] + [math.inf]
+        steps = [steps_of(press, [line for line in lines
+                                  if press["injected"] <= int(line.split()[0]) < end])
+                 for press, end in zip(seen, ends)]
+        return {"first": steps[0], "later": {name: spread([each[name] for each in steps[1:]]) for name in steps[0]}}
+
+
 def slow_key_store(desktop, presses):
     """Presses while the key ring does not answer for about 200 ms."""
     ring = HeldKeyRing(desktop)
@@ -79,6 +114,7 @@ def run(programs, installed, quick):
             "typed_ahead": {name: typed_ahead(desktop, 5 if quick else 50, name == "quibel")
                             for name, desktop in contenders.items()},
             "slow_key_store": slow_key_store(contenders["quibel"], 10),
+            "steps": traced(programs, 10 if quick else 50),
         }
     finally:
         for desktop in contenders.values():
@@ -106,6 +142,11 @@ def document(figures, images):
           report.told(seen.get("arrived")),
           report.told(seen["to_the_window_in_front"])]
          for name, seen in figures["typed_ahead"].items()])
+    if steps := figures.get("steps"):
+        lines += ["Where each millisecond goes, told by the agent's own trace points in a series of its own:", ""]
+        lines += report.table(["", "later presses", "first press"],
+                              [[STEPS.get(name, name), report.told(seen), report.number(steps["first"][name])]
+                               for name, seen in steps["later"].items()])
     slow = figures["slow_key_store"]
     lines += ["A key store that does not answer for 200 ms after the key (held to 50 ms more than usual):", ""]
     lines += report.table(["presses", "has the keyboard", "all painted"],

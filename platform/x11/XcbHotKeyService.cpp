@@ -1,5 +1,7 @@
 #include "platform/x11/XcbHotKeyService.h"
 
+#include "platform/TracePoint.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -157,8 +159,10 @@ void XcbHotKeyService::keyPressed(const xcb_key_press_event_t& press)
         return;
     }
     const HotKey* pressed = hotKeyOf(press);
-    if (pressed != nullptr && std::exchange(held, press.detail) == 0)
+    if (pressed != nullptr && std::exchange(held, press.detail) == 0) {
+        tracePoint("hot key");
         deliver(pressed->id);
+    }
     thaw(XCB_ALLOW_SYNC_KEYBOARD);
 }
 

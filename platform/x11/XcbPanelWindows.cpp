@@ -1,5 +1,6 @@
 #include "platform/x11/XcbPanelWindows.h"
 
+#include "platform/TracePoint.h"
 #include "platform/x11/XcbActivation.h"
 
 #include <QEvent>
@@ -96,10 +97,12 @@ bool XcbPanelWindows::eventFilter(QObject* watched, QEvent* event)
 void XcbPanelWindows::makeCapturePanelKey(QWindow& panel)
 {
     panel.show();
+    tracePoint("map");
     const std::array<std::uint32_t, 1> above { XCB_STACK_MODE_ABOVE };
     xcb_configure_window(
         toolkitConnection(), windowOf(panel), XCB_CONFIG_WINDOW_STACK_MODE, above.data());
     takeFocus(panel);
+    tracePoint("focus");
 }
 
 void XcbPanelWindows::takeFocus(QWindow& panel)
