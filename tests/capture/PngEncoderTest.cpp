@@ -8,6 +8,8 @@
 #include <functional>
 #include <vector>
 
+#include <zlib.h>
+
 namespace quibel {
 
 namespace {
@@ -84,6 +86,59 @@ QImage coloured(QSize size, int colours, int alphaStep = 0)
                                  255 - (colour * alphaStep % 256)));
         }
     return alphaStep == 0 ? image : image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+}
+
+/// zlib's usual compression, with as much memory as there is.
+QByteArray deflated(const QByteArray& rows)
+{
+    z_stream stream {};
+    deflateInit2(
+        &stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY);
+    QByteArray output(2 * rows.size(), Qt::Uninitialized);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(rows.constData()));
+    stream.avail_in = static_cast<uInt>(rows.size());
+    stream.next_out = reinterpret_cast<Bytef*>(output.data());
+    stream.avail_out = static_cast<uInt>(output.size());
+    deflate(&stream, Z_FINISH);
+    output.resize(static_cast<qsizetype>(stream.total_out));
+    deflateEnd(&stream);
+    return output;
+}
+
+QByteArray inflated(const QByteArray& data, qsizetype limit)
+{
+    QByteArray rows(limit, Qt::Uninitialized);
+    auto length = static_cast<uLongf>(limit);
+    const int result = uncompress(reinterpret_cast<Bytef*>(rows.data()),
+                                  &length,
+                                  reinterpret_cast<const Bytef*>(data.constData()),
+                                  static_cast<uLong>(data.size()));
+    rows.resize(static_cast<qsizetype>(length));
+    return result == Z_OK ? rows : QByteArray();
+}
+
+/// Lines of letters whose edges are in shades of grey.
+QImage text(QSize size)
+{
+    constexpr int letters = 26;
+    constexpr QSize cell(8, 16);
+    QImage alphabet(letters * cell.width(), cell.height(), QImage::Format_RGB32);
+    QRandomGenerator random(1);
+    for (int y = 0; y < alphabet.height(); ++y)
+        for (int x = 0; x < alphabet.width(); ++x) {
+            const int kind = y < 4 || y > 12 ? 0 : random.bounded(3);
+            const int shade = kind == 0 ? 255 : kind == 1 ? 30 : random.bounded(30, 255);
+            alphabet.setPixel(x, y, qRgb(shade, shade, shade));
+        }
+    QImage image(size, QImage::Format_RGB32);
+    for (int top = 0; top < size.height(); top += cell.height())
+        for (int left = 0; left < size.width(); left += cell.width()) {
+            const int from = random.bounded(letters) * cell.width();
+            for (int y = 0; y < cell.height(); ++y)
+                for (int x = 0; x < cell.width(); ++x)
+                    image.setPixel(left + x, top + y, alphabet.pixel(from + x, y));
+        }
+    return image;
 }
 
 /// Text to the left and above, a photograph to the right and below.
@@ -251,6 +306,18 @@ private Q_SLOTS:
         }
         QVERIFY(dataChunks > 1);
         QCOMPARE(QImage::fromData(png).convertToFormat(QImage::Format_RGB32), noise({ 900, 800 }));
+    }
+
+    void makesTextSmallerThanTheUsualCompressionOfItsRows()
+    {
+        const QImage image = text({ 480, 320 });
+        const QByteArray png = std::get<QByteArray>(encodePng(image));
+        QCOMPARE(colourType(png), colourTypePalette);
+        QCOMPARE(bitDepth(png), 8);
+        const QByteArray compressed = contentOf(png, "IDAT");
+        const QByteArray rows = inflated(compressed, image.sizeInBytes());
+        QCOMPARE(inflated(deflated(rows), rows.size()), rows);
+        QVERIFY(compressed.size() < deflated(rows).size());
     }
 
     void refusesANullImage() { QCOMPARE(encodePng({}), PngResult(PngFailure::notEncodable)); }
