@@ -45,11 +45,17 @@ double luminance(const QColor& color)
         + 0.0722 * linear(color.blueF());
 }
 
+double contrast(const QColor& a, const QColor& b)
+{
+    const double first = luminance(a) + 0.05;
+    const double second = luminance(b) + 0.05;
+    return std::max(first, second) / std::min(first, second);
+}
+
 double contrastOf(const QLabel* label)
 {
-    const double text = luminance(label->palette().color(QPalette::WindowText)) + 0.05;
-    const double window = luminance(label->palette().color(QPalette::Window)) + 0.05;
-    return std::max(text, window) / std::min(text, window);
+    return contrast(label->palette().color(QPalette::WindowText),
+                    label->palette().color(QPalette::Window));
 }
 
 } // namespace
@@ -177,13 +183,17 @@ private Q_SLOTS:
         controller->show();
         QApplication::setPalette(palette);
         QTRY_COMPARE(panel()->palette().color(QPalette::Window), palette.color(QPalette::Window));
-        controller->show();
         const double regular = QFontInfo(QApplication::font()).pointSizeF();
         for (const QLabel* part : { label("hintLabel"), label("errorLabel") }) {
             QCOMPARE(part->palette().color(QPalette::Window), palette.color(QPalette::Window));
             QVERIFY(contrastOf(part) >= 4.5);
             QVERIFY(qAbs(part->font().pointSizeF() - regular * 11 / 13) < 0.5);
         }
+        const QPalette field = keyField()->palette();
+        QCOMPARE(field.color(QPalette::PlaceholderText).alpha(), 255);
+        QVERIFY(contrast(field.color(QPalette::PlaceholderText), field.color(QPalette::Base))
+                >= 4.5);
+        QVERIFY(contrast(field.color(QPalette::Text), field.color(QPalette::Base)) >= 4.5);
         const QColor error = label("errorLabel")->palette().color(QPalette::WindowText);
         QVERIFY2(error.red() > error.green() + 60 && error.red() > error.blue() + 60,
                  qPrintable(error.name()));

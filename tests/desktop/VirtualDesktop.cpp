@@ -245,6 +245,8 @@ bool VirtualDesktop::startWindowManager()
 
 bool VirtualDesktop::startKeyRing()
 {
+    if (keyRing != nullptr)
+        return true;
     keyRing = launch(u"gnome-keyring-daemon"_s,
                      { u"--foreground"_s, u"--unlock"_s, u"--components=secrets"_s });
     if (keyRing == nullptr)
@@ -279,6 +281,8 @@ void VirtualDesktop::stopKeyRing()
 
 bool VirtualDesktop::startTray()
 {
+    if (tray != nullptr)
+        return true;
     const QString configuration = home() + u"/tint2rc"_s;
     QFile file(configuration);
     if (!file.open(QIODevice::WriteOnly))

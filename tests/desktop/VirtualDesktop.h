@@ -64,10 +64,12 @@ public:
     /// Ends the session bus, as a crash would.
     void stopBus();
     bool startWindowManager();
+    /// Does nothing while there is one.
     bool startKeyRing();
     /// Ends the key ring, as a crash would.
     void stopKeyRing();
     [[nodiscard]] pid_t keyRingProcess() const { return static_cast<pid_t>(keyRing->processId()); }
+    /// Does nothing while there is one.
     bool startTray();
     /// Ends the panel with its tray.
     void stopTray();

@@ -38,6 +38,12 @@ private:
     }
 
 private Q_SLOTS:
+    void init()
+    {
+        QVERIFY(desktop.startKeyRing());
+        QVERIFY(desktop.startTray());
+    }
+
     void isConnectedThroughTheTrayMenuByTypingTheKey()
     {
         AgentSession session(desktop);

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -229,17 +230,31 @@ bool AgentSession::panelHasKeyboard() const
 
 bool AgentSession::chooseInMenu(MenuItem item) const
 {
-    if (!waitUntil([this] { return trayIcon().has_value(); }))
+    // The tray moves the icons as they come and go.
+    std::optional<QRect> place;
+    const auto rests = [&] {
+        const auto icon = trayIcon();
+        const auto before
+            = std::exchange(place, icon ? std::optional(icon->geometry) : std::optional<QRect>());
+        return place && place == before;
+    };
+    if (!waitUntil(rests)) {
+        qWarning("there is no icon in the tray");
         return false;
-    const QPoint centre = trayIcon()->geometry.center();
+    }
+    const QPoint centre = place->center();
     const auto clicked = desktop.output(u"xdotool"_s,
                                         { u"mousemove"_s,
                                           QString::number(centre.x()),
                                           QString::number(centre.y()),
                                           u"click"_s,
                                           u"1"_s });
-    if (!clicked || !waitUntil([this] { return visibleWindows().size() >= 2; }))
+    if (!clicked || !waitUntil([this] { return visibleWindows().size() >= 2; })) {
+        qWarning() << "no menu after a click at" << centre << "on the icon at" << *place;
+        for (const Window& window : visibleWindows())
+            qWarning() << "there is a window at" << window.geometry;
         return false;
+    }
     for (int step = 0; step < static_cast<int>(item); ++step)
         press(u"Down"_s);
     press(u"Return"_s);

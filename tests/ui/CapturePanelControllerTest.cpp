@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -339,8 +340,19 @@ private Q_SLOTS:
         QCOMPARE(panel.top(), 20);
     }
 
+    void choosesWithTheArrowKeys_data()
+    {
+        QTest::addColumn<Qt::LayoutDirection>("direction");
+        QTest::newRow("left to right") << Qt::LeftToRight;
+        QTest::newRow("mirrored") << Qt::RightToLeft;
+    }
+
     void choosesWithTheArrowKeys()
     {
+        QFETCH(const Qt::LayoutDirection, direction);
+        QApplication::setLayoutDirection(direction);
+        const auto restored
+            = qScopeGuard([] { QApplication::setLayoutDirection(Qt::LeftToRight); });
         Bench bench;
         bench.show();
         press(bench.windows.panel, Qt::Key_Down);
