@@ -1,4 +1,5 @@
 #include "platform/x11/XcbConnection.h"
+#include "tests/platform/ClientWindow.h"
 #include "tests/platform/Keyboard.h"
 #include "tests/service/TestCertificates.h"
 #include "tests/system/AgentSession.h"
@@ -155,6 +156,18 @@ private Q_SLOTS:
         QCOMPARE(capture.value(u"way"_s).toString(), u"window"_s);
         QCOMPARE(capture.value(u"width"_s).toInt(), editor->width());
         QCOMPARE(capture.value(u"height"_s).toInt(), editor->height());
+    }
+
+    void picturesTheDisplayWhenNoWindowIsInFront()
+    {
+        editor->hide();
+        QVERIFY(settleWindowManager());
+        const Examination made = examine(surroundings());
+        QCOMPARE(made.complaints(), QStringList());
+        const QJsonObject capture = made.check(u"screenCapture"_s);
+        QCOMPARE(capture.value(u"way"_s).toString(), u"display"_s);
+        QCOMPARE(capture.value(u"width"_s).toInt(), 1'280);
+        QCOMPARE(capture.value(u"height"_s).toInt(), 800);
     }
 
     void asksOnceAndTellsTheKeyNowhere()
@@ -388,6 +401,31 @@ private Q_SLOTS:
         QCOMPARE(made.exitCode, 1);
         QCOMPARE(made.verdict(u"service"_s), u"ok"_s);
         QCOMPARE(made.verdict(u"secretService"_s), u"failure"_s);
+    }
+
+    void waitsForNoSessionManager()
+    {
+        QTcpServer sessionManager;
+        QVERIFY(sessionManager.listen(QHostAddress::LocalHost));
+        QProcessEnvironment environment = surroundings();
+        environment.insert(u"SESSION_MANAGER"_s,
+                           u"tcp/127.0.0.1:%1"_s.arg(sessionManager.serverPort()));
+        QCOMPARE(examine(environment).exitCode, 0);
+        QVERIFY(!sessionManager.hasPendingConnections());
+    }
+
+    void doesWithoutABusThatIsSilent()
+    {
+        QTcpServer bus;
+        QVERIFY(bus.listen(QHostAddress::LocalHost));
+        QProcessEnvironment environment = surroundings();
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s,
+                           u"tcp:host=127.0.0.1,port=%1"_s.arg(bus.serverPort()));
+        QElapsedTimer timer;
+        timer.start();
+        const Examination made = examine(environment);
+        QVERIFY2(timer.elapsed() < 10'000, "waited too long");
+        QCOMPARE(made.complaints(), QStringList { u"secretService"_s });
     }
 
     void endsInTimeWhoeverIsSilent()
