@@ -12,7 +12,7 @@ constexpr QColor nearlyBlack { 0x2b, 0x2b, 0x2b };
 
 QPalette lightPalette()
 {
-    return QPalette(nearlyWhite);
+    return { nearlyWhite };
 }
 
 QPalette darkPalette()

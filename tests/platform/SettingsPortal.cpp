@@ -1,5 +1,7 @@
 #include "tests/platform/SettingsPortal.h"
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
@@ -11,9 +13,9 @@ const auto key = u"color-scheme"_s;
 
 } // namespace
 
-SettingsPortal::SettingsPortal(const QVariant& colorScheme)
+SettingsPortal::SettingsPortal(QVariant colorScheme)
     : bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"portal"_s))
-    , value(colorScheme)
+    , value(std::move(colorScheme))
 {
     bus.registerObject(u"/org/freedesktop/portal/desktop"_s,
                        this,

@@ -14,7 +14,7 @@ class SettingsPortal : public QObject
 
 public:
     /// There from now on, with `colorScheme` as the value of the setting.
-    explicit SettingsPortal(const QVariant& colorScheme);
+    explicit SettingsPortal(QVariant colorScheme);
     SettingsPortal(const SettingsPortal&) = delete;
     SettingsPortal& operator=(const SettingsPortal&) = delete;
     ~SettingsPortal() override;
