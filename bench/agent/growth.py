@@ -2,11 +2,12 @@
 import base64
 import json
 import math
+import re
 import time
 
 import report
 import start
-from desktop import Agent, Desktop, Service
+from desktop import Agent, Desktop, Service, until
 from figures import spread
 
 TITLE = "Growth"
@@ -51,6 +52,35 @@ def kept_branch(desktop, count):
     return figures
 
 
+def resends(desktop, count):
+    """From the hot key to the service's having the kept branch, which it is pressed to send again."""
+    figures = {}
+    for name, length in (("1 KiB", 1_024), ("1 MiB", KEPT_BYTES)):
+        document = json.dumps({"context_snapshot": {"captured_text": "x" * length}})
+        kept = {"quibel.lastFailedCapture": {"base64": base64.b64encode(document.encode()).decode()}}
+        times = []
+        for _ in range(count):
+            # An answer without projects leaves the kept branch alone.
+            service = Service(projects=0)
+            agent = Agent(desktop, service, preferences=kept, QT_LOGGING_RULES="quibel.trace.debug=true")
+            desktop.run("xdotool", "key", "super+shift+b")
+            until("the branch", lambda: service.received)
+            pressed = int(re.search(r"^quibel\.trace: (\d+) hot key$", agent.log.read_text(), re.M).group(1))
+            times.append(service.received[0] * 1000 - pressed / 1000)
+            agent.stop()
+        figures[name] = spread(times)
+    return figures
+
+
+def memory_growth(agents):
+    """What a project costs in resident memory, and the exponent over what the agent has with the fewest."""
+    fewest, some, most = (agents[f"{length} projects"]["resident"] for length in LENGTHS)
+    growth = {"bytes_per_project": (most - fewest) * 1024 / (LENGTHS[-1] - LENGTHS[0])}
+    if some > fewest:
+        growth["exponent"] = math.log((most - fewest) / (some - fewest)) / math.log(LENGTHS[-1] / LENGTHS[1])
+    return growth
+
+
 def fill_key_ring(desktop, count):
     for number in range(count):
         desktop.run("secret-tool", "store", "--label=Other", "service", f"other{number}", "account",
@@ -64,8 +94,10 @@ def run(programs, installed, quick):
         figures = {"steps": steps(desktop),
                    "agent": {f"{length} projects": agent_with(desktop, presses, length)
                              for length in LENGTHS}}
+        figures["memory_growth"] = memory_growth(figures["agent"])
+        figures["resend"] = resends(desktop, 3 if quick else 10)
         figures["start_with_kept_branch"] = kept_branch(desktop, 3 if quick else 10)
-        others = 100 if quick else 1_000
+        others = 1_000
         begin = time.monotonic()
         fill_key_ring(desktop, others)
         figures["filling_the_key_ring_s"] = time.monotonic() - begin
@@ -85,6 +117,13 @@ def document(figures, images):
     lines += report.table(["", "all painted", "resident, KiB", "private dirty, KiB"],
                           [[name, report.told(seen["painted"]), report.number(seen["resident"]),
                             report.number(seen["private_dirty"])] for name, seen in figures["agent"].items()])
+    if growth := figures.get("memory_growth"):
+        exponent = f"{growth['exponent']:.2f}" if "exponent" in growth else "not to be told from 1 000 projects"
+        lines += [f"A project costs {growth['bytes_per_project']:.0f} bytes of resident memory; exponent {exponent}.", ""]
+    if resent := figures.get("resend"):
+        lines += ["Hot key to the service's having a kept branch that is sent again, in milliseconds:", ""]
+        lines += report.table(["kept branch", "received"],
+                              [[name, report.told(seen)] for name, seen in resent.items()])
     lines += ["Start to hot key grabbed, in milliseconds, with a kept branch:", ""]
     return lines + report.table(["kept branch", "hot key grabbed"],
                                 [[name, report.told(seen)]
