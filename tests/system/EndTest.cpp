@@ -3,6 +3,7 @@
 #include "tests/system/DesktopTest.h"
 #include "tests/system/SessionManager.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QTest>
 
@@ -146,6 +147,9 @@ private Q_SLOTS:
                     ::close(stream);
             });
         }));
+        for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+            QCOMPARE(QFile::symLinkTarget(u"/proc/%1/fd/%2"_s.arg(session.processId()).arg(stream)),
+                     u"/dev/null"_s);
         QTRY_COMPARE(session.countOf("/api/projects"), 1U);
         QVERIFY(branchOff(session));
         QTRY_COMPARE(session.countOf("/api/branches/b1/screenshots"), 1U);
