@@ -30,6 +30,18 @@ private:
         return lines;
     }
 
+    /// Presses Escape and waits until the panel is gone: the toolkit shows each key to the
+    /// assistive tools first, and forgets one that they still look at when the agent ends.
+    [[nodiscard]] static bool dismissPanel(const AgentSession& session)
+    {
+        session.press(u"Escape"_s);
+        return QTest::qWaitFor(
+            [&session] {
+                return !session.panel() && !session.windowWithKeyboardIs(u"Connect Quibel"_s);
+            },
+            20'000);
+    }
+
 private Q_SLOTS:
     void everyPartOfThePanelHasARoleAndAName()
     {
@@ -53,7 +65,7 @@ private Q_SLOTS:
         // What groups the parts is no control and has no name.
         for (const AssistiveTool::Part& part : tool.tree())
             QVERIFY2(!part.name.isEmpty() || part.role == u"filler"_s, qPrintable(part.role));
-        session.press(u"Escape"_s);
+        QVERIFY(dismissPanel(session));
     }
 
     void everyPartOfTheKeyPanelHasARoleAndAName()
@@ -69,7 +81,7 @@ private Q_SLOTS:
                                    u"password text: API Key, focused"_s,
                                    u"label: Generate an API key at %1/settings"_s.arg(host),
                                    u"push button: Save"_s }));
-        session.press(u"Escape"_s);
+        QVERIFY(dismissPanel(session));
     }
 
     void theItemsOfTheMenuAreNamed()
@@ -80,7 +92,7 @@ private Q_SLOTS:
         QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
         QTRY_VERIFY(tool.events().contains(u"object:state-changed:focused 1 Send Branch\t⌘⇧B"_s));
         QTRY_VERIFY(tool.events().contains(u"object:state-changed:focused 1 Connect Account…"_s));
-        session.press(u"Escape"_s);
+        QVERIFY(dismissPanel(session));
     }
 
     void changesAreAnnouncedWhileTheTextKeepsTheFocus()
@@ -105,7 +117,7 @@ private Q_SLOTS:
         QTRY_COMPARE(tool.heard().value(3), u"Atlas"_s);
         const auto field = tool.find(u"text"_s, QString::fromLatin1(question));
         QVERIFY(field && field->focused);
-        session.press(u"Escape"_s);
+        QVERIFY(dismissPanel(session));
     }
 
     void theOfflineLineIsThereOnlyWhenItIsShown()
@@ -119,15 +131,14 @@ private Q_SLOTS:
         QVERIFY(session.openPanel());
         QTRY_VERIFY(tool.find(u"text"_s, QString::fromLatin1(question)));
         QVERIFY(!tool.find(u"label"_s, line));
-        session.press(u"Escape"_s);
-        QTRY_VERIFY(!session.panel());
+        QVERIFY(dismissPanel(session));
 
         session.forgetKey();
         tool.forget();
         QVERIFY(session.openPanel());
         QTRY_VERIFY(tool.find(u"label"_s, line));
         QTRY_COMPARE(tool.heard(), QStringList(u"Atlas, No screenshot, "_s + line));
-        session.press(u"Escape"_s);
+        QVERIFY(dismissPanel(session));
     }
 
     void anErrorOfTheKeyPanelIsAnnounced()
@@ -147,7 +158,7 @@ private Q_SLOTS:
                      QStringList({ u"API key is required."_s, u"Invalid API key."_s }));
         QTRY_VERIFY(tool.find(u"label"_s, u"Invalid API key."_s));
         QVERIFY(tool.find(u"password text"_s, u"API Key"_s)->focused);
-        session.press(u"Escape"_s);
+        QVERIFY(dismissPanel(session));
     }
 };
 
