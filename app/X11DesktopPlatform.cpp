@@ -6,6 +6,7 @@
 #include "platform/freedesktop/JsonFilePreferences.h"
 #include "platform/freedesktop/LibsecretSecretItems.h"
 #include "platform/freedesktop/PortalAppearance.h"
+#include "platform/freedesktop/SessionBus.h"
 #include "platform/qt/QtHttpSession.h"
 #include "platform/x11/XcbHotKeyService.h"
 #include "platform/x11/XcbPanelWindows.h"
@@ -21,6 +22,7 @@ namespace quibel {
 namespace {
 
 constexpr std::chrono::seconds idleTimeout { 60 };
+constexpr std::chrono::seconds busPatience { 1 };
 
 } // namespace
 
@@ -48,6 +50,8 @@ struct DesktopPlatform::Adapters
 
 std::unique_ptr<SingleInstance> DesktopPlatform::singleInstance()
 {
+    if (sessionBusIsSilent(busPatience))
+        doWithoutSessionBus();
     return std::make_unique<DBusSingleInstance>();
 }
 

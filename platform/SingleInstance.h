@@ -40,8 +40,9 @@ public:
     /// Always called from the event loop, after the other start has had its answer.
     virtual void setHandler(Handler handler) = 0;
 
-    /// Lets a diagnosis know whether the hot key is in the hands of this agent.
-    virtual void setHoldsHotKey(bool holds) = 0;
+    /// Has a diagnosis told what `holdsHotKey` says when it asks: whether the hot key is in the
+    /// hands of this agent.
+    virtual void setHotKeyQuestion(std::function<bool()> holdsHotKey) = 0;
 };
 
 } // namespace quibel

@@ -10,8 +10,8 @@ namespace quibel {
 /// Thread: main, before anything else is opened.
 void openMissingStandardStreams();
 
-/// From now on standard output and error never hold this program up: what a pipe or terminal does
-/// not take at once is dropped. Whoever else writes to the same notices nothing.
+/// From now on standard output and error never hold this program up: what a pipe, socket or
+/// terminal does not take at once is dropped. Whoever else writes to the same notices nothing.
 ///
 /// Thread: main.
 void dropWhatNobodyReads();

@@ -2,6 +2,8 @@
 
 #include <QDBusAbstractAdaptor>
 
+#include <functional>
+
 namespace quibel {
 
 /// What the agent tells of itself on the session bus, for a diagnosis.
@@ -9,12 +11,14 @@ class AgentInterface : public QDBusAbstractAdaptor
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.quibel.CaptureAgent")
-    Q_PROPERTY(bool HoldsHotKey MEMBER holdsHotKey)
+    Q_PROPERTY(bool HoldsHotKey READ holdsHotKey)
 
 public:
     explicit AgentInterface(QObject* owner);
 
-    bool holdsHotKey = false;
+    [[nodiscard]] bool holdsHotKey() const { return holds && holds(); }
+
+    std::function<bool()> holds;
 };
 
 } // namespace quibel

@@ -29,7 +29,7 @@ public:
     // NOLINTBEGIN(readability-identifier-naming): the names of the protocol.
 public Q_SLOTS: // NOLINT(readability-redundant-access-specifiers): moc reads it.
     void Activate(const QVariantMap& platformData);
-    /// There are no files to open; what was asked for is to see the agent.
+    /// Does nothing: there are no files to open.
     void Open(const QStringList& uris, const QVariantMap& platformData);
     /// Errors: a D-Bus error for an action that there is not.
     void ActivateAction(const QString& action,

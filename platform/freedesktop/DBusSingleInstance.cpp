@@ -6,6 +6,8 @@
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <thread>
@@ -21,13 +23,25 @@ const QString busName = u"org.quibel.CaptureAgent"_s;
 const QString objectPath = u"/org/quibel/CaptureAgent"_s;
 
 constexpr std::chrono::seconds ending { 1 };
-constexpr std::chrono::milliseconds lockPause { 10 };
+/// Between two looks whether an agent that ends has ended.
+constexpr std::chrono::milliseconds pause { 10 };
+
+/// The server and the display, whichever of its screens is named behind a dot.
+QString displayName()
+{
+    static const QRegularExpression screen(u"\\.[0-9]+$"_s);
+    return qEnvironmentVariable("DISPLAY").remove(screen).replace(u'/', u'-');
+}
 
 QString lockFile()
 {
-    const QString display = qEnvironmentVariable("DISPLAY").replace(u'/', u'-');
-    return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation)
-        + u"/quibel-capture-agent%1.lock"_s.arg(display);
+    QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (folder.isEmpty()) {
+        // Not in the folder for temporary files, where anybody could be first.
+        folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+        QDir().mkpath(folder);
+    }
+    return folder + u"/quibel-capture-agent%1.lock"_s.arg(displayName());
 }
 
 } // namespace
@@ -43,9 +57,14 @@ DBusSingleInstance::DBusSingleInstance(std::chrono::milliseconds limit)
 
 DBusSingleInstance::~DBusSingleInstance()
 {
-    bus.unregisterObject(objectPath);
+    // Nobody waits for the answer, so that a bus that hangs does not hold the end up.
+    auto release = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s,
+                                                  u"/org/freedesktop/DBus"_s,
+                                                  u"org.freedesktop.DBus"_s,
+                                                  u"ReleaseName"_s);
+    release.setArguments({ busName });
     if (ownsName)
-        bus.unregisterService(busName);
+        bus.send(release);
 }
 
 SingleInstance::Role DBusSingleInstance::takeRole(AgentCommand command)
@@ -54,11 +73,12 @@ SingleInstance::Role DBusSingleInstance::takeRole(AgentCommand command)
     if (role != Role::agent)
         return role;
     // One that is just ending lets go of its connections one by one.
+    const QString file = lockFile();
     const QDeadlineTimer deadline(ending);
-    while (!lock.tryLock(lockFile())) {
+    while (!lock.tryLock(file)) {
         if (deadline.hasExpired())
             return Role::stranded;
-        std::this_thread::sleep_for(lockPause);
+        std::this_thread::sleep_for(pause);
     }
     return Role::agent;
 }
@@ -79,7 +99,8 @@ SingleInstance::Role DBusSingleInstance::takeRoleOnBus(AgentCommand command)
             return Role::messenger;
         case HandOver::refused:
             return Role::unanswered;
-        case HandOver::nobodyThere: // It has just ended.
+        case HandOver::nobodyThere: // It has just ended, or is about to.
+            std::this_thread::sleep_for(pause);
             break;
         }
     } while (!deadline.hasExpired());
@@ -98,7 +119,8 @@ DBusSingleInstance::HandOver DBusSingleInstance::handOver(AgentCommand command,
         return HandOver::taken;
     switch (QDBusError(answer).type()) {
     case QDBusError::ServiceUnknown:
-    case QDBusError::NoReply: // also when the agent ends before it answers
+    case QDBusError::UnknownObject: // It takes nothing more; see `enqueue`.
+    case QDBusError::NoReply:       // also when the agent ends before it answers
     case QDBusError::Disconnected:
         return HandOver::nobodyThere;
     default:
@@ -112,14 +134,17 @@ void DBusSingleInstance::setHandler(Handler taker)
     deliverLater();
 }
 
-void DBusSingleInstance::setHoldsHotKey(bool holds)
+void DBusSingleInstance::setHotKeyQuestion(std::function<bool()> holdsHotKey)
 {
-    agent->holdsHotKey = holds;
+    agent->holds = std::move(holdsHotKey);
 }
 
 void DBusSingleInstance::enqueue(AgentCommand command)
 {
     waiting.append(command);
+    // What comes behind it is for the next agent.
+    if (command == AgentCommand::quit)
+        bus.unregisterObject(objectPath);
     deliverLater();
 }
 

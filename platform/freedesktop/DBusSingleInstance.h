@@ -21,12 +21,12 @@ class DBusSingleInstance : public SingleInstance
 public:
     /// `limit` is how long an agent that runs may take to answer.
     explicit DBusSingleInstance(std::chrono::milliseconds limit = std::chrono::seconds(5));
-    Q_DISABLE_COPY_MOVE(DBusSingleInstance)
     ~DBusSingleInstance() override;
+    Q_DISABLE_COPY_MOVE(DBusSingleInstance)
 
     [[nodiscard]] Role takeRole(AgentCommand command) override;
     void setHandler(Handler taker) override;
-    void setHoldsHotKey(bool holds) override;
+    void setHotKeyQuestion(std::function<bool()> holdsHotKey) override;
 
 private:
     enum class HandOver { taken, refused, nobodyThere };

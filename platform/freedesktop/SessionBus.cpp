@@ -131,6 +131,16 @@ SessionBusFacts lookAtSessionBus(std::chrono::milliseconds patience)
              .agentHoldsHotKey = runs ? agentHoldsHotKey(calls, bus.get()) : std::nullopt };
 }
 
+bool sessionBusIsSilent(std::chrono::milliseconds patience)
+{
+    const QByteArray address = addressOfBus();
+    if (address.isEmpty())
+        return false;
+    const GLibHandle<GMainContext> context(g_main_context_new());
+    TimedCalls calls(context.get(), patience);
+    return !connect(calls, address) && calls.expired();
+}
+
 void doWithoutSessionBus()
 {
     // An address that every library takes for one that leads nowhere.

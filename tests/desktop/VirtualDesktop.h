@@ -63,6 +63,7 @@ public:
     [[nodiscard]] bool removeBusService(const QString& name) const;
     /// Ends the session bus, as a crash would.
     void stopBus();
+    [[nodiscard]] pid_t busProcess() const { return static_cast<pid_t>(bus->processId()); }
     bool startWindowManager();
     /// Does nothing while there is one.
     bool startKeyRing();

@@ -1,3 +1,4 @@
+#include "tests/desktop/StoppedProcess.h"
 #include "tests/system/AgentRun.h"
 #include "tests/system/AgentSession.h"
 #include "tests/system/DesktopTest.h"
@@ -11,6 +12,7 @@
 #include <csignal>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -191,6 +193,55 @@ private Q_SLOTS:
         QTRY_VERIFY((later += readAll(pipe[0])).contains("Screenshot saved"));
         ::close(pipe[0]);
         ::close(pipe[1]);
+    }
+
+    void aFullSocketDoesNotBlockIt()
+    {
+        // As the journal's is that a unit of systemd writes to.
+        std::array<int, 2> sockets {};
+        QCOMPARE(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()), 0);
+        const QByteArray chunk(4096, 'x');
+        while (::send(sockets[1], chunk.constData(), chunk.size(), MSG_DONTWAIT) > 0)
+            ;
+
+        AgentSession session(desktop);
+        QVERIFY(session.storeKey());
+        prepareReports(session);
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+        QVERIFY(session.launch({}, {}, [&sockets](QProcess& process) {
+            process.setChildProcessModifier([&sockets] {
+                ::dup2(sockets[1], STDOUT_FILENO);
+                ::dup2(sockets[1], STDERR_FILENO);
+            });
+        }));
+        QVERIFY(branchOff(session));
+        QTRY_COMPARE(session.countOf("/api/branches/b1/screenshots"), 1U);
+
+        const auto takeAll = [&sockets] {
+            QByteArray content(1 << 20, Qt::Uninitialized);
+            const ssize_t count = ::recv(sockets[0], content.data(), content.size(), MSG_DONTWAIT);
+            return content.left(std::max<ssize_t>(count, 0));
+        };
+        while (!takeAll().isEmpty())
+            ;
+        QVERIFY(branchOff(session));
+        QByteArray later;
+        QTRY_VERIFY((later += takeAll()).contains("Screenshot saved"));
+        session.signal(SIGTERM);
+        QTRY_VERIFY(!session.isRunning());
+        ::close(sockets[0]);
+        ::close(sockets[1]);
+    }
+
+    void aBusThatHangsDoesNotHoldItsEndUp()
+    {
+        AgentSession session(desktop);
+        QVERIFY(session.launch());
+        const StoppedProcess hanging(desktop.busProcess());
+        session.signal(SIGTERM);
+        QTRY_VERIFY_WITH_TIMEOUT(!session.isRunning(), 15'000);
+        QCOMPARE(session.exitCode(), 0);
     }
 
     void itOutlivesTheSessionBus()

@@ -1,3 +1,4 @@
+#include "tests/desktop/StoppedProcess.h"
 #include "tests/system/AgentRun.h"
 #include "tests/system/AgentSession.h"
 #include "tests/system/DesktopTest.h"
@@ -214,6 +215,29 @@ private Q_SLOTS:
         }
     }
 
+    void aCommandThatMeetsTheEndOfTheAgentIsNotLost()
+    {
+        AgentSession session(desktop);
+        for (int round = 0; round < 5; ++round) {
+            QVERIFY(session.launch());
+            QProcess quitting;
+            QProcess sending;
+            for (QProcess* process : { &quitting, &sending })
+                process->setProcessEnvironment(desktop.environment());
+            quitting.start(AgentRun::program(), { u"--quit"_s });
+            sending.start(AgentRun::program(), { u"--send-branch"_s });
+            QTRY_COMPARE(quitting.state(), QProcess::NotRunning);
+            QTRY_VERIFY(!session.isRunning());
+            // The agent had opened its panel before it ended, or the start became the agent.
+            QTRY_VERIFY_WITH_TIMEOUT(
+                sending.state() == QProcess::NotRunning || session.panelHasKeyboard(), 20'000);
+            static_cast<void>(run({ u"--quit"_s }));
+            QTRY_COMPARE(sending.state(), QProcess::NotRunning);
+            QCOMPARE(sending.exitCode(), 0);
+            QCOMPARE(sending.readAllStandardError(), QByteArray());
+        }
+    }
+
     void anAgentThatHangsHoldsNobodyUpForEver()
     {
         AgentSession session(desktop);
@@ -288,8 +312,60 @@ private Q_SLOTS:
         }
         QVERIFY(session.openPanel());
 
+        // Another screen of the same display has the same keyboard.
+        QProcessEnvironment otherScreen = withoutBus();
+        otherScreen.insert(u"DISPLAY"_s, otherScreen.value(u"DISPLAY"_s) + u".0"_s);
+        QVERIFY(AgentRun::of(otherScreen, {})->errors.contains("runs already"));
+
         session.kill();
         QVERIFY(session.launch(withoutBus()));
+    }
+
+    void oneIsEnoughWhereThereIsNoRuntimeDirectory()
+    {
+        QProcessEnvironment bare = withoutBus();
+        bare.insert(u"XDG_RUNTIME_DIR"_s, {});
+        AgentSession session(desktop);
+        QVERIFY(session.launch(bare));
+        const auto second = AgentRun::of(bare, {});
+        QVERIFY(second);
+        QVERIFY(second->errors.contains("runs already"));
+        QCOMPARE(second->errors.count('\n'), 1);
+    }
+
+    void aBusThatHangsHoldsNoStartUp()
+    {
+        AgentSession session(desktop);
+        const StoppedProcess hanging(desktop.busProcess());
+        QVERIFY(session.launch());
+        QVERIFY(session.openPanel());
+        session.press(u"Escape"_s);
+        session.signal(SIGTERM);
+        QTRY_VERIFY(!session.isRunning());
+        QCOMPARE(session.exitCode(), 0);
+    }
+
+    void nobodyElseSaysWhetherItHoldsTheHotKey()
+    {
+        AgentSession session(desktop);
+        QVERIFY(session.launch());
+        const auto property = [this](const QString& method, const QStringList& value) {
+            return desktop.output(u"gdbus"_s,
+                                  QStringList { u"call"_s,
+                                                u"--session"_s,
+                                                u"--dest"_s,
+                                                u"org.quibel.CaptureAgent"_s,
+                                                u"--object-path"_s,
+                                                u"/org/quibel/CaptureAgent"_s,
+                                                u"--method"_s,
+                                                u"org.freedesktop.DBus.Properties."_s + method,
+                                                u"org.quibel.CaptureAgent"_s,
+                                                u"HoldsHotKey"_s }
+                                      + value);
+        };
+        QCOMPARE(property(u"Get"_s, {}), "(<true>,)\n"_ba);
+        QVERIFY(!property(u"Set"_s, { u"<false>"_s }));
+        QCOMPARE(property(u"Get"_s, {}), "(<true>,)\n"_ba);
     }
 };
 

@@ -6,6 +6,9 @@
 
 #include <X11/ICE/ICEutil.h>
 
+// Part of the library, but of none of its headers.
+extern "C" int _IceTransNoListen(const char* transport); // NOLINT
+
 namespace quibel::testing {
 
 namespace {
@@ -15,7 +18,7 @@ SessionManager& manager(SmPointer pointer)
     return *static_cast<SessionManager*>(pointer);
 }
 
-/// Whoever can reach the socket may take part; it lies in a private desktop.
+/// Whoever can reach the socket may take part; only this machine can.
 Bool acceptAnyHost(char* /*host*/)
 {
     return True;
@@ -27,6 +30,8 @@ SessionManager::SessionManager()
 {
     // The library would end this process when a client is gone.
     IceSetIOErrorHandler([](IceConn) {});
+    for (const char* network : { "tcp", "inet", "inet6" })
+        _IceTransNoListen(network);
     std::array<char, 256> error {};
     char vendor[] = "test"; // NOLINT(modernize-avoid-c-arrays)
     char release[] = "1";   // NOLINT(modernize-avoid-c-arrays)

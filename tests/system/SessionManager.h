@@ -26,7 +26,6 @@ public:
     /// What programs find it by, in `SESSION_MANAGER`; empty when it could not start.
     [[nodiscard]] QString address() const { return networkIds; }
 
-    [[nodiscard]] bool hasClient() const { return client != nullptr; }
     /// Asks the client to save itself, as at a logout; then it says when it is done.
     void logOut();
     [[nodiscard]] bool isSaved() const { return saved; }
