@@ -54,9 +54,6 @@ APIKeyPanelController::APIKeyPanelController(ProjectStore& store,
     , saveButton(u"Save"_s)
 {
     keyField.setObjectName(u"keyField"_s);
-    keyField.setAccessibleName(u"API Key"_s);
-    keyField.setEchoMode(QLineEdit::Password);
-    keyField.setPlaceholderText(u"sk_..."_s);
     hintLabel.setObjectName(u"hintLabel"_s);
     hintLabel.setTextFormat(Qt::PlainText);
     errorLabel.setObjectName(u"errorLabel"_s);

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "account/APIKeyField.h"
 #include "account/EscapeDismissPanel.h"
 #include "account/ProjectStore.h"
 
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 
 #include <memory>
@@ -48,7 +48,7 @@ private:
     PanelWindows& windows;
     Screens& screens;
     std::unique_ptr<EscapeDismissPanel> panel;
-    QLineEdit keyField;
+    APIKeyField keyField;
     QLabel hintLabel;
     QLabel errorLabel;
     Announcer* announcer = nullptr; ///< A part of the panel.

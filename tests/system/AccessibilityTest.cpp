@@ -2,6 +2,7 @@
 #include "tests/system/AssistiveTool.h"
 #include "tests/system/DesktopTest.h"
 
+#include <QClipboard>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -81,6 +82,46 @@ private Q_SLOTS:
                                    u"password text: API Key, focused"_s,
                                    u"label: Generate an API key at %1/settings"_s.arg(host),
                                    u"push button: Save"_s }));
+        QVERIFY(dismissPanel(session));
+    }
+
+    void nothingTellsTheKeyThatIsEntered_data()
+    {
+        QTest::addColumn<bool>("pasted");
+        QTest::newRow("typed") << false;
+        QTest::newRow("pasted") << true;
+    }
+
+    void nothingTellsTheKeyThatIsEntered()
+    {
+        QFETCH(const bool, pasted);
+        const QString key = u"ZJXWJZXW"_s; // letters that no text of the agent has;
+        AgentSession session(desktop);
+        AssistiveTool tool;
+        QVERIFY(session.launch());
+        session.service.answer("/api/projects", Answer::json(401, "{}"));
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        QTRY_VERIFY(tool.find(u"password text"_s, u"API Key"_s).has_value());
+        tool.forget();
+        QApplication::clipboard()->setText(key);
+        if (pasted)
+            session.press(u"ctrl+v"_s);
+        else
+            session.type(key);
+        session.press(u"ctrl+a"_s);
+        session.press(u"Return"_s);
+        QTRY_COMPARE(tool.heard(), QStringList(u"Invalid API key."_s));
+        QCOMPARE(session.service.requests().back().header("Authorization"),
+                 "Bearer " + key.toLatin1());
+
+        QVERIFY(!tool.events().isEmpty());
+        for (const QChar character : key) {
+            for (const QString& event : tool.events())
+                QVERIFY2(!event.contains(character), qPrintable(event));
+            for (const AssistiveTool::Part& part : tool.tree())
+                QVERIFY2(!part.text.contains(character), qPrintable(part.text));
+        }
+        QCOMPARE(session.errors(), QByteArray());
         QVERIFY(dismissPanel(session));
     }
 

@@ -14,7 +14,9 @@ namespace {
 
 using Accessible = GLibHandle<AtspiAccessible>;
 
-const std::array watched { "object:state-changed", "object:children-changed" };
+const std::array watched { "object:state-changed",   "object:children-changed",
+                           "object:text-changed",    "object:text-selection-changed",
+                           "object:property-change", "object:visible-data-changed" };
 
 QString taken(gchar* text)
 {
@@ -26,6 +28,19 @@ QString taken(gchar* text)
 QString nameOf(AtspiAccessible* object)
 {
     return taken(atspi_accessible_get_name(object, nullptr));
+}
+
+QString textOf(AtspiAccessible* object)
+{
+    const GLibHandle<AtspiText> text(atspi_accessible_get_text_iface(object));
+    return text ? taken(atspi_text_get_text(text.get(), 0, -1, nullptr)) : QString();
+}
+
+QString textOf(const AtspiEvent& event)
+{
+    return G_VALUE_HOLDS_STRING(&event.any_data)
+        ? QString::fromUtf8(g_value_get_string(&event.any_data))
+        : QString();
 }
 
 Accessible childOf(AtspiAccessible* object, int index)
@@ -48,6 +63,7 @@ AssistiveTool::Part partOf(AtspiAccessible* object, int depth)
     };
     return { .role = taken(atspi_accessible_get_role_name(object, nullptr)),
              .name = nameOf(object),
+             .text = textOf(object),
              .showing = is(ATSPI_STATE_SHOWING),
              .focused = is(ATSPI_STATE_FOCUSED),
              .checked = is(ATSPI_STATE_CHECKED),
@@ -120,7 +136,10 @@ void AssistiveTool::hear(AtspiEvent* event, void* self)
     if (isNotification && type == u"object:state-changed:showing"_s && event->detail1 == 1)
         tool->notifications << nameOf(event->source);
     else if (isOfAgent)
-        tool->others << u"%1 %2 %3"_s.arg(type).arg(event->detail1).arg(nameOf(event->source));
+        tool->others << u"%1 %2 %3 %4"_s.arg(type)
+                            .arg(event->detail1)
+                            .arg(nameOf(event->source), textOf(*event))
+                            .trimmed();
     g_boxed_free(ATSPI_TYPE_EVENT, event);
 }
 

@@ -23,6 +23,7 @@ public:
     {
         QString role;
         QString name;
+        QString text; ///< What it lets be read beside its name.
         bool showing = false;
         bool focused = false;
         bool checked = false;
@@ -42,7 +43,7 @@ public:
     /// The notifications that appeared, oldest first: what a screen reader says of something other
     /// than the focus.
     [[nodiscard]] QStringList heard() const { return notifications; }
-    /// Every other event, as "type name"; for the failure of a test.
+    /// Every other event, as "type detail name", with the text that it carries if it does.
     [[nodiscard]] QStringList events() const { return others; }
     void forget();
 
