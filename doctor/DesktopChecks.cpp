@@ -13,6 +13,15 @@ QJsonValue orNull(const std::optional<QString>& text)
     return text ? QJsonValue(*text) : QJsonValue();
 }
 
+Finding judgeFreeHotKeyBesideAgent()
+{
+    return { .verdict = Verdict::failure,
+             .text = u"Super+Shift+B is free, but the running agent does not hold it: it was"
+                     " taken when the agent started"_s,
+             .advice = u"Quit the agent and start it again."_s,
+             .details = { { u"state"_s, u"freeBesideAgent"_s } } };
+}
+
 Finding judgeTakenHotKey(const SessionBusFacts& bus, const Patient::Display& display)
 {
     if (bus.agentHoldsHotKey.value_or(bus.agentRuns))
@@ -83,24 +92,16 @@ Finding judgeHotKey(HotKeyAvailability availability,
                     const SessionBusFacts& bus,
                     const Patient::Display& display)
 {
-    switch (availability) {
-    case HotKeyAvailability::taken:
+    if (availability == HotKeyAvailability::taken)
         return judgeTakenHotKey(bus, display);
-    case HotKeyAvailability::partlyTaken:
+    if (bus.agentRuns)
+        return judgeFreeHotKeyBesideAgent();
+    if (availability == HotKeyAvailability::partlyTaken)
         return { .verdict = Verdict::warning,
                  .text = u"Super+Shift+B is taken by another program for some combinations of Caps"
                          " Lock and Num Lock"_s,
                  .advice = u"Free it in that program, then start the agent again."_s,
                  .details = { { u"state"_s, u"partlyTaken"_s } } };
-    case HotKeyAvailability::available:
-        break;
-    }
-    if (bus.agentRuns)
-        return { .verdict = Verdict::failure,
-                 .text = u"Super+Shift+B is free, but the running agent does not hold it: it was"
-                         " taken when the agent started"_s,
-                 .advice = u"Quit the agent and start it again."_s,
-                 .details = { { u"state"_s, u"freeBesideAgent"_s } } };
     return { .text = u"Super+Shift+B could be grabbed; the agent is not running"_s,
              .details = { { u"state"_s, u"free"_s } } };
 }

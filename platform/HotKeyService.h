@@ -31,8 +31,8 @@ enum class HotKeyModifiers : std::uint32_t { command = 256, shift = 512 };
 /// Whether this program could register a hot key.
 enum class HotKeyAvailability {
     available,
-    partlyTaken, ///< It would not work with every combination of lock keys.
-    taken,
+    partlyTaken, ///< It would work without lock keys, but not with every combination of them.
+    taken,       ///< It would not work without lock keys.
 };
 
 enum class HotKeyRef : std::uint32_t {};
@@ -55,8 +55,9 @@ public:
     /// Errors: none when the window system cannot deliver such events.
     [[nodiscard]] virtual std::optional<HotKeyHandlerRef> installHandler(Handler handler) = 0;
 
-    /// Errors: none when nothing could be registered, for example because another program has the
-    /// key; the adapter says why, once, on standard error.
+    /// Errors: none when the key would not work without lock keys, for example because another
+    /// program has it; the adapter says why, once, on standard error. With those lock keys with
+    /// which it could be had it works all the same, as long as this service is there.
     [[nodiscard]] virtual std::optional<HotKeyRef>
     registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) = 0;
 

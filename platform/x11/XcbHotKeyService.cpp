@@ -47,19 +47,22 @@ std::optional<HotKeyRef>
 XcbHotKeyService::registerHotKey(VirtualKey /*b*/, HotKeyModifiers modifiers, HotKeyID id)
 {
     HotKey hotKey { .modifiers = modifiers, .id = id };
-    if (!grab(hotKey))
+    const Grabs got = grab(hotKey);
+    if (!got.any)
         return std::nullopt;
     const HotKeyRef reference { ++lastReference };
     hotKeys.emplace(reference, std::move(hotKey));
-    return reference;
+    return got.plain ? std::optional(reference) : std::nullopt;
 }
 
 HotKeyAvailability XcbHotKeyService::availability(VirtualKey /*b*/, HotKeyModifiers modifiers)
 {
     HotKey hotKey { .modifiers = modifiers, .id = {} };
-    const HotKeyAvailability found = tryToGrab(hotKey);
+    const Grabs got = tryToGrab(hotKey);
     release(hotKey);
-    return found;
+    if (!got.plain)
+        return HotKeyAvailability::taken;
+    return got.all ? HotKeyAvailability::available : HotKeyAvailability::partlyTaken;
 }
 
 void XcbHotKeyService::unregisterHotKey(HotKeyRef hotKey)
@@ -76,7 +79,7 @@ void XcbHotKeyService::removeHandler(HotKeyHandlerRef handler)
     handlers.erase(handler);
 }
 
-HotKeyAvailability XcbHotKeyService::tryToGrab(HotKey& hotKey)
+XcbHotKeyService::Grabs XcbHotKeyService::tryToGrab(HotKey& hotKey)
 {
     hotKey.keycodes = keyboard.keycodesOf(XKB_KEY_b);
     if (hotKey.keycodes.empty())
@@ -87,33 +90,41 @@ HotKeyAvailability XcbHotKeyService::tryToGrab(HotKey& hotKey)
     if (has(hotKey.modifiers, HotKeyModifiers::shift))
         hotKey.mask |= XCB_MOD_MASK_SHIFT;
 
-    std::vector<xcb_void_cookie_t> requests;
+    struct Request
+    {
+        std::uint16_t locks;
+        xcb_void_cookie_t cookie;
+    };
+    std::vector<Request> requests;
     for (const xcb_keycode_t keycode : hotKey.keycodes)
         for (const std::uint16_t locks : keyboard.lockCombinations())
-            requests.push_back(xcb_grab_key_checked(x.get(),
-                                                    0,
-                                                    x.root(),
-                                                    hotKey.mask | locks,
-                                                    keycode,
-                                                    XCB_GRAB_MODE_ASYNC,
-                                                    XCB_GRAB_MODE_SYNC));
-    const auto refused = std::ranges::count_if(requests, [this](xcb_void_cookie_t request) {
-        return XcbOwned<xcb_generic_error_t>(xcb_request_check(x.get(), request)) != nullptr;
-    });
-    if (refused == 0)
-        return HotKeyAvailability::available;
-    return refused < std::ssize(requests) ? HotKeyAvailability::partlyTaken
-                                          : HotKeyAvailability::taken;
+            requests.push_back({ .locks = locks,
+                                 .cookie = xcb_grab_key_checked(x.get(),
+                                                                0,
+                                                                x.root(),
+                                                                hotKey.mask | locks,
+                                                                keycode,
+                                                                XCB_GRAB_MODE_ASYNC,
+                                                                XCB_GRAB_MODE_SYNC) });
+    Grabs grabs;
+    for (const Request& request : requests) {
+        const bool got
+            = XcbOwned<xcb_generic_error_t>(xcb_request_check(x.get(), request.cookie)) == nullptr;
+        grabs.plain = grabs.plain && (got || request.locks != 0);
+        grabs.all = grabs.all && got;
+        grabs.any = grabs.any || got;
+    }
+    return grabs;
 }
 
-bool XcbHotKeyService::grab(HotKey& hotKey)
+XcbHotKeyService::Grabs XcbHotKeyService::grab(HotKey& hotKey)
 {
-    const HotKeyAvailability found = tryToGrab(hotKey);
-    if (found != HotKeyAvailability::available && !std::exchange(saidTaken, true))
+    const Grabs got = tryToGrab(hotKey);
+    if (!got.all && !std::exchange(saidTaken, true))
         std::fputs("quibel-capture-agent: Super+Shift+B is taken by another program; free it there "
                    "and start the agent again, or use the menu\n",
                    stderr);
-    return found != HotKeyAvailability::taken;
+    return got;
 }
 
 void XcbHotKeyService::release(const HotKey& hotKey)

@@ -38,10 +38,18 @@ private:
         std::vector<xcb_keycode_t> keycodes {};
     };
 
-    /// Grabs all combinations it can get, and says how many that are.
-    [[nodiscard]] HotKeyAvailability tryToGrab(HotKey& hotKey);
-    /// The same, and complains. Errors: false when it can get none.
-    [[nodiscard]] bool grab(HotKey& hotKey);
+    /// Which combinations of a hot key and lock keys could be had.
+    struct Grabs
+    {
+        bool plain = true; ///< The one that most people press: no lock key is on.
+        bool all = true;
+        bool any = false;
+    };
+
+    /// Grabs all combinations it can get.
+    [[nodiscard]] Grabs tryToGrab(HotKey& hotKey);
+    /// The same, and complains unless it gets all.
+    [[nodiscard]] Grabs grab(HotKey& hotKey);
     /// Gives the keys back, and the keyboard: a press on its way here has frozen it already, and
     /// nobody may be left to thaw it.
     void release(const HotKey& hotKey);

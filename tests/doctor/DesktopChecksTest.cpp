@@ -107,6 +107,9 @@ private Q_SLOTS:
             << taken << alone << some << Verdict::failure << u"taken"_s << u"Openbox, sxhkd"_s;
         QTest::newRow("taken, no bus") << taken << noBus << nobody << Verdict::failure << u"taken"_s
                                        << u"without a session bus"_s;
+        QTest::newRow("free without lock keys beside the agent")
+            << partly << without << nobody << Verdict::failure << u"freeBesideAgent"_s
+            << u"does not hold it"_s;
         QTest::newRow("partly taken")
             << partly << alone << nobody << Verdict::warning << u"partlyTaken"_s << u"Caps Lock"_s;
     }

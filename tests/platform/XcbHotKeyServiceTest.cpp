@@ -89,6 +89,7 @@ private Q_SLOTS:
     void letsKeysThroughThatArePressedWhileItIsHeld();
     void runsOnWhenAnotherProgramHasTheKey();
     void keepsWhatCombinationsItCanGet();
+    void isNotRegisteredWithLockKeysOnly();
     void triesAgainWhenTheLayoutChanges();
     void givesTheKeyUpWhenItIsUnregistered();
     void givesTheKeyUpWhenTheServiceEnds();
@@ -444,6 +445,21 @@ void XcbHotKeyServiceTest::keepsWhatCombinationsItCanGet()
     QCOMPARE(presses, 1);
 }
 
+void XcbHotKeyServiceTest::isNotRegisteredWithLockKeysOnly()
+{
+    QVERIFY(grab(Keyboard::b, superShift));
+    registerKey();
+    QVERIFY(!hotKey);
+    keyboard.type({ Keyboard::capsLock });
+    pressHotKey();
+    keyboard.type({ Keyboard::capsLock });
+    QVERIFY(settle());
+    QCOMPARE(presses, 1);
+    service.reset();
+    ungrabAll();
+    QVERIFY2(grab(Keyboard::b, XCB_MOD_MASK_ANY), "something was kept");
+}
+
 void XcbHotKeyServiceTest::triesAgainWhenTheLayoutChanges()
 {
     QVERIFY(grab(Keyboard::n, XCB_MOD_MASK_ANY));
@@ -493,6 +509,7 @@ void XcbHotKeyServiceTest::tellsWhetherTheKeyIsToBeHad_data()
     using Modifiers = std::optional<std::uint16_t>;
     QTest::newRow("free") << Modifiers() << HotKeyAvailability::available;
     QTest::newRow("taken") << Modifiers(XCB_MOD_MASK_ANY) << HotKeyAvailability::taken;
+    QTest::newRow("taken without lock keys") << Modifiers(superShift) << HotKeyAvailability::taken;
     QTest::newRow("taken with a lock key on")
         << Modifiers(superShift | XCB_MOD_MASK_LOCK) << HotKeyAvailability::partlyTaken;
 }

@@ -106,15 +106,10 @@ private:
         file.write(content);
     }
 
-    static void grabHotKey(XcbConnection& x)
+    static void grabHotKey(XcbConnection& x, std::uint16_t modifiers = XCB_MOD_MASK_ANY)
     {
-        const auto request = xcb_grab_key_checked(x.get(),
-                                                  0,
-                                                  x.root(),
-                                                  XCB_MOD_MASK_ANY,
-                                                  Keyboard::b,
-                                                  XCB_GRAB_MODE_ASYNC,
-                                                  XCB_GRAB_MODE_ASYNC);
+        const auto request = xcb_grab_key_checked(
+            x.get(), 0, x.root(), modifiers, Keyboard::b, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
         QVERIFY(!XcbOwned<xcb_generic_error_t>(xcb_request_check(x.get(), request)));
     }
 
@@ -219,10 +214,19 @@ private Q_SLOTS:
         QVERIFY(session->openPanel());
     }
 
+    void findsTheHotKeyTakenBesideTheAgent_data()
+    {
+        QTest::addColumn<std::uint16_t>("modifiers");
+        QTest::newRow("whatever else is on") << std::uint16_t { XCB_MOD_MASK_ANY };
+        QTest::newRow("without lock keys")
+            << static_cast<std::uint16_t>(XCB_MOD_MASK_4 | XCB_MOD_MASK_SHIFT);
+    }
+
     void findsTheHotKeyTakenBesideTheAgent()
     {
+        QFETCH(const std::uint16_t, modifiers);
         const auto other = XcbConnection::open();
-        grabHotKey(*other);
+        grabHotKey(*other, modifiers);
         QVERIFY(session->launch());
         QCOMPARE(examine(surroundings()).check(u"hotKey"_s).value(u"state"_s).toString(),
                  u"taken"_s);
