@@ -8,6 +8,7 @@
 #include "platform/TerminationSignals.h"
 
 #include <QApplication>
+#include <QLocale>
 #include <QPointer>
 #include <QSessionManager>
 
@@ -96,6 +97,12 @@ void neverRestartWithTheSession(const QGuiApplication& application)
             Qt::DirectConnection);
 }
 
+/// That of the language the session is in; the toolkit goes by translations alone.
+Qt::LayoutDirection readingDirection()
+{
+    return QLocale(QLocale::system().uiLanguages().value(0)).textDirection();
+}
+
 } // namespace
 
 int Quibel_Capture_AgentApp::main(int argc, char* argv[]) // NOLINT(modernize-avoid-c-arrays)
@@ -134,6 +141,7 @@ int Quibel_Capture_AgentApp::runAgent(int argc, char* argv[], std::optional<Agen
     QApplication::setApplicationName(u"quibel-capture-agent"_s);
     QApplication::setApplicationDisplayName(u"Quibel"_s);
     QApplication::setDesktopFileName(u"org.quibel.CaptureAgent"_s);
+    QApplication::setLayoutDirection(readingDirection());
     const auto desktop = DesktopPlatform::connect();
     if (!desktop)
         return reportNoDesktop();

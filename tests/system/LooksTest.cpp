@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -53,6 +54,27 @@ private:
         return finer > 200;
     }
 
+    /// Where the middle of what is written in the uppermost row of the panel lies, from 0 at its
+    /// left edge to 1 at its right one; none while it is closed or empty.
+    [[nodiscard]] static std::optional<double> middleOfFirstRow(const AgentSession& session)
+    {
+        const QImage image = picture(session);
+        if (image.isNull())
+            return std::nullopt;
+        const QRgb paper = image.pixel(6, 6);
+        double sum = 0;
+        int count = 0;
+        for (int y = 6; y < 30; ++y)
+            for (int x = 6; x < image.width() - 6; ++x)
+                if (image.pixel(x, y) != paper) {
+                    sum += x;
+                    ++count;
+                }
+        if (count == 0)
+            return std::nullopt;
+        return sum / count / image.width();
+    }
+
     [[nodiscard]] bool movePointer(QPoint place) const
     {
         return desktop
@@ -83,6 +105,44 @@ private Q_SLOTS:
         QVERIFY(session.launch());
         QVERIFY(session.openPanel());
         QTRY_VERIFY(lightness(session) > 200);
+        session.press(u"Escape"_s);
+    }
+
+    void isMirroredWhereOneReadsFromTheRight_data()
+    {
+        QTest::addColumn<QString>("variable");
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<bool>("fromTheRight");
+        QTest::newRow("Arabic") << u"LC_ALL"_s << u"ar_EG.UTF-8"_s << true;
+        QTest::newRow("Hebrew") << u"LANG"_s << u"he_IL.UTF-8"_s << true;
+        QTest::newRow("messages") << u"LC_MESSAGES"_s << u"fa_IR.UTF-8"_s << true;
+        QTest::newRow("numbers") << u"LC_NUMERIC"_s << u"ar_EG.UTF-8"_s << false;
+        QTest::newRow("German") << u"LC_ALL"_s << u"de_DE.UTF-8"_s << false;
+        QTest::newRow("none") << u"LC_ALL"_s << u"C"_s << false;
+    }
+
+    void isMirroredWhereOneReadsFromTheRight()
+    {
+        QFETCH(const QString, variable);
+        QFETCH(const QString, language);
+        QFETCH(const bool, fromTheRight);
+        AgentSession session(desktop);
+        QProcessEnvironment speaking;
+        for (const auto& other : { u"LANGUAGE"_s, u"LC_ALL"_s, u"LC_MESSAGES"_s, u"LANG"_s })
+            speaking.insert(other, {});
+        speaking.insert(variable, language);
+        QVERIFY(movePointer({ 600, 300 }));
+        QVERIFY(session.launch(speaking));
+        QVERIFY(session.openPanel());
+        QTRY_VERIFY(middleOfFirstRow(session).has_value());
+        const double middle = middleOfFirstRow(session).value_or(0);
+        QVERIFY2(fromTheRight ? middle > 0.7 : middle < 0.3, qPrintable(QString::number(middle)));
+
+        // The keys are named by where they point, whatever the side that one reads from.
+        session.press(u"Right"_s);
+        QTRY_COMPARE(session.preferences().value(u"quibel.screenshotMode"_s).toString(), u"on"_s);
+        session.press(u"Left"_s);
+        QTRY_COMPARE(session.preferences().value(u"quibel.screenshotMode"_s).toString(), u"off"_s);
         session.press(u"Escape"_s);
     }
 
