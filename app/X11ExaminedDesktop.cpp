@@ -76,7 +76,7 @@ Patient ExaminedDesktop::patient()
         return made;
     displayAdapters = std::make_unique<DisplayAdapters>(std::move(connection));
     made.display.emplace(Patient::Display { .facts = describeDisplay(*displayAdapters->connection),
-                                            .hotKeyBoundBy = programsThatBindTheHotKey(),
+                                            .hotKeyBindings = bindingsOfTheHotKey(),
                                             .hotKeys = displayAdapters->hotKeys,
                                             .statusArea = displayAdapters->statusArea,
                                             .workspace = displayAdapters->workspace,

@@ -13,6 +13,15 @@ QJsonValue orNull(const std::optional<QString>& text)
     return text ? QJsonValue(*text) : QJsonValue();
 }
 
+QStringList programsThatBind(const Patient::Display& display, bool toAgent)
+{
+    QStringList programs;
+    for (const HotKeyBinding& binding : display.hotKeyBindings)
+        if (binding.isToAgent == toAgent)
+            programs.append(binding.program);
+    return programs;
+}
+
 Finding judgeFreeHotKeyBesideAgent()
 {
     return { .verdict = Verdict::failure,
@@ -27,10 +36,17 @@ Finding judgeTakenHotKey(const SessionBusFacts& bus, const Patient::Display& dis
     if (bus.agentHoldsHotKey.value_or(bus.agentRuns))
         return { .text = u"Super+Shift+B is held by the running agent"_s,
                  .details = { { u"state"_s, u"heldByAgent"_s } } };
-    QJsonObject details { { u"state"_s, u"taken"_s },
-                          { u"boundBy"_s, QJsonArray::fromStringList(display.hotKeyBoundBy) } };
-    if (!display.hotKeyBoundBy.isEmpty()) {
-        const QString programs = display.hotKeyBoundBy.join(u", "_s);
+    const QStringList toAgent = programsThatBind(display, true);
+    const QStringList others = programsThatBind(display, false);
+    // A key binding hands its command over on the session bus.
+    if (!toAgent.isEmpty() && others.isEmpty() && bus.state == SessionBusFacts::State::answers)
+        return { .text = u"Super+Shift+B is bound to the agent by %1"_s.arg(toAgent.join(u", "_s)),
+                 .details = { { u"state"_s, u"boundToAgent"_s },
+                              { u"boundBy"_s, QJsonArray::fromStringList(toAgent) } } };
+    const QJsonObject details { { u"state"_s, u"taken"_s },
+                                { u"boundBy"_s, QJsonArray::fromStringList(others) } };
+    if (!others.isEmpty()) {
+        const QString programs = others.join(u", "_s);
         return { .verdict = Verdict::failure,
                  .text = u"Super+Shift+B is taken; the settings of %1 bind it"_s.arg(programs),
                  .advice

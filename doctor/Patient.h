@@ -1,15 +1,15 @@
 #pragma once
 
 #include "platform/DesktopFacts.h"
+#include "platform/HotKeyService.h"
 
 #include <QProcessEnvironment>
-#include <QStringList>
 
 #include <optional>
+#include <vector>
 
 namespace quibel {
 
-class HotKeyService;
 class HttpSession;
 class Preferences;
 class ScreenCapture;
@@ -24,7 +24,7 @@ struct Patient
     struct Display
     {
         DisplayFacts facts;
-        QStringList hotKeyBoundBy; ///< The programs whose settings bind the hot key.
+        std::vector<HotKeyBinding> hotKeyBindings; ///< Of programs that tell.
         HotKeyService& hotKeys;
         StatusArea& statusArea;
         Workspace& workspace;

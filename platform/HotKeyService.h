@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -33,6 +35,15 @@ enum class HotKeyAvailability {
     available,
     partlyTaken, ///< It would work without lock keys, but not with every combination of them.
     taken,       ///< It would not work without lock keys.
+};
+
+/// A program whose own settings bind the hot key.
+struct HotKeyBinding
+{
+    QString program;
+    bool isToAgent = false; ///< It has the agent do what the hot key does.
+
+    bool operator==(const HotKeyBinding&) const = default;
 };
 
 enum class HotKeyRef : std::uint32_t {};

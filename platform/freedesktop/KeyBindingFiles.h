@@ -1,12 +1,14 @@
 #pragma once
 
-#include <QStringList>
+#include "platform/HotKeyService.h"
+
+#include <vector>
 
 namespace quibel {
 
 /// The programs whose settings, in files that can be read, bind Super+Shift+B to something.
 ///
 /// Source: the files of Openbox, Xfce, i3 and sxhkd. Others are not known.
-[[nodiscard]] QStringList programsThatBindTheHotKey();
+[[nodiscard]] std::vector<HotKeyBinding> bindingsOfTheHotKey();
 
 } // namespace quibel

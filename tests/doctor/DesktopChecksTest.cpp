@@ -74,7 +74,7 @@ private Q_SLOTS:
         using Bus = SessionBusFacts;
         QTest::addColumn<HotKeyAvailability>("availability");
         QTest::addColumn<SessionBusFacts>("bus");
-        QTest::addColumn<QStringList>("boundBy");
+        QTest::addColumn<std::vector<HotKeyBinding>>("bindings");
         QTest::addColumn<Verdict>("verdict");
         QTest::addColumn<QString>("state");
         QTest::addColumn<QString>("said");
@@ -86,8 +86,12 @@ private Q_SLOTS:
         const auto free = HotKeyAvailability::available;
         const auto partly = HotKeyAvailability::partlyTaken;
         const auto taken = HotKeyAvailability::taken;
-        const QStringList nobody;
-        const QStringList some { u"Openbox"_s, u"sxhkd"_s };
+        using Bindings = std::vector<HotKeyBinding>;
+        const Bindings nobody;
+        const Bindings some { { .program = u"Openbox"_s }, { .program = u"sxhkd"_s } };
+        const Bindings toAgent { { .program = u"Openbox"_s, .isToAgent = true } };
+        const Bindings both { { .program = u"Openbox"_s, .isToAgent = true },
+                              { .program = u"sxhkd"_s } };
         QTest::newRow("free") << free << alone << nobody << Verdict::fine << u"free"_s
                               << u"could be grabbed"_s;
         QTest::newRow("free, no bus")
@@ -105,6 +109,17 @@ private Q_SLOTS:
                                << u"another program"_s;
         QTest::newRow("taken, by whom")
             << taken << alone << some << Verdict::failure << u"taken"_s << u"Openbox, sxhkd"_s;
+        QTest::newRow("bound to the agent") << taken << without << toAgent << Verdict::fine
+                                            << u"boundToAgent"_s << u"to the agent by Openbox"_s;
+        QTest::newRow("bound to the agent, which does not run yet")
+            << taken << alone << toAgent << Verdict::fine << u"boundToAgent"_s
+            << u"to the agent by Openbox"_s;
+        QTest::newRow("bound to the agent, which cannot be reached")
+            << taken << noBus << toAgent << Verdict::failure << u"taken"_s
+            << u"without a session bus"_s;
+        QTest::newRow("bound to the agent and to something else")
+            << taken << without << both << Verdict::failure << u"taken"_s
+            << u"the settings of sxhkd bind it"_s;
         QTest::newRow("taken, no bus") << taken << noBus << nobody << Verdict::failure << u"taken"_s
                                        << u"without a session bus"_s;
         QTest::newRow("free without lock keys beside the agent")
@@ -118,18 +133,20 @@ private Q_SLOTS:
     {
         QFETCH(const HotKeyAvailability, availability);
         QFETCH(const SessionBusFacts, bus);
-        QFETCH(const QStringList, boundBy);
+        QFETCH(const std::vector<HotKeyBinding>, bindings);
         QFETCH(const Verdict, verdict);
         QFETCH(const QString, state);
         QFETCH(const QString, said);
         Patient::Display examined = display({ .server = u"X11"_s, .windowManager = {} });
-        examined.hotKeyBoundBy = boundBy;
+        examined.hotKeyBindings = bindings;
         const Finding finding = judgeHotKey(availability, bus, examined);
         QCOMPARE(finding.verdict, verdict);
         QCOMPARE(finding.details.value(u"state"_s).toString(), state);
         QVERIFY2(finding.text.contains(said), qPrintable(finding.text));
         QCOMPARE(finding.advice.isEmpty(), verdict == Verdict::fine);
-        QVERIFY(finding.advice.contains(boundBy.join(u", "_s)));
+        if (said.contains(u"sxhkd"_s))
+            QVERIFY(finding.advice.contains(said.contains(u"Openbox"_s) ? u"of Openbox, sxhkd"_s
+                                                                        : u"of sxhkd"_s));
     }
 
     void judgesTheTray_data()
@@ -238,7 +255,7 @@ private:
     [[nodiscard]] Patient::Display display(const DisplayFacts& facts)
     {
         return { .facts = facts,
-                 .hotKeyBoundBy = {},
+                 .hotKeyBindings = {},
                  .hotKeys = hotKeys,
                  .statusArea = statusArea,
                  .workspace = workspace,

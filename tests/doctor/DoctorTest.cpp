@@ -187,7 +187,7 @@ private:
             made.display.emplace(Patient::Display { .facts = { .server = u"X11"_s,
                                                                .windowManager = u"Openbox"_s,
                                                                .keepsCoveredWindows = true },
-                                                    .hotKeyBoundBy = {},
+                                                    .hotKeyBindings = {},
                                                     .hotKeys = desktop->hotKeys,
                                                     .statusArea = desktop->statusArea,
                                                     .workspace = desktop->workspace,

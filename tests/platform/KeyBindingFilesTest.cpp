@@ -22,36 +22,94 @@ private Q_SLOTS:
         qputenv("XDG_CONFIG_DIRS", (folder->path() + u"/nowhere"_s).toUtf8());
     }
 
-    void findsNobodyWithoutFiles() { QCOMPARE(programsThatBindTheHotKey(), QStringList()); }
+    void findsNobodyWithoutFiles() { QVERIFY(bindingsOfTheHotKey().empty()); }
 
     void findsWhoBindsTheKey_data()
     {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QStringList>("programs");
+        QTest::addColumn<QStringList>("toAgent");
         const auto openbox = u"openbox/rc.xml"_s;
         const auto xfce = u"xfce4/xfconf/xfce-perchannel-xml/xfce4-keyboard-shortcuts.xml"_s;
-        QTest::newRow("Openbox") << openbox << QByteArray(R"(<keybind key="W-S-b"><action/>)")
-                                 << QStringList { u"Openbox"_s };
-        QTest::newRow("Openbox, the other way round")
-            << openbox << QByteArray(R"(<keybind key="S-W-B">)") << QStringList { u"Openbox"_s };
-        QTest::newRow("Openbox, another key")
-            << openbox << QByteArray(R"(<keybind key="W-b"><keybind key="W-S-bracketleft">)")
-            << QStringList();
-        QTest::newRow("Xfce") << xfce
-                              << QByteArray(
-                                     R"(<property name="&lt;Shift&gt;&lt;Super&gt;b" value="x"/>)")
-                              << QStringList { u"Xfce"_s };
-        QTest::newRow("Xfce, another key")
-            << xfce << QByteArray(R"(<property name="&lt;Super&gt;b" value="x"/>)")
-            << QStringList();
-        QTest::newRow("i3") << u"i3/config"_s
-                            << QByteArray("set $mod Mod4\n  bindsym $mod+Shift+b exec x\n")
-                            << QStringList { u"i3"_s };
-        QTest::newRow("i3, a comment")
-            << u"i3/config"_s << QByteArray("# bindsym $mod+Shift+b exec x\n") << QStringList();
-        QTest::newRow("sxhkd") << u"sxhkd/sxhkdrc"_s << QByteArray("super + shift + b\n\tx\n")
-                               << QStringList { u"sxhkd"_s };
+        const QStringList nobody;
+        const QStringList openboxIt { u"Openbox"_s };
+        const QStringList xfceIt { u"Xfce"_s };
+        const QStringList i3It { u"i3"_s };
+        const QStringList sxhkdIt { u"sxhkd"_s };
+        const auto row
+            = [](const char* name, const QString& path, const QByteArray& content) -> QTestData& {
+            return QTest::newRow(name) << path << content;
+        };
+        row("Openbox", openbox, R"(<keybind key="W-S-b"><action/>)") << openboxIt << nobody;
+        row("Openbox, the other way round", openbox, R"(<keybind key="S-W-B">)")
+            << openboxIt << nobody;
+        row("Openbox, another key",
+            openbox,
+            R"(<keybind key="W-b"><keybind key="W-S-bracketleft">)")
+            << nobody << nobody;
+        row("Openbox, to the agent",
+            openbox,
+            "<keybind key=\"W-S-b\">\n <action name=\"Execute\">\n"
+            "<command>/usr/bin/quibel-capture-agent --capture</command></action></keybind>")
+            << nobody << openboxIt;
+        row("Openbox, another key to the agent",
+            openbox,
+            "<keybind key=\"W-S-b\"><action/></keybind>\n<keybind key=\"W-c\">"
+            "<command>quibel-capture-agent --capture</command></keybind>")
+            << openboxIt << nobody;
+        row("Openbox, to the agent and to something else",
+            openbox,
+            "<keybind key=\"W-S-b\">quibel-capture-agent --capture</keybind>"
+            "<keybind key=\"S-W-b\">x</keybind>")
+            << openboxIt << nobody;
+        row("Openbox, another command of the agent",
+            openbox,
+            R"(<keybind key="W-S-b"><command>quibel-capture-agent --quit</command></keybind>)")
+            << openboxIt << nobody;
+        row("Openbox, a comment",
+            openbox,
+            "<!-- one\n<keybind key=\"W-S-b\"><action/></keybind> -->\n<!-- two -->")
+            << nobody << nobody;
+        row("Openbox, between comments",
+            openbox,
+            R"(<!-- one --><keybind key="W-S-b"><action/></keybind><!-- two -->)")
+            << openboxIt << nobody;
+        row("Xfce", xfce, R"(<property name="&lt;Shift&gt;&lt;Super&gt;b" value="x"/>)")
+            << xfceIt << nobody;
+        row("Xfce, to the agent",
+            xfce,
+            R"(<property name="&lt;Shift&gt;&lt;Super&gt;b" value="quibel-capture-agent --capture"/>)")
+            << nobody << xfceIt;
+        row("Xfce, another key", xfce, R"(<property name="&lt;Super&gt;b" value="x"/>)")
+            << nobody << nobody;
+        row("Xfce, a comment",
+            xfce,
+            R"(<!--<property name="&lt;Shift&gt;&lt;Super&gt;b" value="x"/>-->)")
+            << nobody << nobody;
+        const auto i3 = u"i3/config"_s;
+        row("i3", i3, "set $mod Mod4\n  bindsym $mod+Shift+b exec x\n") << i3It << nobody;
+        row("i3, by the modifier itself", i3, "bindsym --release Shift+Mod4+b exec x\n")
+            << i3It << nobody;
+        row("i3, to the agent",
+            i3,
+            "set $mod Mod4\nbindsym $mod+Shift+b exec --no-startup-id "
+            "quibel-capture-agent --capture\n")
+            << nobody << i3It;
+        row("i3, Alt is its modifier", i3, "set $mod Mod1\nbindsym $mod+Shift+b exec x\n")
+            << nobody << nobody;
+        row("i3, with another modifier as well", i3, "bindsym Control+Mod4+Shift+b exec x\n")
+            << nobody << nobody;
+        row("i3, a comment", i3, "set $mod Mod4\n# bindsym $mod+Shift+b exec x\n")
+            << nobody << nobody;
+        const auto sxhkd = u"sxhkd/sxhkdrc"_s;
+        row("sxhkd", sxhkd, "super + shift + b\n\tx\n") << sxhkdIt << nobody;
+        row("sxhkd, to the agent", sxhkd, "super + shift + b\n\tquibel-capture-agent --capture\n")
+            << nobody << sxhkdIt;
+        row("sxhkd, another key to the agent",
+            sxhkd,
+            "super + shift + b\n\tx\n\nsuper + c\n\tquibel-capture-agent --capture\n")
+            << sxhkdIt << nobody;
     }
 
     void findsWhoBindsTheKey()
@@ -59,12 +117,18 @@ private Q_SLOTS:
         QFETCH(const QString, path);
         QFETCH(const QByteArray, content);
         QFETCH(const QStringList, programs);
+        QFETCH(const QStringList, toAgent);
         QFile file(folder->filePath(path));
         QVERIFY(QDir().mkpath(QFileInfo(file).path()));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(content);
         file.close();
-        QCOMPARE(programsThatBindTheHotKey(), programs);
+        QStringList all;
+        QStringList agents;
+        for (const HotKeyBinding& binding : bindingsOfTheHotKey())
+            (binding.isToAgent ? agents : all).append(binding.program);
+        QCOMPARE(all, programs);
+        QCOMPARE(agents, toAgent);
     }
 
 private:

@@ -261,6 +261,21 @@ private Q_SLOTS:
         QCOMPARE(made.errors, QByteArray());
     }
 
+    void findsTheHotKeyBoundToTheAgent()
+    {
+        const auto other = XcbConnection::open();
+        grabHotKey(*other);
+        QVERIFY(session->launch());
+        writeConfig(u"openbox/rc.xml"_s,
+                    R"(<keybind key="W-S-b"><action name="Execute"><command>)"
+                    "quibel-capture-agent --capture</command></action></keybind>");
+        const Examination made = examine(surroundings());
+        QVERIFY(QFile::remove(configPath(u"openbox/rc.xml"_s)));
+        QCOMPARE(made.complaints(), QStringList());
+        QCOMPARE(made.exitCode, 0);
+        QCOMPARE(made.check(u"hotKey"_s).value(u"state"_s).toString(), u"boundToAgent"_s);
+    }
+
     void worksWithoutATray()
     {
         desktop.stopTray();
