@@ -28,6 +28,18 @@ std::optional<WindowNumber> findFrontmostWindowNumber(Workspace& workspace,
     return found == windows.end() ? std::nullopt : found->number;
 }
 
+std::optional<ShareableWindow> findWindowToCapture(Workspace& workspace,
+                                                   const ShareableContent& content,
+                                                   std::optional<ProcessIdentifier> process)
+{
+    const auto number = findFrontmostWindowNumber(workspace, process);
+    const auto found = std::ranges::find_if(content.windows, [&](const ShareableWindow& window) {
+        return window.number == number
+            || (process && window.ownerProcess == process && window.onScreen);
+    });
+    return found == content.windows.end() ? std::nullopt : std::optional(*found);
+}
+
 std::optional<DisplayID> findDisplayOfFrontmostWindow(Workspace& workspace,
                                                       Screens& screens,
                                                       std::optional<ProcessIdentifier> process)

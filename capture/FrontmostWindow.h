@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ScreenCapture.h"
 #include "platform/Screens.h"
 #include "platform/Workspace.h"
 
@@ -10,6 +11,15 @@ namespace quibel {
 /// The frontmost ordinary window of a process. Errors: none when it has none on screen.
 [[nodiscard]] std::optional<WindowNumber>
 findFrontmostWindowNumber(Workspace& workspace, std::optional<ProcessIdentifier> process);
+
+/// The window to picture for a process: its frontmost ordinary one, or another one on screen that
+/// lies before that.
+///
+/// Errors: none when `content` has neither.
+[[nodiscard]] std::optional<ShareableWindow>
+findWindowToCapture(Workspace& workspace,
+                    const ShareableContent& content,
+                    std::optional<ProcessIdentifier> process);
 
 /// The display that the frontmost window of a process is on, else the main display.
 ///

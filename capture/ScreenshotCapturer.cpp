@@ -88,13 +88,8 @@ void ScreenshotCapturer::begin(const RequestRef& request)
 
 void ScreenshotCapturer::captureWindow(const RequestRef& request)
 {
-    const auto number = findFrontmostWindowNumber(workspace, request->process);
-    const auto& windows = request->content.windows;
-    const auto found = std::ranges::find_if(windows, [&](const ShareableWindow& window) {
-        return window.number == number
-            || (request->process && window.ownerProcess == request->process && window.onScreen);
-    });
-    if (found == windows.end())
+    const auto found = findWindowToCapture(workspace, request->content, request->process);
+    if (!found)
         captureDisplay(request);
     else
         captureFrame(

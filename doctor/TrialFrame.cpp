@@ -51,10 +51,7 @@ void TrialFrame::plan(const ShareableContent& content)
 {
     const auto frontmost = workspace.frontmostApplication();
     const auto process = frontmost ? frontmost->processIdentifier : std::nullopt;
-    const auto number = findFrontmostWindowNumber(workspace, process);
-    const auto window = std::ranges::find_if(
-        content.windows, [&](const ShareableWindow& each) { return each.number == number; });
-    if (window != content.windows.end())
+    if (const auto window = findWindowToCapture(workspace, content, process))
         attempts.push_back({ .filter = WindowFilter { .window = window->number },
                              .size = window->frame.size().toSize(),
                              .source = TrialPicture::Source::frontWindow });

@@ -17,6 +17,11 @@ WindowInfo windowInfo(std::optional<WindowNumber> number,
     return { .number = number, .ownerProcess = owner, .name = {}, .layer = layer, .bounds = {} };
 }
 
+ShareableWindow shareable(WindowNumber number, ProcessIdentifier owner, bool onScreen = true)
+{
+    return { .number = number, .ownerProcess = owner, .onScreen = onScreen, .frame = {} };
+}
+
 WindowInfo placedWindow(ProcessIdentifier owner, std::optional<QRectF> bounds, int layer = 0)
 {
     return { .number = 1, .ownerProcess = owner, .name = {}, .layer = layer, .bounds = bounds };
@@ -72,6 +77,45 @@ private Q_SLOTS:
     {
         workspace->windows = { windowInfo(10, std::nullopt, 0) };
         QVERIFY(!findFrontmostWindowNumber(*workspace, std::nullopt));
+    }
+
+    void findsTheWindowToCapture_data()
+    {
+        QTest::addColumn<std::vector<ShareableWindow>>("windows");
+        QTest::addColumn<std::optional<WindowNumber>>("found");
+        const std::optional<WindowNumber> none;
+        QTest::newRow("its frontmost") << std::vector { shareable(10, 41), shareable(12, process) }
+                                       << std::optional<WindowNumber>(12);
+        QTest::newRow("its frontmost, off screen by now")
+            << std::vector { shareable(12, process, false), shareable(13, process) }
+            << std::optional<WindowNumber>(12);
+        QTest::newRow("another one before that")
+            << std::vector { shareable(11, process), shareable(12, process) }
+            << std::optional<WindowNumber>(11);
+        QTest::newRow("another one alone")
+            << std::vector { shareable(10, 41), shareable(13, process) }
+            << std::optional<WindowNumber>(13);
+        QTest::newRow("none on screen") << std::vector { shareable(13, process, false) } << none;
+        QTest::newRow("those of others only") << std::vector { shareable(10, 41) } << none;
+    }
+
+    void findsTheWindowToCapture()
+    {
+        QFETCH(const std::vector<ShareableWindow>, windows);
+        QFETCH(const std::optional<WindowNumber>, found);
+        workspace->windows = { windowInfo(12, process, 0) };
+        const auto window
+            = findWindowToCapture(*workspace, { .windows = windows, .displays = {} }, process);
+        QCOMPARE(window ? std::optional(window->number) : std::nullopt, found);
+    }
+
+    void findsNoWindowToCaptureForAnUnknownProcess()
+    {
+        const ShareableContent content {
+            .windows = { { .number = 12, .ownerProcess = {}, .onScreen = true, .frame = {} } },
+            .displays = {}
+        };
+        QVERIFY(!findWindowToCapture(*workspace, content, std::nullopt));
     }
 
     void choosesTheFirstScreenThatTheWindowIsOn_data()

@@ -55,6 +55,15 @@ private Q_SLOTS:
         QCOMPARE(capture->stops, 1);
     }
 
+    void takesAnotherWindowOfTheProcessAsACaptureDoes()
+    {
+        workspace->windows->clear();
+        const auto taken = take();
+        QVERIFY(taken);
+        QCOMPARE(taken->source, TrialPicture::Source::frontWindow);
+        QCOMPARE(std::get<WindowFilter>(capture->streams.front().filter).window, 3U);
+    }
+
     void takesTheDisplayWhenNoApplicationIsInFront()
     {
         workspace->frontmost.reset();
