@@ -7,6 +7,8 @@
 
 #include <QUrl>
 
+#include <algorithm>
+
 namespace quibel {
 
 using namespace Qt::StringLiterals;
@@ -55,7 +57,7 @@ struct Reply
 {
     const ServiceAddress& address;
     const HttpOutcome& outcome;
-    bool withKey = false;
+    const std::optional<QString>& key; ///< What it was sent with.
     std::optional<qint64> certificateDays;
 };
 
@@ -68,6 +70,12 @@ QString certificate(const Reply& reply)
     const bool isRefused = reply.outcome.error
         && reply.outcome.error->code == TransportErrorCode::secureConnectionFailed;
     return isRefused ? u"invalid"_s : u"unknown"_s;
+}
+
+bool hasControlCharacter(const QString& key)
+{
+    return std::ranges::any_of(
+        key, [](QChar character) { return character < u' ' || character == u'\x7f'; });
 }
 
 Finding failed(const QString& text, const QString& advice)
@@ -87,18 +95,37 @@ Finding judgeTransport(const Reply& reply)
             " right."_s);
     case TransportErrorCode::requestRefused:
         return failed(u"nothing is sent there: "_s + error.localizedDescription,
-                      u"Use an https address; http is for this machine only."_s);
+                      reply.key && hasControlCharacter(*reply.key)
+                          ? u"Paste the key anew: choose \"Connect Account…\" in the tray menu, or"
+                            " run \"quibel-capture-agent --connect-account\"."_s
+                          : u"Use an https address; http is for this machine only."_s);
     default:
         return failed(u"not reachable: "_s + error.localizedDescription,
                       adviceAboutAddress(reply.address));
     }
 }
 
+bool isSuccess(int status)
+{
+    return status >= 200 && status <= 299;
+}
+
+Finding judgeAnswerWithoutKey(const Reply& reply)
+{
+    const int status = *reply.outcome.status;
+    Finding finding { .text = u"reachable (status %1 without a key)"_s.arg(status) };
+    if (!isSuccess(status) && status != 401 && status != 403) {
+        finding.verdict = Verdict::warning;
+        finding.advice = adviceAboutAddress(reply.address);
+    }
+    return finding;
+}
+
 Finding judgeAnswer(const Reply& reply)
 {
     const int status = *reply.outcome.status;
-    if (!reply.withKey)
-        return { .text = u"reachable (status %1 without a key)"_s.arg(status) };
+    if (!reply.key)
+        return judgeAnswerWithoutKey(reply);
     const ProjectsResult result = readProjects(reply.outcome);
     if (const auto* projects = std::get_if<ProjectList>(&result))
         return { .text = u"reachable, the key is accepted, %1 %2"_s.arg(
@@ -108,7 +135,7 @@ Finding judgeAnswer(const Reply& reply)
         return failed(u"reachable, but it rejects the key (status 401)"_s,
                       u"Choose \"Connect Account…\" in the tray menu, or run"
                       " \"quibel-capture-agent --connect-account\", and paste a new key."_s);
-    if (status >= 200 && status <= 299)
+    if (isSuccess(status))
         return failed(
             u"something answers (status %1), but not with a list of projects"_s.arg(status),
             adviceAboutAddress(reply.address));
@@ -191,17 +218,18 @@ Finding judgeSecrets(const SecretFacts& secrets, const SessionBusFacts& bus)
 
 Finding judgeService(const ServiceAddress& address,
                      const HttpOutcome& outcome,
-                     bool withKey,
+                     const std::optional<QString>& key,
                      const QDateTime& now)
 {
     const Reply reply { .address = address,
                         .outcome = outcome,
-                        .withKey = withKey,
+                        .key = key,
                         .certificateDays = daysLeft(outcome, now) };
     const bool isAnswered = outcome.status && (!outcome.error || outcome.status == 401);
     Finding finding = isAnswered ? judgeAnswer(reply) : judgeTransport(reply);
     addCertificate(finding, reply);
-    const QString shown = address.url.toDisplayString();
+    const QString shown = address.url.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery
+                                                      | QUrl::RemoveFragment);
     finding.text = u"%1 (%2): %3"_s.arg(shown, origin(address.source), finding.text);
     finding.details
         = { { u"baseURL"_s, shown },

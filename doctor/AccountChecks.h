@@ -29,10 +29,11 @@ struct SecretFacts
 
 /// How the service answered one request for the projects.
 ///
-/// `withKey` tells whether the request had one; a service that asks for it is reachable then.
+/// `key` is the one that was sent, which no word of the finding repeats; a service that asks for
+/// one is reachable.
 [[nodiscard]] Finding judgeService(const ServiceAddress& address,
                                    const HttpOutcome& outcome,
-                                   bool withKey,
+                                   const std::optional<QString>& key,
                                    const QDateTime& now);
 
 /// There is no address to ask.

@@ -100,13 +100,12 @@ void Doctor::askService(const std::optional<QString>& key)
     HttpRequest request = makeGetRequest(address->url, u"api/projects"_s, key.value_or(QString()));
     if (!key)
         request.headers.clear();
-    patient.session.send(
-        request, [self = QPointer(this), withKey = key.has_value()](const HttpOutcome& outcome) {
-            if (self)
-                self->found(Subject::service,
-                            judgeService(
-                                *self->address, outcome, withKey, QDateTime::currentDateTimeUtc()));
-        });
+    patient.session.send(request, [self = QPointer(this), key](const HttpOutcome& outcome) {
+        if (self)
+            self->found(
+                Subject::service,
+                judgeService(*self->address, outcome, key, QDateTime::currentDateTimeUtc()));
+    });
 }
 
 void Doctor::found(Subject subject, Finding finding)
@@ -130,7 +129,7 @@ Finding Doctor::silence(Subject subject) const
         .status = {},
         .body = {},
     };
-    return judgeService(*address, unanswered, true, QDateTime::currentDateTimeUtc());
+    return judgeService(*address, unanswered, std::nullopt, QDateTime::currentDateTimeUtc());
 }
 
 void Doctor::finish()
