@@ -6,9 +6,24 @@ add_library(quibel_options INTERFACE)
 target_compile_features(quibel_options INTERFACE cxx_std_20)
 target_include_directories(quibel_options INTERFACE "${CMAKE_SOURCE_DIR}")
 target_compile_options(quibel_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wundef)
+  -pthread -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wundef)
 target_compile_definitions(quibel_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+
+# quibel_precompile()
+# What nearly every source includes is parsed once, not by each of them. A source includes what it
+# needs all the same.
+function(quibel_precompile)
+  set(source "${CMAKE_BINARY_DIR}/precompiled.cpp")
+  file(CONFIGURE OUTPUT "${source}" CONTENT "")
+  add_library(quibel_precompiled OBJECT "${source}")
+  set_target_properties(quibel_precompiled PROPERTIES CXX_EXTENSIONS OFF)
+  target_link_libraries(quibel_precompiled PRIVATE quibel_options Qt6::Core)
+  target_precompile_headers(quibel_precompiled PRIVATE
+    <algorithm> <chrono> <functional> <memory> <optional> <utility> <variant> <vector>
+    <QByteArray> <QDateTime> <QFile> <QHash> <QJsonArray> <QJsonDocument> <QJsonObject> <QList>
+    <QObject> <QRegularExpression> <QString> <QStringList> <QTimer> <QUrl>)
+endfunction()
 
 # quibel_library(<folder> SOURCES <files> [PUBLIC <libraries>] [PRIVATE <libraries>])
 # One folder is one static library, quibel::<folder>.
@@ -18,6 +33,7 @@ function(quibel_library name)
   add_library(quibel::${name} ALIAS quibel_${name})
   set_target_properties(quibel_${name} PROPERTIES AUTOMOC ON AUTORCC ON CXX_EXTENSIONS OFF)
   target_link_libraries(quibel_${name} PUBLIC quibel_options ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+  target_precompile_headers(quibel_${name} REUSE_FROM quibel_precompiled)
 endfunction()
 
 # quibel_program(<binary name> SOURCES <files> LIBRARIES <libraries>)
@@ -26,6 +42,7 @@ function(quibel_program name)
   add_executable(${name} ${ARG_SOURCES})
   set_target_properties(${name} PROPERTIES AUTOMOC ON CXX_EXTENSIONS OFF)
   target_link_libraries(${name} PRIVATE quibel_options ${ARG_LIBRARIES})
+  target_precompile_headers(${name} REUSE_FROM quibel_precompiled)
 endfunction()
 
 # quibel_test(<class> [SOURCES <more files>] LIBRARIES <libraries> [LABELS <labels>] [TIMEOUT <seconds>])
@@ -39,6 +56,7 @@ function(quibel_test name)
   set_target_properties(${name} PROPERTIES AUTOMOC ON CXX_EXTENSIONS OFF
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests/bin")
   target_link_libraries(${name} PRIVATE quibel_options Qt6::Test ${ARG_LIBRARIES})
+  target_precompile_headers(${name} REUSE_FROM quibel_precompiled)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES
     TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" ENVIRONMENT "${QUIBEL_TEST_ENVIRONMENT}")
