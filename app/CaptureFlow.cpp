@@ -54,7 +54,7 @@ void CaptureFlow::beginCapture(Trigger trigger)
     }
 
     const PreviousApplication previous = workspace.frontmostApplication();
-    const CaptureContext context = captureContextOf(previous);
+    const CaptureContext context = currentCaptureContext(previous);
     tracePoint("context");
     const ProjectList projects = projectStore.projects();
     const auto preferred = projectStore.preferredProject(projects);
@@ -98,7 +98,7 @@ void CaptureFlow::resendKeptCapture()
     });
 }
 
-CaptureContext CaptureFlow::captureContextOf(const PreviousApplication& frontmost)
+CaptureContext CaptureFlow::currentCaptureContext(const PreviousApplication& frontmost)
 {
     if (!frontmost)
         return { .appName = {}, .bundleID = {}, .windowTitle = frontWindowTitle(std::nullopt) };

@@ -52,7 +52,7 @@ private:
     using PreviousApplication = std::optional<RunningApplication>;
 
     void resendKeptCapture();
-    [[nodiscard]] CaptureContext captureContextOf(const PreviousApplication& frontmost);
+    [[nodiscard]] CaptureContext currentCaptureContext(const PreviousApplication& frontmost);
     [[nodiscard]] std::optional<QString>
     frontWindowTitle(std::optional<ProcessIdentifier> processIdentifier);
     [[nodiscard]] bool readSyncWarning();

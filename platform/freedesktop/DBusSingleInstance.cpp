@@ -1,5 +1,6 @@
 #include "platform/freedesktop/DBusSingleInstance.h"
 
+#include "platform/freedesktop/AgentOnBus.h"
 #include "platform/freedesktop/ApplicationInterface.h"
 
 #include <QDBusConnectionInterface>
@@ -19,8 +20,8 @@ namespace quibel {
 
 namespace {
 
-const QString busName = u"org.quibel.CaptureAgent"_s;
-const QString objectPath = u"/org/quibel/CaptureAgent"_s;
+const QString busName = QString::fromLatin1(agentBusName);
+const QString objectPath = QString::fromLatin1(agentObjectPath);
 
 constexpr std::chrono::seconds ending { 1 };
 /// Between two looks whether an agent that ends has ended.

@@ -1,5 +1,6 @@
 #include "platform/freedesktop/SessionBus.h"
 
+#include "platform/freedesktop/AgentOnBus.h"
 #include "platform/freedesktop/TimedCalls.h"
 
 #include <QFileInfo>
@@ -13,8 +14,6 @@ namespace quibel {
 namespace {
 
 constexpr auto addressVariable = "DBUS_SESSION_BUS_ADDRESS";
-constexpr auto agentName = "org.quibel.CaptureAgent";
-constexpr auto agentPath = "/org/quibel/CaptureAgent";
 
 /// None when a bus would have to be started first.
 QByteArray addressOfBus()
@@ -84,7 +83,7 @@ bool agentRuns(TimedCalls& calls, GDBusConnection* bus)
                                 .interface = "org.freedesktop.DBus",
                                 .name = "NameHasOwner",
                                 .answer = "(b)" };
-    const auto answer = call(calls, bus, nameHasOwner, g_variant_new("(s)", agentName));
+    const auto answer = call(calls, bus, nameHasOwner, g_variant_new("(s)", agentBusName));
     gboolean has = FALSE;
     if (answer)
         g_variant_get(answer.get(), "(b)", &has);
@@ -93,12 +92,12 @@ bool agentRuns(TimedCalls& calls, GDBusConnection* bus)
 
 std::optional<bool> agentHoldsHotKey(TimedCalls& calls, GDBusConnection* bus)
 {
-    const Method get { .destination = agentName,
-                       .path = agentPath,
+    const Method get { .destination = agentBusName,
+                       .path = agentObjectPath,
                        .interface = "org.freedesktop.DBus.Properties",
                        .name = "Get",
                        .answer = "(v)" };
-    const auto answer = call(calls, bus, get, g_variant_new("(ss)", agentName, "HoldsHotKey"));
+    const auto answer = call(calls, bus, get, g_variant_new("(ss)", agentBusName, "HoldsHotKey"));
     if (!answer)
         return std::nullopt;
     GVariant* property = nullptr;
