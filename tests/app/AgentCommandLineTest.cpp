@@ -59,6 +59,26 @@ private Q_SLOTS:
         }
     }
 
+    void tellsTheDiagnosisAsJsonWhenAsked_data()
+    {
+        QTest::addColumn<QStringList>("words");
+        QTest::addColumn<bool>("json");
+        QTest::newRow("table") << QStringList(u"--doctor"_s) << false;
+        QTest::newRow("JSON") << QStringList({ u"--doctor"_s, u"--json"_s }) << true;
+        QTest::newRow("JSON first") << QStringList({ u"--json"_s, u"--doctor"_s }) << true;
+    }
+
+    void tellsTheDiagnosisAsJsonWhenAsked()
+    {
+        QFETCH(const QStringList, words);
+        QFETCH(const bool, json);
+        const auto parsed = parse(words);
+        const auto* line = std::get_if<CommandLine>(&parsed);
+        QVERIFY(line != nullptr);
+        QCOMPARE(line->command, Command::doctor);
+        QCOMPARE(line->json, json);
+    }
+
     void refusesWhatItDoesNotKnow_data()
     {
         QTest::addColumn<QStringList>("words");
@@ -117,6 +137,7 @@ private Q_SLOTS:
                                     u"--connect-account"_s,
                                     u"--quit"_s,
                                     u"--autostart on|off|status"_s,
+                                    u"--doctor"_s,
                                     u"--version"_s,
                                     u"--help"_s })
             QTest::newRow(qPrintable(option)) << option;

@@ -3,6 +3,7 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 
+#include <functional>
 #include <optional>
 
 namespace quibel::testing {
@@ -16,10 +17,14 @@ struct AgentRun
 
     /// None when it crashes, or does not end.
     [[nodiscard]] static std::optional<AgentRun> of(const QProcessEnvironment& environment,
-                                                    const QStringList& arguments)
+                                                    const QStringList& arguments,
+                                                    const std::function<void(QProcess&)>& prepare
+                                                    = {})
     {
         QProcess process;
         process.setProcessEnvironment(environment);
+        if (prepare)
+            prepare(process);
         process.start(program(), arguments);
         if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit)
             return std::nullopt;

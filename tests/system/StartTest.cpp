@@ -5,6 +5,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <array>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
@@ -19,7 +24,9 @@ private:
 
     /// No bus either: an agent that runs on the desktop of whoever runs this must not hear of it.
     [[nodiscard]] std::optional<AgentRun> run(const QString& display,
-                                              const QStringList& arguments) const
+                                              const QStringList& arguments,
+                                              const std::function<void(QProcess&)>& prepare
+                                              = {}) const
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.remove(u"QT_QPA_PLATFORM"_s);
@@ -30,7 +37,7 @@ private:
         environment.insert(u"XDG_CONFIG_DIRS"_s, home.path() + u"/system"_s);
         if (!display.isEmpty())
             environment.insert(u"DISPLAY"_s, display);
-        return AgentRun::of(environment, arguments);
+        return AgentRun::of(environment, arguments, prepare);
     }
 
 private Q_SLOTS:
@@ -70,6 +77,32 @@ private Q_SLOTS:
         QCOMPARE(end->exitCode, 2);
         QCOMPARE(end->output, QByteArray());
         QVERIFY(end->errors.contains("frobnicate"));
+    }
+
+    void endsWithItsCodeAlsoWhenNobodyReadsItsAnswer_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("version") << QStringList(u"--version"_s) << 0;
+        QTest::newRow("use") << QStringList(u"--help"_s) << 0;
+        QTest::newRow("quit") << QStringList(u"--quit"_s) << 0;
+        QTest::newRow("not at login") << QStringList({ u"--autostart"_s, u"status"_s }) << 1;
+        QTest::newRow("diagnosis") << QStringList(u"--doctor"_s) << 1;
+    }
+
+    void endsWithItsCodeAlsoWhenNobodyReadsItsAnswer()
+    {
+        QFETCH(const QStringList, arguments);
+        QFETCH(const int, exitCode);
+        std::array<int, 2> pipe {};
+        QCOMPARE(::pipe2(pipe.data(), O_CLOEXEC), 0);
+        ::close(pipe[0]);
+        const auto end = run({}, arguments, [&pipe](QProcess& process) {
+            process.setChildProcessModifier([&pipe] { ::dup2(pipe[1], STDOUT_FILENO); });
+        });
+        ::close(pipe[1]);
+        QVERIFY(end);
+        QCOMPARE(end->exitCode, exitCode);
     }
 
     void hasNothingToQuitWhenNothingRuns()
