@@ -1,5 +1,6 @@
 #include "platform/freedesktop/DBusSingleInstance.h"
 #include "platform/freedesktop/SessionBus.h"
+#include "tests/desktop/StoppedProcess.h"
 #include "tests/desktop/VirtualDesktop.h"
 
 #include <QCoreApplication>
@@ -61,11 +62,22 @@ private Q_SLOTS:
         QFETCH(const bool, holds);
         DBusSingleInstance agent;
         QCOMPARE(agent.takeRole(AgentCommand::capture), SingleInstance::Role::agent);
-        agent.setHoldsHotKey(holds);
+        agent.setHotKeyQuestion([holds] { return holds; });
         // The agent answers from its event loop.
         auto facts = std::async(std::launch::async, [] { return lookAtSessionBus(patience); });
         QTRY_VERIFY(facts.wait_for(0s) == std::future_status::ready);
         QCOMPARE(facts.get().agentHoldsHotKey, std::optional(holds));
+    }
+
+    void tellsABusThatIsSilentFromOneThatAnswersAndFromNone()
+    {
+        QVERIFY(!sessionBusIsSilent(patience));
+        {
+            const quibel::testing::StoppedProcess hanging(desktop.busProcess());
+            QVERIFY(sessionBusIsSilent(100ms));
+        }
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
+        QVERIFY(!sessionBusIsSilent(patience));
     }
 
     void doesNotTakeASilentAgentForASilentBus()
