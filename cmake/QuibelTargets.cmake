@@ -42,7 +42,6 @@ function(quibel_program name)
   add_executable(${name} ${ARG_SOURCES})
   set_target_properties(${name} PROPERTIES AUTOMOC ON CXX_EXTENSIONS OFF)
   target_link_libraries(${name} PRIVATE quibel_options ${ARG_LIBRARIES})
-  target_precompile_headers(${name} REUSE_FROM quibel_precompiled)
 endfunction()
 
 # quibel_test(<class> [SOURCES <more files>] LIBRARIES <libraries> [LABELS <labels>] [TIMEOUT <seconds>])
