@@ -53,11 +53,15 @@ Finding judgeTakenHotKey(const SessionBusFacts& bus, const Patient::Display& dis
                  = u"Remove that key binding of %1, then start the agent again."_s.arg(programs),
                  .details = details };
     }
+    if (bus.state != SessionBusFacts::State::answers)
+        return { .verdict = Verdict::warning,
+                 .text = u"Super+Shift+B is taken, perhaps by the agent, which cannot be asked"
+                         " without a session bus"_s,
+                 .advice = u"Press it: when no panel opens, another program has it."_s,
+                 .details = details };
     return { .verdict = Verdict::failure,
-             .text = bus.state == SessionBusFacts::State::answers
-                 ? u"Super+Shift+B is taken by another program; the X server does not tell which"_s
-                 : u"Super+Shift+B is taken; without a session bus nobody tells whether by the"
-                   " agent"_s,
+             .text
+             = u"Super+Shift+B is taken by another program; the X server does not tell which"_s,
              .advice = u"Look for it in the key bindings of %1 and of programs that wait for hot"
                        " keys, free it there, then start the agent again. Until then the tray"
                        " menu's \"Send Branch\" does the same."_s.arg(

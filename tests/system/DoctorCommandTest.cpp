@@ -409,6 +409,16 @@ private Q_SLOTS:
                     .contains(u"no session bus"_s));
     }
 
+    void doubtsTheHotKeyBesideAnAgentThatItCannotAsk()
+    {
+        QVERIFY(session->launch());
+        QProcessEnvironment environment = surroundings();
+        environment.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
+        const Examination made = examine(environment);
+        QCOMPARE(made.verdict(u"hotKey"_s), u"warning"_s);
+        QCOMPARE(made.check(u"hotKey"_s).value(u"state"_s).toString(), u"taken"_s);
+    }
+
     void runsWhereThereIsNothing()
     {
         QProcessEnvironment environment;
