@@ -11,14 +11,31 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace quibel {
 
 namespace {
 
-std::optional<QString> nonEmpty(std::optional<QString> text)
+/// Long for a store that answers; the other checks still come to their end behind one that does
+/// not.
+constexpr auto keyHold = 1s;
+
+std::optional<QString> nonEmpty(const QString& text)
 {
-    return text && !text->isEmpty() ? std::move(text) : std::nullopt;
+    return text.isEmpty() ? std::nullopt : std::optional(text);
+}
+
+std::optional<QString> keyIn(const SecretAnswer& answer)
+{
+    if (answer.status != SecretStatus::success || !answer.data || !answer.data->isValidUtf8())
+        return std::nullopt;
+    return nonEmpty(QString::fromUtf8(*answer.data));
+}
+
+std::optional<QString> keyInEnvironment(const QProcessEnvironment& environment)
+{
+    return nonEmpty(environment.value(u"QUIBEL_API_KEY"_s));
 }
 
 } // namespace
@@ -45,6 +62,7 @@ Doctor::Doctor(Patient patientToExamine)
 void Doctor::examine(QDeadlineTimer deadline, Completion whenDone)
 {
     completion = std::move(whenDone);
+    QTimer::singleShot(deadline.remainingTime(), this, [this] { finish(); });
     found(Subject::display, judgeDisplay(patient.display));
     found(Subject::preferences, judgePreferences(patient.preferencesFile));
     if (patient.display) {
@@ -55,7 +73,6 @@ void Doctor::examine(QDeadlineTimer deadline, Completion whenDone)
         found(Subject::screenCapture, needsDisplay(Verdict::failure));
     }
     examineAccount();
-    QTimer::singleShot(deadline.remainingTime(), this, [this] { finish(); });
 }
 
 void Doctor::examineDisplay(const Patient::Display& display)
@@ -77,17 +94,30 @@ void Doctor::examineDisplay(const Patient::Display& display)
 
 void Doctor::examineAccount()
 {
-    SecretFacts secrets { .store = patient.secretItems.state() };
-    std::optional<QString> key;
+    const SecretStoreState store = patient.secretItems.state();
+    std::optional<SecretAnswer> answer = SecretAnswer {};
     // One that does not answer would not do so the second time either.
-    if (secrets.store != SecretStoreState::absent)
-        key = nonEmpty(makeAgentKeychain(patient.secretItems).read());
-    secrets.keyIsStored = key.has_value();
-    if (!key)
-        key = nonEmpty(patient.environment.value(u"QUIBEL_API_KEY"_s));
-    secrets.keyIsInEnvironment = !secrets.keyIsStored && key;
+    if (store != SecretStoreState::absent) {
+        const KeychainService keychain = makeAgentKeychain(patient.secretItems);
+        answer = patient.secretItems.copyMatchingWithin(
+            keyHold,
+            { .service = keychain.service, .account = keychain.account },
+            *this,
+            [this, store](const SecretAnswer& late) { keyRead(store, keyIn(late)); });
+    }
+    const auto key = answer ? keyIn(*answer) : std::nullopt;
+    if (answer)
+        keyRead(store, key);
+    askService(key ? key : keyInEnvironment(patient.environment));
+}
+
+void Doctor::keyRead(SecretStoreState store, const std::optional<QString>& key)
+{
+    const SecretFacts secrets { .store = store,
+                                .keyIsStored = key.has_value(),
+                                .keyIsInEnvironment
+                                = !key && keyInEnvironment(patient.environment) };
     found(Subject::secretService, judgeSecrets(secrets, patient.sessionBus));
-    askService(key);
 }
 
 void Doctor::askService(const std::optional<QString>& key)

@@ -4,6 +4,7 @@
 #include "doctor/Check.h"
 #include "doctor/Patient.h"
 #include "doctor/TrialFrame.h"
+#include "platform/SecretItems.h"
 
 #include <QDeadlineTimer>
 #include <QObject>
@@ -53,6 +54,7 @@ private:
     [[nodiscard]] static const std::vector<Named>& subjects();
     void examineDisplay(const Patient::Display& display);
     void examineAccount();
+    void keyRead(SecretStoreState store, const std::optional<QString>& key);
     void askService(const std::optional<QString>& key);
     void found(Subject subject, Finding finding);
     /// What is said of something that has not answered in time.

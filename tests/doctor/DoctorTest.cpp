@@ -114,6 +114,38 @@ private Q_SLOTS:
         QCOMPARE(finding(diagnosis, u"secretService"_s).verdict, Verdict::failure);
     }
 
+    void asksTheServiceWithoutAKeyThatDoesNotCome()
+    {
+        desktop->secretItems.slow = true;
+        const auto diagnosis = examine([&] { answer(401, {}); }, 300ms);
+        QCOMPARE(desktop->secretItems.holds.size(), 1U);
+        QVERIFY(desktop->secretItems.holds.front() <= 1s);
+        QVERIFY(desktop->session.requests.front().headers.empty());
+        QCOMPARE(finding(diagnosis, u"service"_s).verdict, Verdict::fine);
+        const Finding secrets = finding(diagnosis, u"secretService"_s);
+        QCOMPARE(secrets.verdict, Verdict::failure);
+        QCOMPARE(secrets.text, u"no answer in time"_s);
+    }
+
+    void takesAKeyThatComesLate()
+    {
+        desktop->secretItems.slow = true;
+        const auto diagnosis = examine([&] {
+            answer(401, {});
+            QVERIFY(desktop->secretItems.answerLate());
+        });
+        QCOMPARE(finding(diagnosis, u"secretService"_s).verdict, Verdict::fine);
+        QVERIFY(isHealthy(diagnosis));
+    }
+
+    void takesAKeyThatIsNotTextForNone()
+    {
+        desktop->secretItems.items.front().second = "sk_\xff";
+        const auto diagnosis = examine([&] { answer(401, {}); });
+        QVERIFY(desktop->session.requests.front().headers.empty());
+        QCOMPARE(finding(diagnosis, u"secretService"_s).verdict, Verdict::failure);
+    }
+
     void registersNoHotKey()
     {
         desktop->hotKeys.available = HotKeyAvailability::taken;
