@@ -20,8 +20,10 @@ public:
 
     /// Before the application object is made: has the toolkit use the window system whose adapters
     /// there are.
+    static void preferWindowSystem();
+    /// The same, and asks whether that answers. Waits for a server that is silent.
     ///
-    /// Errors: false when that does not answer; the toolkit would end the program.
+    /// Errors: false when it does not answer; the toolkit would end the program.
     [[nodiscard]] static bool chooseWindowSystem();
 
     /// Errors: null when the window system does not answer.

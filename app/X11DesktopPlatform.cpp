@@ -60,12 +60,17 @@ std::unique_ptr<LoginItem> DesktopPlatform::loginItem()
     return std::make_unique<AutostartEntry>();
 }
 
-bool DesktopPlatform::chooseWindowSystem()
+void DesktopPlatform::preferWindowSystem()
 {
     // In a Wayland session the toolkit would choose Wayland, for which there are no adapters; the X
     // server of such a session serves the applications that use X11.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
+}
+
+bool DesktopPlatform::chooseWindowSystem()
+{
+    preferWindowSystem();
     return XcbConnection::serverAnswers();
 }
 

@@ -50,9 +50,9 @@ struct ExaminedDesktop::DisplayAdapters
 
 ExaminedDesktop::ExaminedDesktop()
     : sessionBus(lookAtSessionBus(patience))
-    , displayAnswers(XcbConnection::serverAnswersWithin(patience)
-                     && DesktopPlatform::chooseWindowSystem())
+    , displayAnswers(XcbConnection::serverAnswersWithin(patience))
 {
+    DesktopPlatform::preferWindowSystem();
     if (sessionBus.state != SessionBusFacts::State::answers)
         doWithoutSessionBus();
     // No session is to remember this program, and none that hangs is to hold it up.
