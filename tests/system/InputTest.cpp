@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -148,8 +149,13 @@ private Q_SLOTS:
 
     void aHotKeyThatIsTakenIsReportedAndTheAgentRunsOn()
     {
+        // In a session of its own on the same display, so that it does not join the first one.
+        const QTemporaryDir runtime;
+        QProcessEnvironment elsewhere;
+        elsewhere.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
+        elsewhere.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s);
         AgentSession second(desktop);
-        QVERIFY(second.launch());
+        QVERIFY(second.launch(elsewhere));
         QTRY_COMPARE(second.errors().count('\n'), 1);
         QVERIFY(second.errors().contains("Super+Shift+B is taken"));
         QVERIFY(second.isRunning());
