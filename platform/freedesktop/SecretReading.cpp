@@ -4,6 +4,7 @@
 #include "platform/freedesktop/LibsecretHandles.h"
 #include "platform/freedesktop/ResultReceiver.h"
 
+#include <array>
 #include <utility>
 
 namespace quibel {
@@ -72,19 +73,33 @@ void SecretReading::takeFound(GAsyncResult* result)
 
 void SecretReading::readSecret(const gchar* path)
 {
-    secret_service_get_secret_for_dbus_path(
-        service.get(),
-        path,
-        deadline.cancellable(),
-        ResultReceiver::callback,
-        ResultReceiver::data([this](GAsyncResult* result) { takeSecret(result); }));
+    // libsecret's own call of this kind never frees the answer, which is a kilobyte each time.
+    g_dbus_proxy_call(G_DBUS_PROXY(service.get()),
+                      "GetSecrets",
+                      g_variant_new("(^aoo)",
+                                    std::array { path, static_cast<const gchar*>(nullptr) }.data(),
+                                    secret_service_get_session_dbus_path(service.get())),
+                      G_DBUS_CALL_FLAGS_NO_AUTO_START,
+                      -1,
+                      deadline.cancellable(),
+                      ResultReceiver::callback,
+                      ResultReceiver::data([this](GAsyncResult* result) { takeSecret(result); }));
 }
 
 void SecretReading::takeSecret(GAsyncResult* result)
 {
     GLibError error;
-    const SecretValueHandle value(
-        secret_service_get_secret_for_dbus_path_finish(service.get(), result, error.receiver()));
+    const GLibHandle<GVariant> reply(
+        g_dbus_proxy_call_finish(G_DBUS_PROXY(service.get()), result, error.receiver()));
+    SecretValueHandle value;
+    if (reply && g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(a{o(oayays)})")) != FALSE) {
+        const GLibHandle<GVariant> secrets(g_variant_get_child_value(reply.get(), 0));
+        if (g_variant_n_children(secrets.get()) > 0) {
+            const GLibHandle<GVariant> entry(g_variant_get_child_value(secrets.get(), 0));
+            const GLibHandle<GVariant> secret(g_variant_get_child_value(entry.get(), 1));
+            value.reset(secret_service_decode_dbus_secret(service.get(), secret.get()));
+        }
+    }
     if (!value) {
         tryAgain();
         return;
