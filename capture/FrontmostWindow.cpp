@@ -59,4 +59,15 @@ std::optional<DisplayID> findDisplayOfFrontmostWindow(Workspace& workspace,
     return main ? main->displayID : std::nullopt;
 }
 
+std::optional<ShareableDisplay> findDisplayToCapture(Workspace& workspace,
+                                                     Screens& screens,
+                                                     const ShareableContent& content,
+                                                     std::optional<ProcessIdentifier> process)
+{
+    const auto chosen = findDisplayOfFrontmostWindow(workspace, screens, process);
+    const auto found = std::ranges::find_if(
+        content.displays, [&](const ShareableDisplay& display) { return display.id == chosen; });
+    return found == content.displays.end() ? std::nullopt : std::optional(*found);
+}
+
 } // namespace quibel

@@ -27,4 +27,14 @@ findWindowToCapture(Workspace& workspace,
 [[nodiscard]] std::optional<DisplayID> findDisplayOfFrontmostWindow(
     Workspace& workspace, Screens& screens, std::optional<ProcessIdentifier> process);
 
+/// The display to picture where no window of a process can be: the one from
+/// `findDisplayOfFrontmostWindow`.
+///
+/// Errors: none when `content` has it not.
+[[nodiscard]] std::optional<ShareableDisplay>
+findDisplayToCapture(Workspace& workspace,
+                     Screens& screens,
+                     const ShareableContent& content,
+                     std::optional<ProcessIdentifier> process);
+
 } // namespace quibel

@@ -7,17 +7,13 @@
 #include <QDateTime>
 #include <QPointer>
 
-#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace quibel {
 
 namespace {
-
-constexpr auto frameTimeout = 600ms;
 
 std::optional<ScreenshotCapture> encode(const QImage& frame, ScreenshotMetadata metadata)
 {
@@ -101,11 +97,8 @@ void ScreenshotCapturer::captureWindow(const RequestRef& request)
 
 void ScreenshotCapturer::captureDisplay(const RequestRef& request)
 {
-    const auto chosen = findDisplayOfFrontmostWindow(workspace, screens, request->process);
-    const auto& displays = request->content.displays;
-    const auto found = std::ranges::find_if(
-        displays, [&](const ShareableDisplay& display) { return display.id == chosen; });
-    if (found == displays.end())
+    const auto found = findDisplayToCapture(workspace, screens, request->content, request->process);
+    if (!found)
         finish(request, std::nullopt);
     else
         captureFrame(request, DisplayFilter { .display = found->id }, found->size, Source::display);

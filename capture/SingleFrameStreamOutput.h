@@ -10,6 +10,9 @@
 
 namespace quibel {
 
+/// How long a stream may take to its first frame.
+constexpr std::chrono::milliseconds frameTimeout { 600 };
+
 /// Hands the first frame of a stream to the one who waits for it.
 ///
 /// A frame that comes while nobody waits is dropped, so the wait is begun before the stream is

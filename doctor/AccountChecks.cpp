@@ -17,30 +17,24 @@ namespace {
 
 constexpr int soonInDays = 7;
 
-QString nameOf(ServiceAddress::Source source)
+/// Where an address comes from, for programs and for people.
+struct Origin
 {
-    switch (source) {
-    case ServiceAddress::Source::preference:
-        return u"preference"_s;
-    case ServiceAddress::Source::environment:
-        return u"environment"_s;
-    case ServiceAddress::Source::builtIn:
-        break;
-    }
-    return u"builtIn"_s;
-}
+    QString name;
+    QString told;
+};
 
-QString origin(ServiceAddress::Source source)
+Origin originOf(ServiceAddress::Source source)
 {
     switch (source) {
     case ServiceAddress::Source::preference:
-        return u"from the preference quibel.apiBaseURL"_s;
+        return { u"preference"_s, u"from the preference quibel.apiBaseURL"_s };
     case ServiceAddress::Source::environment:
-        return u"from QUIBEL_API_BASE_URL"_s;
+        return { u"environment"_s, u"from QUIBEL_API_BASE_URL"_s };
     case ServiceAddress::Source::builtIn:
         break;
     }
-    return u"built in"_s;
+    return { u"builtIn"_s, u"built in"_s };
 }
 
 QString adviceAboutAddress(const ServiceAddress& address)
@@ -230,10 +224,10 @@ Finding judgeService(const ServiceAddress& address,
     addCertificate(finding, reply);
     const QString shown = address.url.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery
                                                       | QUrl::RemoveFragment);
-    finding.text = u"%1 (%2): %3"_s.arg(shown, origin(address.source), finding.text);
+    finding.text = u"%1 (%2): %3"_s.arg(shown, originOf(address.source).told, finding.text);
     finding.details
         = { { u"baseURL"_s, shown },
-            { u"source"_s, nameOf(address.source) },
+            { u"source"_s, originOf(address.source).name },
             { u"reachable"_s, outcome.status.has_value() },
             { u"status"_s, outcome.status ? QJsonValue(*outcome.status) : QJsonValue() },
             { u"certificate"_s, certificate(reply) },

@@ -7,16 +7,11 @@
 #include <QElapsedTimer>
 #include <QPointer>
 
-#include <algorithm>
 #include <utility>
-
-using namespace std::chrono_literals;
 
 namespace quibel {
 
 namespace {
-
-constexpr auto frameTimeout = 600ms;
 
 std::chrono::milliseconds sinceStartOf(const QElapsedTimer& timer)
 {
@@ -55,10 +50,7 @@ void TrialFrame::plan(const ShareableContent& content)
         attempts.push_back({ .filter = WindowFilter { .window = window->number },
                              .size = window->frame.size().toSize(),
                              .source = TrialPicture::Source::frontWindow });
-    const auto chosen = findDisplayOfFrontmostWindow(workspace, screens, process);
-    const auto display = std::ranges::find_if(
-        content.displays, [&](const ShareableDisplay& each) { return each.id == chosen; });
-    if (display != content.displays.end())
+    if (const auto display = findDisplayToCapture(workspace, screens, content, process))
         attempts.push_back({ .filter = DisplayFilter { .display = display->id },
                              .size = display->size,
                              .source = TrialPicture::Source::display });

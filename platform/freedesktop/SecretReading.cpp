@@ -9,6 +9,25 @@
 
 namespace quibel {
 
+namespace {
+
+/// The first secret of an answer to `GetSecrets`, which maps the paths of items to their secrets.
+///
+/// Errors: null when the answer is of another type, is empty, or cannot be decoded.
+SecretValueHandle firstSecret(SecretService* service, GVariant* answer)
+{
+    if (g_variant_is_of_type(answer, G_VARIANT_TYPE("(a{o(oayays)})")) == FALSE)
+        return {};
+    const GLibHandle<GVariant> secrets(g_variant_get_child_value(answer, 0));
+    if (g_variant_n_children(secrets.get()) == 0)
+        return {};
+    const GLibHandle<GVariant> entry(g_variant_get_child_value(secrets.get(), 0));
+    const GLibHandle<GVariant> secret(g_variant_get_child_value(entry.get(), 1));
+    return SecretValueHandle(secret_service_decode_dbus_secret(service, secret.get()));
+}
+
+} // namespace
+
 SecretReading::SecretReading(GMainContext* callContext,
                              SecretConnection& serviceConnection,
                              SecretIdentity wanted,
@@ -91,15 +110,7 @@ void SecretReading::takeSecret(GAsyncResult* result)
     GLibError error;
     const GLibHandle<GVariant> reply(
         g_dbus_proxy_call_finish(G_DBUS_PROXY(service.get()), result, error.receiver()));
-    SecretValueHandle value;
-    if (reply && g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(a{o(oayays)})")) != FALSE) {
-        const GLibHandle<GVariant> secrets(g_variant_get_child_value(reply.get(), 0));
-        if (g_variant_n_children(secrets.get()) > 0) {
-            const GLibHandle<GVariant> entry(g_variant_get_child_value(secrets.get(), 0));
-            const GLibHandle<GVariant> secret(g_variant_get_child_value(entry.get(), 1));
-            value.reset(secret_service_decode_dbus_secret(service.get(), secret.get()));
-        }
-    }
+    const SecretValueHandle value = reply ? firstSecret(service.get(), reply.get()) : nullptr;
     if (!value) {
         tryAgain();
         return;

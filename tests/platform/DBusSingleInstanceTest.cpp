@@ -1,5 +1,5 @@
 #include "platform/freedesktop/DBusSingleInstance.h"
-#include "tests/desktop/VirtualDesktop.h"
+#include "tests/desktop/RunOnDesktop.h"
 
 #include <QCoreApplication>
 #include <QDBusPendingCall>
@@ -11,7 +11,6 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-using quibel::testing::VirtualDesktop;
 
 namespace quibel {
 
@@ -138,13 +137,8 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop({ .windowManager = {} });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    const QCoreApplication application(argc, argv);
-    quibel::DBusSingleInstanceTest test;
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::DBusSingleInstanceTest>(
+        argc, argv, { .windowManager = {} });
 }
 
 #include "DBusSingleInstanceTest.moc"

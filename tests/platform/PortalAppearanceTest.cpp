@@ -1,14 +1,12 @@
 #include "platform/freedesktop/PortalAppearance.h"
-#include "tests/desktop/VirtualDesktop.h"
+#include "tests/desktop/RunOnDesktop.h"
 #include "tests/platform/SettingsPortal.h"
 
-#include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 using quibel::testing::SettingsPortal;
-using quibel::testing::VirtualDesktop;
 
 namespace quibel {
 
@@ -97,13 +95,8 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop({ .windowManager = {} });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    const QCoreApplication application(argc, argv);
-    quibel::PortalAppearanceTest test;
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::PortalAppearanceTest>(
+        argc, argv, { .windowManager = {} });
 }
 
 #include "PortalAppearanceTest.moc"

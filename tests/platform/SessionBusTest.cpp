@@ -1,9 +1,8 @@
 #include "platform/freedesktop/DBusSingleInstance.h"
 #include "platform/freedesktop/SessionBus.h"
+#include "tests/desktop/RunOnDesktop.h"
 #include "tests/desktop/StoppedProcess.h"
-#include "tests/desktop/VirtualDesktop.h"
 
-#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QFile>
@@ -154,13 +153,8 @@ private:
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop({ .windowManager = {} });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    const QCoreApplication application(argc, argv);
-    quibel::SessionBusTest test(desktop);
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::SessionBusTest>(
+        argc, argv, { .windowManager = {} });
 }
 
 #include "SessionBusTest.moc"

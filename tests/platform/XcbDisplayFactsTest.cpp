@@ -1,9 +1,8 @@
 #include "platform/x11/XcbConnection.h"
 #include "platform/x11/XcbDisplayFacts.h"
-#include "tests/desktop/VirtualDesktop.h"
+#include "tests/desktop/RunOnDesktop.h"
 #include "tests/platform/ClientWindow.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTcpServer>
 #include <QTest>
@@ -112,13 +111,7 @@ private:
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop({});
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    const QCoreApplication application(argc, argv);
-    quibel::XcbDisplayFactsTest test(desktop);
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::XcbDisplayFactsTest>(argc, argv, {});
 }
 
 #include "XcbDisplayFactsTest.moc"

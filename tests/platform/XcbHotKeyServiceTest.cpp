@@ -1,9 +1,8 @@
 #include "platform/x11/XcbHotKeyService.h"
-#include "tests/desktop/VirtualDesktop.h"
+#include "tests/desktop/RunOnDesktop.h"
 #include "tests/platform/ClientWindow.h"
 #include "tests/platform/Keyboard.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryFile>
@@ -531,13 +530,8 @@ void XcbHotKeyServiceTest::tellsWhetherTheKeyIsToBeHad()
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop({ .windowManager = {} });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    const QCoreApplication application(argc, argv);
-    quibel::XcbHotKeyServiceTest test(desktop);
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::XcbHotKeyServiceTest>(
+        argc, argv, { .windowManager = {} });
 }
 
 #include "XcbHotKeyServiceTest.moc"

@@ -1,8 +1,7 @@
 #include "platform/x11/XcbStatusArea.h"
-#include "tests/desktop/VirtualDesktop.h"
+#include "tests/desktop/RunOnDesktop.h"
 #include "tests/platform/ClientWindow.h"
 
-#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QSignalSpy>
@@ -269,13 +268,7 @@ void XcbStatusAreaTest::identifiesWhatIsThere()
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop({});
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    const QCoreApplication application(argc, argv);
-    quibel::XcbStatusAreaTest test(desktop);
-    return QTest::qExec(&test, argc, argv);
+    return quibel::testing::runOnDesktop<quibel::XcbStatusAreaTest>(argc, argv, {});
 }
 
 #include "XcbStatusAreaTest.moc"

@@ -1,8 +1,7 @@
 #include "platform/x11/XcbWindowList.h"
-#include "tests/desktop/VirtualDesktop.h"
+#include "tests/desktop/RunOnDesktop.h"
 #include "tests/platform/ClientWindow.h"
 
-#include <QGuiApplication>
 #include <QTest>
 
 #include <algorithm>
@@ -360,14 +359,10 @@ void XcbWindowListTest::listsWhatThereIsWithoutAListInStackingOrder()
 
 int main(int argc, char* argv[])
 {
-    VirtualDesktop desktop(
+    return quibel::testing::runOnDesktop<quibel::XcbWindowListTest>(
+        argc,
+        argv,
         { .windowManager = qEnvironmentVariable("QUIBEL_TEST_WINDOW_MANAGER", u"openbox"_s) });
-    if (!desktop.start())
-        return 1;
-    desktop.enter();
-    const QCoreApplication application(argc, argv);
-    quibel::XcbWindowListTest test(desktop);
-    return QTest::qExec(&test, argc, argv);
 }
 
 #include "XcbWindowListTest.moc"

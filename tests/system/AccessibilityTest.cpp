@@ -207,7 +207,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::AccessibilityTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::AccessibilityTest, QApplication>(
         argc, argv, { .keyRing = true, .tray = true, .accessibility = true });
 }
 

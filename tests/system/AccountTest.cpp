@@ -10,12 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-namespace {
-
-const QByteArray branchPath = "/api/branches/from-agent";
-
-} // namespace
-
 class AccountTest : public DesktopTest
 {
     Q_OBJECT
@@ -196,7 +190,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::AccountTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::AccountTest, QApplication>(
         argc, argv, { .keyRing = true, .tray = true });
 }
 

@@ -15,6 +15,11 @@
 
 namespace quibel::testing {
 
+/// Where the agent posts branches.
+inline const QByteArray branchPath = "/api/branches/from-agent";
+/// The preference that holds a branch that could not be sent.
+inline const QString keptKey = QStringLiteral("quibel.lastFailedCapture");
+
 /// The application that the user is working in: a window of this test, with a field that takes what
 /// is typed and a picture that can be told from any other.
 class EditorWindow : public QWidget

@@ -95,7 +95,8 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::CompanyNetworkTest>(argc, argv, {});
+    return quibel::testing::runOnDesktop<quibel::testing::CompanyNetworkTest, QApplication>(
+        argc, argv, {});
 }
 
 #include "CompanyNetworkTest.moc"

@@ -492,7 +492,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::DoctorCommandTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::DoctorCommandTest, QApplication>(
         argc, argv, { .keyRing = true, .tray = true });
 }
 

@@ -20,12 +20,6 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-namespace {
-
-const QByteArray branchPath = "/api/branches/from-agent";
-
-} // namespace
-
 /// How the agent ends when it is asked to, and what must not end it.
 class EndTest : public DesktopTest
 {
@@ -270,7 +264,7 @@ private Q_SLOTS:
 int main(int argc, char* argv[])
 {
     using namespace quibel::testing;
-    return runOnDesktop<EndTest>(argc, argv, { .keyRing = true });
+    return runOnDesktop<EndTest, QApplication>(argc, argv, { .keyRing = true });
 }
 
 #include "EndTest.moc"

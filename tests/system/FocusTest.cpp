@@ -9,12 +9,6 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-namespace {
-
-const QByteArray branchPath = "/api/branches/from-agent";
-
-} // namespace
-
 /// Runs under the window manager that QUIBEL_TEST_WINDOW_MANAGER names.
 class FocusTest : public DesktopTest
 {
@@ -130,7 +124,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::FocusTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::FocusTest, QApplication>(
         argc,
         argv,
         { .windowManager = qEnvironmentVariable("QUIBEL_TEST_WINDOW_MANAGER", u"openbox"_s),

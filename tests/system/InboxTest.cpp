@@ -64,7 +64,7 @@ private:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::InboxTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::InboxTest, QApplication>(
         argc, argv, { .keyRing = true });
 }
 

@@ -10,8 +10,6 @@ namespace quibel::testing {
 
 namespace {
 
-const QByteArray branchPath = "/api/branches/from-agent";
-
 /// Starts an input method with an engine for Korean on a private desktop.
 bool startInputMethod(VirtualDesktop& desktop)
 {
@@ -129,7 +127,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::InputMethodTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::InputMethodTest, QApplication>(
         argc, argv, { .keyRing = true }, quibel::testing::startInputMethod);
 }
 

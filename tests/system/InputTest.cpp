@@ -10,12 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-namespace {
-
-const QByteArray branchPath = "/api/branches/from-agent";
-
-} // namespace
-
 /// Keys as keyboards of the world send them.
 class InputTest : public DesktopTest
 {
@@ -166,7 +160,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::InputTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::InputTest, QApplication>(
         argc, argv, { .keyRing = true });
 }
 

@@ -10,13 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-namespace {
-
-const QByteArray branchPath = "/api/branches/from-agent";
-const QString keptKey = u"quibel.lastFailedCapture"_s;
-
-} // namespace
-
 class KeptBranchTest : public DesktopTest
 {
     Q_OBJECT
@@ -154,7 +147,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::KeptBranchTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::KeptBranchTest, QApplication>(
         argc, argv, { .keyRing = true });
 }
 

@@ -206,7 +206,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::LooksTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::LooksTest, QApplication>(
         argc,
         argv,
         { .screen = u"2280x800x24"_s, .keyRing = true },

@@ -13,7 +13,6 @@ namespace quibel::testing {
 
 namespace {
 
-const QByteArray branchPath = "/api/branches/from-agent";
 const QByteArray screenshotPath = "/api/branches/b1/screenshots";
 
 } // namespace
@@ -203,7 +202,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::MainJobTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::MainJobTest, QApplication>(
         argc, argv, { .keyRing = true, .tray = true });
 }
 

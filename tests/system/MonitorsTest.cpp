@@ -67,7 +67,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::MonitorsTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::MonitorsTest, QApplication>(
         argc,
         argv,
         { .screen = u"2280x800x24"_s, .keyRing = true },

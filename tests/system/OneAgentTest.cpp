@@ -14,13 +14,6 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-namespace {
-
-const QByteArray branchPath = "/api/branches/from-agent";
-const QString keptKey = u"quibel.lastFailedCapture"_s;
-
-} // namespace
-
 /// Starts of the program while it runs already, and what they ask of it.
 class OneAgentTest : public DesktopTest
 {
@@ -374,7 +367,7 @@ private Q_SLOTS:
 int main(int argc, char* argv[])
 {
     using namespace quibel::testing;
-    return runOnDesktop<OneAgentTest>(argc, argv, { .keyRing = true });
+    return runOnDesktop<OneAgentTest, QApplication>(argc, argv, { .keyRing = true });
 }
 
 #include "OneAgentTest.moc"

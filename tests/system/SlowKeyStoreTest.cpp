@@ -109,7 +109,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    return quibel::testing::runOnDesktop<quibel::testing::SlowKeyStoreTest>(
+    return quibel::testing::runOnDesktop<quibel::testing::SlowKeyStoreTest, QApplication>(
         argc, argv, { .keyRing = true, .tray = true });
 }
 
