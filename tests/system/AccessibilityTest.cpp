@@ -48,9 +48,7 @@ private Q_SLOTS:
     {
         AgentSession session(desktop);
         const AssistiveTool tool;
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         QVERIFY(session.openPanel());
         QTRY_COMPARE(outline(tool),
                      QStringList({ u"dialog: Quibel"_s,
@@ -140,9 +138,7 @@ private Q_SLOTS:
     {
         AgentSession session(desktop);
         AssistiveTool tool;
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         QVERIFY(session.openPanel());
         QTRY_COMPARE(tool.heard(), QStringList(u"Atlas, No screenshot"_s));
         tool.forget();
@@ -166,9 +162,7 @@ private Q_SLOTS:
         const QString line = u"Offline — not syncing"_s;
         AgentSession session(desktop);
         AssistiveTool tool;
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         QVERIFY(session.openPanel());
         QTRY_VERIFY(tool.find(u"text"_s, QString::fromLatin1(question)));
         QVERIFY(!tool.find(u"label"_s, line));

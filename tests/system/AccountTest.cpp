@@ -72,23 +72,17 @@ private Q_SLOTS:
     void aRejectedBranchSignsOutAndTheNextOneIsNotSent()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         session.service.answer(branchPath, Answer::json(401, "{}"));
-        QVERIFY(session.openPanel());
-        session.type(u"rejected"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"rejected"_s));
         QTRY_VERIFY(!session.storedKey());
         QTRY_VERIFY(!session.panel());
         QVERIFY(!session.preferences().contains(u"quibel.lastFailedCapture"_s));
 
         // Signed out, there is no project to send to: Return does nothing, Escape closes.
-        QVERIFY(session.openPanel());
-        session.type(u"unsent"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"unsent"_s));
         session.press(u"Escape"_s);
         QTRY_VERIFY(!session.panel());
         QCOMPARE(session.countOf(branchPath), 1U);
@@ -97,8 +91,7 @@ private Q_SLOTS:
     void sendBranchInTheMenuOpensThePanel()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         QVERIFY(session.chooseInMenu(AgentSession::MenuItem::sendBranch));
@@ -157,9 +150,7 @@ private Q_SLOTS:
         QVERIFY(desktop.startKeyRing());
         QVERIFY(session.storeKey("sk_again"));
         QVERIFY(editor.bringToFront());
-        QVERIFY(session.openPanel());
-        session.type(u"back"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"back"_s));
         QTRY_COMPARE(session.countOf(branchPath), 1U);
         QCOMPARE(session.service.requests().back().header("Authorization"), "Bearer sk_again"_ba);
     }

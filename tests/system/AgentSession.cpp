@@ -146,6 +146,12 @@ bool AgentSession::launch(const QProcessEnvironment& extra,
     });
 }
 
+bool AgentSession::launchConnected()
+{
+    return storeKey() && launch()
+        && waitUntil([this] { return output().contains("Loaded 2 projects from API\n"); });
+}
+
 void AgentSession::kill()
 {
     agent->kill();
@@ -271,6 +277,15 @@ bool AgentSession::openPanel() const
 {
     press(u"super+shift+b"_s);
     return waitUntil([this] { return panelHasKeyboard(); });
+}
+
+bool AgentSession::branchOff(const QString& text) const
+{
+    if (!openPanel())
+        return false;
+    type(text);
+    press(u"Return"_s);
+    return true;
 }
 
 QJsonObject AgentSession::preferences() const

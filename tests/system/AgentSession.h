@@ -60,6 +60,8 @@ public:
     [[nodiscard]] bool launch(const QProcessEnvironment& extra = {},
                               const QStringList& arguments = {},
                               const std::function<void(QProcess&)>& prepare = {});
+    /// Connects the account, starts the agent and waits until it has the list of projects.
+    [[nodiscard]] bool launchConnected();
     /// Ends the agent at once, as a crash would.
     void kill();
     /// Sends a signal to the agent.
@@ -85,6 +87,8 @@ public:
     [[nodiscard]] bool panelHasKeyboard() const;
     /// Presses the hot key and waits until the panel has the keyboard.
     [[nodiscard]] bool openPanel() const;
+    /// Opens the panel, types a line and presses Return.
+    [[nodiscard]] bool branchOff(const QString& text) const;
 
     /// The agent's icon in the tray; none while it is not shown.
     [[nodiscard]] std::optional<Window> trayIcon() const;

@@ -22,9 +22,7 @@ private:
     static void checkRoundTrip(AgentSession& session, EditorWindow& editor)
     {
         const auto sent = session.countOf(branchPath);
-        QVERIFY(session.openPanel());
-        session.type(u"thought"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"thought"_s));
         QTRY_COMPARE(session.countOf(branchPath), sent + 1);
         QTRY_VERIFY(!session.panel());
         QTRY_VERIFY(editor.isActiveWindow());
@@ -37,9 +35,7 @@ private Q_SLOTS:
     void thePanelTakesTheKeyboardAndGivesItBackTimeAndAgain()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow other(u"other"_s);
         QVERIFY(other.bringToFront());
         EditorWindow editor(u"notes"_s);
@@ -53,9 +49,7 @@ private Q_SLOTS:
     void thePanelTakesTheKeyboardOverAFullScreenWindow()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"presentation"_s);
         editor.showFullScreen();
         QVERIFY(editor.bringToFrontAsItIs());
@@ -78,9 +72,7 @@ private Q_SLOTS:
     void thePanelIsThereOnAnotherVirtualDesktop()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow first(u"first"_s);
         QVERIFY(first.bringToFront());
         checkRoundTrip(session, first);
@@ -98,9 +90,7 @@ private Q_SLOTS:
     void whatIsTypedRightBehindTheHotKeyIsInThePanel()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         QVERIFY(desktop.output(u"xdotool"_s,

@@ -27,16 +27,12 @@ private Q_SLOTS:
     void survivesAKillAndIsSentAgainByTheNextPress()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
 
         session.service.answer(branchPath, Answer::json(500, "{}"));
-        QVERIFY(session.openPanel());
-        session.type(u"keep me"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"keep me"_s));
         QTRY_VERIFY(session.preferences().contains(keptKey));
         const QByteArray kept = keptIn(session.preferences());
         QCOMPARE(kept, session.service.requests().back().body);
@@ -64,9 +60,7 @@ private Q_SLOTS:
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
                                    { u"quibel.apiBaseURL"_s, u"http://127.0.0.1:1"_s } });
         QVERIFY(session.launch());
-        QVERIFY(session.openPanel());
-        session.type(u"offline"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"offline"_s));
         QTRY_VERIFY(keptIn(session.preferences()).contains("offline"));
     }
 
@@ -79,9 +73,7 @@ private Q_SLOTS:
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
                                    { u"quibel.apiBaseURL"_s, impostor.url().toString() } });
         QVERIFY(session.launch());
-        QVERIFY(session.openPanel());
-        session.type(u"secret"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"secret"_s));
         QTRY_VERIFY(keptIn(session.preferences()).contains("secret"));
         QVERIFY(impostor.requests().empty());
     }
@@ -93,9 +85,7 @@ private Q_SLOTS:
         session.writePreferences({ { u"ProjectStore.projects"_s, QJsonArray({ u"p1"_s }) },
                                    { u"quibel.apiBaseURL"_s, u"http://service.invalid"_s } });
         QVERIFY(session.launch());
-        QVERIFY(session.openPanel());
-        session.type(u"secret"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"secret"_s));
         QTRY_VERIFY(keptIn(session.preferences()).contains("secret"));
         QTRY_VERIFY(!session.errors().isEmpty());
         QVERIFY(!session.errors().contains("sk_system"));

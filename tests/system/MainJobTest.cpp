@@ -28,9 +28,7 @@ private Q_SLOTS:
     void loadsNoLibraryForTlsWhereNoneIsSpoken()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
+        QVERIFY(session.launchConnected());
         QFile maps(u"/proc/%1/maps"_s.arg(session.processId()));
         QVERIFY(maps.open(QIODevice::ReadOnly));
         const QByteArray loaded = maps.readAll();
@@ -41,9 +39,7 @@ private Q_SLOTS:
     void carriesACaptureFromTheKeyPressToTheStoredBranch()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes.txt – Editor"_s);
         QVERIFY(editor.bringToFront());
         const QImage shown = editor.grab().toImage();
@@ -91,14 +87,10 @@ private Q_SLOTS:
     void whatIsTypedAfterReturnGoesToTheApplicationUsedBefore()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
-        QVERIFY(session.openPanel());
-        session.type(u"thought"_s);
-        session.press(u"Return"_s);
+        QVERIFY(session.branchOff(u"thought"_s));
         QTRY_VERIFY(!session.panel());
         QTRY_VERIFY(editor.isActiveWindow());
         session.type(u"work"_s);
@@ -109,8 +101,7 @@ private Q_SLOTS:
     void escapeSendsNothingAndGivesTheKeyboardBack()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         QVERIFY(session.openPanel());
@@ -126,9 +117,7 @@ private Q_SLOTS:
     void theArrowsDoNotMoveTheCaretAndAreKeptToThePanel()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         QVERIFY(session.openPanel());
@@ -175,9 +164,7 @@ private Q_SLOTS:
     void aHeldKeyOpensThePanelOnce()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         QVERIFY(desktop.output(u"xset"_s, { u"r"_s, u"rate"_s, u"50"_s, u"50"_s }));

@@ -49,9 +49,7 @@ private Q_SLOTS:
     void aWindowOnTheSecondMonitorIsCaptured()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         editor.move(1500, 100);
         QVERIFY(editor.bringToFront());
