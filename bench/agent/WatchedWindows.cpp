@@ -47,15 +47,14 @@ WatchedWindows::WatchedWindows(xcb_connection_t* connection, xcb_window_t root, 
     , ownWindow(own)
     , damageEvent(xcb_get_extension_data(connection, &xcb_damage_id)->first_event)
 {
-    const XcbOwned<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
-        x,
-        xcb_damage_query_version(x, XCB_DAMAGE_MAJOR_VERSION, XCB_DAMAGE_MINOR_VERSION),
-        nullptr));
+    const auto version
+        = xcbReply(xcb_damage_query_version_reply,
+                   x,
+                   xcb_damage_query_version(x, XCB_DAMAGE_MAJOR_VERSION, XCB_DAMAGE_MINOR_VERSION));
     const std::array<std::uint32_t, 1> mask { XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY
                                               | XCB_EVENT_MASK_FOCUS_CHANGE };
     xcb_change_window_attributes(x, root, XCB_CW_EVENT_MASK, mask.data());
-    const XcbOwned<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(x, xcb_query_tree(x, root), nullptr));
+    const auto tree = xcbReply(xcb_query_tree_reply, x, xcb_query_tree(x, root));
     const xcb_window_t* children = xcb_query_tree_children(tree.get());
     for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i)
         watch(children[i]);

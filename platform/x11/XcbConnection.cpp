@@ -69,8 +69,7 @@ xcb_atom_t XcbConnection::atom(const QByteArray& name)
         return *known;
     const auto cookie
         = xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.constData());
-    const XcbOwned<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(connection, cookie, nullptr));
+    const auto reply = xcbReply(xcb_intern_atom_reply, connection, cookie);
     const xcb_atom_t atom = reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
     if (reply)
         atoms.insert(name, atom);

@@ -13,16 +13,14 @@ bool hasExtension(XcbConnection& x, const QByteArray& name)
 {
     const auto question
         = xcb_query_extension(x.get(), static_cast<std::uint16_t>(name.size()), name.constData());
-    const XcbOwned<xcb_query_extension_reply_t> answer(
-        xcb_query_extension_reply(x.get(), question, nullptr));
+    const auto answer = xcbReply(xcb_query_extension_reply, x.get(), question);
     return answer && answer->present != 0;
 }
 
 bool hasOwner(XcbConnection& x, const QByteArray& selection)
 {
     const auto question = xcb_get_selection_owner(x.get(), x.atom(selection));
-    const XcbOwned<xcb_get_selection_owner_reply_t> answer(
-        xcb_get_selection_owner_reply(x.get(), question, nullptr));
+    const auto answer = xcbReply(xcb_get_selection_owner_reply, x.get(), question);
     return answer && answer->owner != XCB_WINDOW_NONE;
 }
 

@@ -63,14 +63,14 @@ XcbFrameGrabber::XcbFrameGrabber()
     screen = screens.data;
     // Both extensions refuse to serve a client that has not asked for the version.
     if (hasExtension(connection, xcb_composite_id)) {
-        const XcbOwned<xcb_composite_query_version_reply_t> version(
-            xcb_composite_query_version_reply(
-                connection, xcb_composite_query_version(connection, 0, 4), nullptr));
+        const auto version = xcbReply(xcb_composite_query_version_reply,
+                                      connection,
+                                      xcb_composite_query_version(connection, 0, 4));
         composes = version != nullptr;
     }
     if (hasExtension(connection, xcb_damage_id)) {
-        const XcbOwned<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
-            connection, xcb_damage_query_version(connection, 1, 1), nullptr));
+        const auto version = xcbReply(
+            xcb_damage_query_version_reply, connection, xcb_damage_query_version(connection, 1, 1));
         tellsDamage = version != nullptr;
     }
 }
@@ -96,8 +96,8 @@ QImage XcbFrameGrabber::grabArea(const QRect& area)
 {
     if (screen == nullptr)
         return {};
-    const XcbOwned<xcb_get_geometry_reply_t> root(
-        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, screen->root), nullptr));
+    const auto root
+        = xcbReply(xcb_get_geometry_reply, connection, xcb_get_geometry(connection, screen->root));
     if (!root)
         return {};
     return readImage(connection,
@@ -166,14 +166,15 @@ QImage XcbFrameGrabber::grabCovered(xcb_window_t window)
 bool XcbFrameGrabber::hasCompositor()
 {
     const std::string name = "_NET_WM_CM_S" + std::to_string(screenNumber);
-    const XcbOwned<xcb_intern_atom_reply_t> selection(xcb_intern_atom_reply(
+    const auto selection = xcbReply(
+        xcb_intern_atom_reply,
         connection,
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.c_str()),
-        nullptr));
+        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.c_str()));
     if (!selection)
         return false;
-    const XcbOwned<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-        connection, xcb_get_selection_owner(connection, selection->atom), nullptr));
+    const auto owner = xcbReply(xcb_get_selection_owner_reply,
+                                connection,
+                                xcb_get_selection_owner(connection, selection->atom));
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
@@ -192,8 +193,8 @@ std::vector<xcb_window_t> XcbFrameGrabber::lineage(xcb_window_t window)
 {
     std::vector<xcb_window_t> line { window };
     while (line.back() != screen->root) {
-        const XcbOwned<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(connection, xcb_query_tree(connection, line.back()), nullptr));
+        const auto tree
+            = xcbReply(xcb_query_tree_reply, connection, xcb_query_tree(connection, line.back()));
         if (!tree || tree->parent == XCB_WINDOW_NONE)
             return {};
         line.push_back(tree->parent);
@@ -209,16 +210,11 @@ std::optional<XcbFrameGrabber::Placement> XcbFrameGrabber::placement(xcb_window_
     const auto attributesCookie = xcb_get_window_attributes(connection, enclosing);
     const auto viewCookie = xcb_get_window_attributes(connection, window);
     const auto positionCookie = xcb_translate_coordinates(connection, window, enclosing, 0, 0);
-    const XcbOwned<xcb_get_geometry_reply_t> own(
-        xcb_get_geometry_reply(connection, ownCookie, nullptr));
-    const XcbOwned<xcb_get_geometry_reply_t> outer(
-        xcb_get_geometry_reply(connection, outerCookie, nullptr));
-    const XcbOwned<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(connection, attributesCookie, nullptr));
-    const XcbOwned<xcb_get_window_attributes_reply_t> view(
-        xcb_get_window_attributes_reply(connection, viewCookie, nullptr));
-    const XcbOwned<xcb_translate_coordinates_reply_t> position(
-        xcb_translate_coordinates_reply(connection, positionCookie, nullptr));
+    const auto own = xcbReply(xcb_get_geometry_reply, connection, ownCookie);
+    const auto outer = xcbReply(xcb_get_geometry_reply, connection, outerCookie);
+    const auto attributes = xcbReply(xcb_get_window_attributes_reply, connection, attributesCookie);
+    const auto view = xcbReply(xcb_get_window_attributes_reply, connection, viewCookie);
+    const auto position = xcbReply(xcb_translate_coordinates_reply, connection, positionCookie);
     if (!own || !outer || !attributes || !view || !position
         || view->map_state != XCB_MAP_STATE_VIEWABLE)
         return std::nullopt;
@@ -246,14 +242,10 @@ bool XcbFrameGrabber::isWhollyVisibleIn(xcb_window_t window,
     const auto parentCookie = xcb_get_geometry(connection, parent);
     const auto ownCookie = xcb_get_geometry(connection, window);
     const auto positionCookie = xcb_translate_coordinates(connection, window, parent, 0, 0);
-    const XcbOwned<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(connection, treeCookie, nullptr));
-    const XcbOwned<xcb_get_geometry_reply_t> outer(
-        xcb_get_geometry_reply(connection, parentCookie, nullptr));
-    const XcbOwned<xcb_get_geometry_reply_t> own(
-        xcb_get_geometry_reply(connection, ownCookie, nullptr));
-    const XcbOwned<xcb_translate_coordinates_reply_t> position(
-        xcb_translate_coordinates_reply(connection, positionCookie, nullptr));
+    const auto tree = xcbReply(xcb_query_tree_reply, connection, treeCookie);
+    const auto outer = xcbReply(xcb_get_geometry_reply, connection, parentCookie);
+    const auto own = xcbReply(xcb_get_geometry_reply, connection, ownCookie);
+    const auto position = xcbReply(xcb_translate_coordinates_reply, connection, positionCookie);
     if (!tree || !outer || !own || !position)
         return false;
     const QRect area(position->dst_x, position->dst_y, own->width, own->height);
@@ -275,10 +267,9 @@ bool XcbFrameGrabber::isWhollyVisibleIn(xcb_window_t window,
                                   .geometry = xcb_get_geometry(connection, *above) });
     bool covered = false;
     for (const Question& question : questions) {
-        const XcbOwned<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(connection, question.attributes, nullptr));
-        const XcbOwned<xcb_get_geometry_reply_t> geometry(
-            xcb_get_geometry_reply(connection, question.geometry, nullptr));
+        const auto attributes
+            = xcbReply(xcb_get_window_attributes_reply, connection, question.attributes);
+        const auto geometry = xcbReply(xcb_get_geometry_reply, connection, question.geometry);
         covered = covered
             || (attributes && geometry && attributes->map_state == XCB_MAP_STATE_VIEWABLE
                 && attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT

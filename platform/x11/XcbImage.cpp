@@ -95,8 +95,8 @@ bool sharesMemory(xcb_connection_t* connection)
     const auto* extension = xcb_get_extension_data(connection, &xcb_shm_id);
     if (extension == nullptr || extension->present == 0 || !isLocal(connection))
         return false;
-    const XcbOwned<xcb_shm_query_version_reply_t> version(
-        xcb_shm_query_version_reply(connection, xcb_shm_query_version(connection), nullptr));
+    const auto version
+        = xcbReply(xcb_shm_query_version_reply, connection, xcb_shm_query_version(connection));
     return version
         && std::pair(version->major_version, version->minor_version)
         >= std::pair<std::uint16_t, std::uint16_t>(1, 2);
@@ -157,8 +157,7 @@ readShared(xcb_connection_t* connection, const XcbImageSource& source, const Pix
                                           segment,
                                           0);
     xcb_shm_detach(connection, segment);
-    const XcbOwned<xcb_shm_get_image_reply_t> reply(
-        xcb_shm_get_image_reply(connection, cookie, nullptr));
+    const auto reply = xcbReply(xcb_shm_get_image_reply, connection, cookie);
     if (!reply || reply->depth != layout.depth)
         return {};
     uchar* pixels = memory->data();
@@ -174,17 +173,16 @@ QImage readOverConnection(xcb_connection_t* connection,
 {
     const QRect& area = source.area;
     const int bytesPerLine = layout.bytesPerLine(area.width());
-    XcbOwned<xcb_get_image_reply_t> reply(
-        xcb_get_image_reply(connection,
-                            xcb_get_image(connection,
-                                          XCB_IMAGE_FORMAT_Z_PIXMAP,
-                                          source.drawable,
-                                          static_cast<std::int16_t>(area.x()),
-                                          static_cast<std::int16_t>(area.y()),
-                                          static_cast<std::uint16_t>(area.width()),
-                                          static_cast<std::uint16_t>(area.height()),
-                                          allPlanes),
-                            nullptr));
+    auto reply = xcbReply(xcb_get_image_reply,
+                          connection,
+                          xcb_get_image(connection,
+                                        XCB_IMAGE_FORMAT_Z_PIXMAP,
+                                        source.drawable,
+                                        static_cast<std::int16_t>(area.x()),
+                                        static_cast<std::int16_t>(area.y()),
+                                        static_cast<std::uint16_t>(area.width()),
+                                        static_cast<std::uint16_t>(area.height()),
+                                        allPlanes));
     if (!reply || reply->depth != layout.depth
         || std::int64_t { 4 } * reply->length < std::int64_t { bytesPerLine } * area.height())
         return {};

@@ -132,8 +132,8 @@ void XcbKeyboard::readModifiers()
     super = 0;
     std::uint16_t numLock = 0;
     std::uint16_t scrollLock = 0;
-    const XcbOwned<xcb_get_modifier_mapping_reply_t> mapping(
-        xcb_get_modifier_mapping_reply(x.get(), xcb_get_modifier_mapping(x.get()), nullptr));
+    const auto mapping
+        = xcbReply(xcb_get_modifier_mapping_reply, x.get(), xcb_get_modifier_mapping(x.get()));
     if (mapping && state) {
         const xcb_keycode_t* keys = xcb_get_modifier_mapping_keycodes(mapping.get());
         const int count = xcb_get_modifier_mapping_keycodes_length(mapping.get());

@@ -28,8 +28,8 @@ xcb_window_t windowOf(QWindow& panel)
 xcb_window_t focusedWindow()
 {
     xcb_connection_t* connection = toolkitConnection();
-    const XcbOwned<xcb_get_input_focus_reply_t> reply(
-        xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+    const auto reply
+        = xcbReply(xcb_get_input_focus_reply, connection, xcb_get_input_focus(connection));
     return reply ? reply->focus : xcb_window_t { XCB_INPUT_FOCUS_POINTER_ROOT };
 }
 

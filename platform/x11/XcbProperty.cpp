@@ -21,7 +21,7 @@ askProperty(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t proper
 }
 
 XcbProperty::XcbProperty(xcb_connection_t* connection, xcb_get_property_cookie_t cookie)
-    : reply(xcb_get_property_reply(connection, cookie, nullptr))
+    : reply(xcbReply(xcb_get_property_reply, connection, cookie))
 {
 }
 

@@ -104,8 +104,8 @@ std::optional<Screen> XcbScreens::ofKeyWindow()
 
 QPoint XcbScreens::pointerLocation()
 {
-    const XcbOwned<xcb_query_pointer_reply_t> pointer(
-        xcb_query_pointer_reply(x.get(), xcb_query_pointer(x.get(), x.root()), nullptr));
+    const auto pointer
+        = xcbReply(xcb_query_pointer_reply, x.get(), xcb_query_pointer(x.get(), x.root()));
     if (!pointer)
         return QCursor::pos();
     // The toolkit rounds: at two pixels to the point, its pointer at an edge is beside the screen.

@@ -131,8 +131,7 @@ void XcbStatusArea::watchTraySelection()
     selectionEvent = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
     const auto version
         = xcb_xfixes_query_version(x.get(), XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION);
-    const XcbOwned<xcb_xfixes_query_version_reply_t> agreed(
-        xcb_xfixes_query_version_reply(x.get(), version, nullptr));
+    const auto agreed = xcbReply(xcb_xfixes_query_version_reply, x.get(), version);
     xcb_xfixes_select_selection_input(x.get(),
                                       x.root(),
                                       traySelection,
@@ -144,8 +143,7 @@ void XcbStatusArea::watchTraySelection()
 void XcbStatusArea::updateTray()
 {
     const auto question = xcb_get_selection_owner(x.get(), traySelection);
-    const XcbOwned<xcb_get_selection_owner_reply_t> answer(
-        xcb_get_selection_owner_reply(x.get(), question, nullptr));
+    const auto answer = xcbReply(xcb_get_selection_owner_reply, x.get(), question);
     const xcb_window_t owner = answer ? answer->owner : xcb_window_t { XCB_WINDOW_NONE };
     if (owner == tray)
         return;

@@ -70,7 +70,7 @@ std::optional<XcbWindowList::Candidates> XcbWindowList::candidates()
     const XcbProperty list(x.get(), listCookie);
     const XcbProperty manager(x.get(), managerCookie);
     const XcbProperty desktop(x.get(), desktopCookie);
-    const XcbOwned<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(x.get(), treeCookie, nullptr));
+    const auto tree = xcbReply(xcb_query_tree_reply, x.get(), treeCookie);
     if (!tree)
         return std::nullopt;
 
@@ -103,12 +103,9 @@ std::optional<XcbListedWindow> XcbWindowList::answer(const Question& question,
                                                      std::optional<std::uint32_t> currentDesktop)
 {
     xcb_connection_t* c = x.get();
-    const XcbOwned<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(c, question.attributes, nullptr));
-    const XcbOwned<xcb_get_geometry_reply_t> geometry(
-        xcb_get_geometry_reply(c, question.geometry, nullptr));
-    const XcbOwned<xcb_translate_coordinates_reply_t> position(
-        xcb_translate_coordinates_reply(c, question.position, nullptr));
+    const auto attributes = xcbReply(xcb_get_window_attributes_reply, c, question.attributes);
+    const auto geometry = xcbReply(xcb_get_geometry_reply, c, question.geometry);
+    const auto position = xcbReply(xcb_translate_coordinates_reply, c, question.position);
     const XcbProperty type(c, question.type);
     const XcbProperty state(c, question.state);
     const auto desktop = XcbProperty(c, question.desktop).firstValue();

@@ -16,8 +16,8 @@ bool knowsProcesses(xcb_connection_t* connection)
     const auto* extension = xcb_get_extension_data(connection, &xcb_res_id);
     if (extension == nullptr || extension->present == 0)
         return false;
-    const XcbOwned<xcb_res_query_version_reply_t> version(
-        xcb_res_query_version_reply(connection, xcb_res_query_version(connection, 1, 2), nullptr));
+    const auto version = xcbReply(
+        xcb_res_query_version_reply, connection, xcb_res_query_version(connection, 1, 2));
     return version
         && (version->server_major > 1
             || (version->server_major == 1 && version->server_minor >= 2));
@@ -59,8 +59,7 @@ std::vector<std::optional<ProcessIdentifier>> XcbWindowOwners::answer(const Ques
 {
     QHash<xcb_window_t, ProcessIdentifier> known;
     if (question.clients) {
-        const XcbOwned<xcb_res_query_client_ids_reply_t> reply(
-            xcb_res_query_client_ids_reply(x.get(), *question.clients, nullptr));
+        const auto reply = xcbReply(xcb_res_query_client_ids_reply, x.get(), *question.clients);
         auto each = reply ? xcb_res_query_client_ids_ids_iterator(reply.get())
                           : xcb_res_client_id_value_iterator_t {};
         for (; each.rem > 0; xcb_res_client_id_value_next(&each))

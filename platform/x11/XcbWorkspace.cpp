@@ -98,8 +98,7 @@ void XcbWorkspace::activate(const RunningApplication& application)
     const auto active = XcbProperty(x.get(), activeQuestion).firstValue().value_or(XCB_WINDOW_NONE);
     const auto current = XcbProperty(x.get(), currentQuestion).firstValue();
     const auto desktop = XcbProperty(x.get(), desktopQuestion).firstValue();
-    const XcbOwned<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(x.get(), attributesQuestion, nullptr));
+    const auto attributes = xcbReply(xcb_get_window_attributes_reply, x.get(), attributesQuestion);
     const bool isElsewhere = desktop && *desktop != everyDesktop && desktop != current;
     const bool isInSight = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
 
@@ -170,10 +169,8 @@ xcb_window_t XcbWorkspace::inputFocus()
 {
     const auto focusQuestion = xcb_get_input_focus(x.get());
     const auto pointerQuestion = xcb_query_pointer(x.get(), x.root());
-    const XcbOwned<xcb_get_input_focus_reply_t> focus(
-        xcb_get_input_focus_reply(x.get(), focusQuestion, nullptr));
-    const XcbOwned<xcb_query_pointer_reply_t> pointer(
-        xcb_query_pointer_reply(x.get(), pointerQuestion, nullptr));
+    const auto focus = xcbReply(xcb_get_input_focus_reply, x.get(), focusQuestion);
+    const auto pointer = xcbReply(xcb_query_pointer_reply, x.get(), pointerQuestion);
     if (!focus || !pointer)
         return XCB_WINDOW_NONE;
     const bool followsPointer
@@ -212,8 +209,7 @@ std::vector<xcb_window_t> XcbWorkspace::ancestry(xcb_window_t window)
 {
     std::vector<xcb_window_t> outwards;
     while (window > XCB_INPUT_FOCUS_POINTER_ROOT && window != x.root()) {
-        const XcbOwned<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(x.get(), xcb_query_tree(x.get(), window), nullptr));
+        const auto tree = xcbReply(xcb_query_tree_reply, x.get(), xcb_query_tree(x.get(), window));
         if (!tree)
             return {};
         outwards.push_back(window);

@@ -129,22 +129,20 @@ void ClientWindow::requestFromRoot(const QByteArray& message,
 
 bool ClientWindow::hasFocus() const
 {
-    const XcbOwned<xcb_get_input_focus_reply_t> focus(
-        xcb_get_input_focus_reply(x->get(), xcb_get_input_focus(x->get()), nullptr));
+    const auto focus = xcbReply(xcb_get_input_focus_reply, x->get(), xcb_get_input_focus(x->get()));
     return focus && focus->focus == window;
 }
 
 bool ClientWindow::isViewable() const
 {
-    const XcbOwned<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-        x->get(), xcb_get_window_attributes(x->get(), window), nullptr));
+    const auto attributes = xcbReply(
+        xcb_get_window_attributes_reply, x->get(), xcb_get_window_attributes(x->get(), window));
     return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
 void ClientWindow::sync()
 {
-    const XcbOwned<xcb_get_input_focus_reply_t> reply(
-        xcb_get_input_focus_reply(x->get(), xcb_get_input_focus(x->get()), nullptr));
+    const auto reply = xcbReply(xcb_get_input_focus_reply, x->get(), xcb_get_input_focus(x->get()));
 }
 
 void ClientWindow::handleEvent(const xcb_generic_event_t* event)
@@ -156,8 +154,8 @@ void ClientWindow::handleEvent(const xcb_generic_event_t* event)
 bool isAbove(XcbConnection& connection, xcb_window_t upper, xcb_window_t lower)
 {
     const auto treeOf = [&](xcb_window_t window) {
-        return XcbOwned<xcb_query_tree_reply_t>(xcb_query_tree_reply(
-            connection.get(), xcb_query_tree(connection.get(), window), nullptr));
+        return xcbReply(
+            xcb_query_tree_reply, connection.get(), xcb_query_tree(connection.get(), window));
     };
     const auto root = treeOf(connection.root());
     const auto* first = xcb_query_tree_children(root.get());

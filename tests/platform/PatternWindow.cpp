@@ -146,8 +146,7 @@ void PatternWindow::draw(QRect area)
 
 void PatternWindow::sync()
 {
-    const XcbOwned<xcb_get_input_focus_reply_t> reply(
-        xcb_get_input_focus_reply(x->get(), xcb_get_input_focus(x->get()), nullptr));
+    const auto reply = xcbReply(xcb_get_input_focus_reply, x->get(), xcb_get_input_focus(x->get()));
     // What came along with the reply is not announced by the socket any more.
     while (const XcbOwned<xcb_generic_event_t> event { xcb_poll_for_event(x->get()) })
         handle(event.get());

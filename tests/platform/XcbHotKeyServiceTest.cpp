@@ -274,9 +274,7 @@ void XcbHotKeyServiceTest::worksWithScrollLockOnWhereThatHasAModifier()
     registerKey();
     QTRY_VERIFY(reachesHandler(Keyboard::b));
     const auto modifiers = [this] {
-        return XcbOwned<xcb_query_pointer_reply_t>(
-                   xcb_query_pointer_reply(
-                       x->get(), xcb_query_pointer(x->get(), x->root()), nullptr))
+        return xcbReply(xcb_query_pointer_reply, x->get(), xcb_query_pointer(x->get(), x->root()))
             ->mask;
     };
     keyboard.type({ Keyboard::scrollLock });

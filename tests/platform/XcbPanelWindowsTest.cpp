@@ -104,8 +104,8 @@ private:
     }
     [[nodiscard]] xcb_window_t focus()
     {
-        const XcbOwned<xcb_get_input_focus_reply_t> reply(
-            xcb_get_input_focus_reply(x->get(), xcb_get_input_focus(x->get()), nullptr));
+        const auto reply
+            = xcbReply(xcb_get_input_focus_reply, x->get(), xcb_get_input_focus(x->get()));
         return reply->focus;
     }
     [[nodiscard]] XcbProperty property(xcb_window_t window, const QByteArray& name)
@@ -114,14 +114,15 @@ private:
     }
     [[nodiscard]] bool isViewable(xcb_window_t window)
     {
-        const XcbOwned<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(
-            x->get(), xcb_get_window_attributes(x->get(), window), nullptr));
+        const auto reply = xcbReply(
+            xcb_get_window_attributes_reply, x->get(), xcb_get_window_attributes(x->get(), window));
         return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
     }
     [[nodiscard]] QPoint originOf(xcb_window_t window)
     {
-        const XcbOwned<xcb_translate_coordinates_reply_t> reply(xcb_translate_coordinates_reply(
-            x->get(), xcb_translate_coordinates(x->get(), window, x->root(), 0, 0), nullptr));
+        const auto reply = xcbReply(xcb_translate_coordinates_reply,
+                                    x->get(),
+                                    xcb_translate_coordinates(x->get(), window, x->root(), 0, 0));
         return { reply->dst_x, reply->dst_y };
     }
     void typeInto(Panel& panel)

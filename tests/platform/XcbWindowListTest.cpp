@@ -291,8 +291,10 @@ void XcbWindowListTest::tellsBoundsInTheRootWindow()
     // The frame that the window manager drew moves the window a little.
     QVERIFY2((bounds.topLeft() - QPoint(200, 150)).manhattanLength() < 60,
              "the window is far from where it asked to be");
-    const XcbOwned<xcb_translate_coordinates_reply_t> inside(xcb_translate_coordinates_reply(
-        x->get(), xcb_translate_coordinates(x->get(), x->root(), window.id(), 205, 0), nullptr));
+    const auto inside
+        = xcbReply(xcb_translate_coordinates_reply,
+                   x->get(),
+                   xcb_translate_coordinates(x->get(), x->root(), window.id(), 205, 0));
     QCOMPARE(bounds.x(), 205 - inside->dst_x);
 }
 

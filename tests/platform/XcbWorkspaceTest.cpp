@@ -197,11 +197,8 @@ void XcbWorkspaceTest::givesTheKeyboardBackToTheVeryWindowThatHadIt()
         c, 0, inner, window.id(), 0, 0, 50, 50, 0, XCB_COPY_FROM_PARENT, 0, 0, nullptr);
     xcb_map_window(c, inner);
     xcb_set_input_focus(c, XCB_INPUT_FOCUS_PARENT, inner, XCB_CURRENT_TIME);
-    const auto focus = [c] {
-        return XcbOwned<xcb_get_input_focus_reply_t>(
-                   xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr))
-            ->focus;
-    };
+    const auto focus
+        = [c] { return xcbReply(xcb_get_input_focus_reply, c, xcb_get_input_focus(c))->focus; };
     QCOMPARE(focus(), inner);
     const auto application = workspace.frontmostApplication();
     QVERIFY(application);
