@@ -177,8 +177,10 @@ void APIKeyPanelController::install(const ProjectList& projects)
 {
     projectStore.applyFetchedProjects(projects);
     projectStore.didAttemptFetch = true;
-    if (const std::optional<QString> key = projectStore.apiKey())
-        projectStore.fetchProjects(*key);
+    projectStore.apiKey([&store = projectStore](const std::optional<QString>& key) {
+        if (key)
+            store.fetchProjects(*key);
+    });
     panel->orderOut();
 }
 

@@ -43,21 +43,12 @@ bool KeychainService::save(const QString& key)
     return status == SecretStatus::success;
 }
 
-std::optional<QString> KeychainService::read() const
+void KeychainService::read(QObject& owner, Receive receive, std::chrono::milliseconds hold) const
 {
-    return keyOf(items.copyMatching(identity()));
-}
-
-std::optional<QString>
-KeychainService::readWithin(std::chrono::milliseconds hold,
-                            QObject& owner,
-                            std::function<void(const std::optional<QString>&)> late) const
-{
-    const auto answer = items.copyMatchingWithin(
-        hold, identity(), owner, [late = std::move(late)](const SecretAnswer& answered) {
-            late(keyOf(answered));
+    items.copyMatching(
+        identity(), hold, owner, [receive = std::move(receive)](const SecretAnswer& answer) {
+            receive(keyOf(answer));
         });
-    return answer ? keyOf(*answer) : std::nullopt;
 }
 
 void KeychainService::remove()

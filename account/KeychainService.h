@@ -15,25 +15,22 @@ namespace quibel {
 /// Holds no cache: every read goes to the store, so several instances with the same identity behave
 /// as one.
 ///
-/// Thread: main; each call waits for the store.
+/// Thread: main; `save` and `remove` wait for the store.
 class KeychainService
 {
 public:
+    using Receive = std::function<void(const std::optional<QString>& key)>;
+
     KeychainService(SecretItems& items, QString service, QString account);
 
     /// Stores the key as it is, replacing any previous one. False when the store did not take it.
     [[nodiscard]] bool save(const QString& key);
 
-    /// The stored key; none when there is no item, or it cannot be read as UTF-8 text.
-    [[nodiscard]] std::optional<QString> read() const;
-
-    /// Reads as `read` does, but waits for at most `hold`. A store that does not answer by then
-    /// seems to have no key; `late` gets what was read in a later turn of the event loop, unless
-    /// `owner` is gone by then.
-    [[nodiscard]] std::optional<QString>
-    readWithin(std::chrono::milliseconds hold,
-               QObject& owner,
-               std::function<void(const std::optional<QString>&)> late) const;
+    /// Reads the stored key; none when there is no item, or it cannot be read as UTF-8 text.
+    ///
+    /// `receive` gets it once: before this returns, when the store answers within `hold`; else in a
+    /// later turn of the event loop, unless `owner` is gone by then.
+    void read(QObject& owner, Receive receive, std::chrono::milliseconds hold = {}) const;
 
     /// Removes the item, silently also when there is none.
     void remove();

@@ -100,11 +100,12 @@ void ProjectStore::recordUse(const Project& project)
     defaults.setText(lastUsedProjectKey, project.id);
 }
 
-std::optional<QString> ProjectStore::apiKey() const
+void ProjectStore::apiKey(KeychainService::Receive receive)
 {
-    if (std::optional<QString> stored = nonEmpty(keychain.read()))
-        return stored;
-    return nonEmpty(environment.value(u"QUIBEL_API_KEY"_s));
+    keychain.read(*this, [this, receive = std::move(receive)](const std::optional<QString>& key) {
+        const std::optional<QString> stored = nonEmpty(key);
+        receive(stored ? stored : nonEmpty(environment.value(u"QUIBEL_API_KEY"_s)));
+    });
 }
 
 std::optional<QUrl> ProjectStore::apiBaseURL() const

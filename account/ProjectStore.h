@@ -44,8 +44,9 @@ public:
     /// Remembers `project` as the one used last, for this run and, unless it is a mock, beyond.
     void recordUse(const Project& project);
 
-    /// The effective API key: the stored one, else the environment's; empty counts as none.
-    [[nodiscard]] std::optional<QString> apiKey() const;
+    /// Reads the effective API key: the stored one, else the environment's; empty counts as none.
+    /// `receive` gets it as from `KeychainService::read`, unless the store is gone by then.
+    void apiKey(KeychainService::Receive receive);
 
     /// Where the service is: preference, environment, built-in default; none when nothing parses.
     [[nodiscard]] std::optional<QUrl> apiBaseURL() const;

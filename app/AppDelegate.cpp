@@ -83,8 +83,10 @@ void AppDelegate::fetchProjectsOnce()
     if (projectStore.didAttemptFetch)
         return;
     projectStore.didAttemptFetch = true;
-    if (const auto key = projectStore.apiKey())
-        projectStore.fetchProjects(*key);
+    projectStore.apiKey([this](const std::optional<QString>& key) {
+        if (key)
+            projectStore.fetchProjects(*key);
+    });
 }
 
 void AppDelegate::createStatusBar()

@@ -124,17 +124,19 @@ CaptureFlow::frontWindowTitle(std::optional<ProcessIdentifier> processIdentifier
 bool CaptureFlow::readSyncWarning()
 {
     openPanel = std::make_unique<QObject>();
-    const auto key
-        = keychain.readWithin(longestHold, *openPanel, [this](const std::optional<QString>& late) {
-              capturePanelController->setSyncWarning(showsSyncWarning(late));
-          });
+    hasKey = false;
+    const auto take = [this](const std::optional<QString>& key) {
+        hasKey = !key.value_or(QString()).isEmpty();
+        capturePanelController->setSyncWarning(showsSyncWarning());
+    };
+    keychain.read(*openPanel, take, longestHold);
     tracePoint("key store");
-    return showsSyncWarning(key);
+    return showsSyncWarning();
 }
 
-bool CaptureFlow::showsSyncWarning(const std::optional<QString>& key) const
+bool CaptureFlow::showsSyncWarning() const
 {
-    return key.value_or(QString()).isEmpty() || isUnauthorized || keptCapture.failed();
+    return !hasKey || isUnauthorized || keptCapture.failed();
 }
 
 ScreenshotMode CaptureFlow::loadScreenshotMode() const

@@ -56,7 +56,7 @@ private:
     [[nodiscard]] std::optional<QString>
     frontWindowTitle(std::optional<ProcessIdentifier> processIdentifier);
     [[nodiscard]] bool readSyncWarning();
-    [[nodiscard]] bool showsSyncWarning(const std::optional<QString>& key) const;
+    [[nodiscard]] bool showsSyncWarning() const;
     [[nodiscard]] ScreenshotMode loadScreenshotMode() const;
     void saveScreenshotMode(ScreenshotMode mode);
     void handleSubmit(const QString& text,
@@ -77,6 +77,7 @@ private:
     ProjectStore& projectStore;
     KeychainService& keychain;
     const QString screenshotModeKey = QStringLiteral("quibel.screenshotMode");
+    bool hasKey = false; ///< As far as is known when the panel is shown.
     bool isUnauthorized = false;
     KeptCapture keptCapture;
     PendingScreenshot pending;

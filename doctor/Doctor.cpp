@@ -95,38 +95,37 @@ void Doctor::examineDisplay(const Patient::Display& display)
 void Doctor::examineAccount()
 {
     const SecretStoreState store = patient.secretItems.state();
-    std::optional<SecretAnswer> answer = SecretAnswer {};
+    const KeychainService keychain = makeAgentKeychain(patient.secretItems);
     // One that does not answer would not do so the second time either.
-    if (store != SecretStoreState::absent) {
-        const KeychainService keychain = makeAgentKeychain(patient.secretItems);
-        answer = patient.secretItems.copyMatchingWithin(
-            keyHold,
+    if (store == SecretStoreState::absent)
+        keyRead(store, {});
+    else
+        patient.secretItems.copyMatching(
             { .service = keychain.service, .account = keychain.account },
+            keyHold,
             *this,
-            [this, store](const SecretAnswer& late) { keyRead(store, keyIn(late)); });
-    }
-    const auto key = answer ? keyIn(*answer) : std::nullopt;
-    if (answer)
-        keyRead(store, key);
-    askService(key ? key : keyInEnvironment(patient.environment));
+            [this, store](const SecretAnswer& answer) { keyRead(store, answer); });
+    askService();
 }
 
-void Doctor::keyRead(SecretStoreState store, const std::optional<QString>& key)
+void Doctor::keyRead(SecretStoreState store, const SecretAnswer& answer)
 {
+    storedKey = keyIn(answer);
     const SecretFacts secrets { .store = store,
-                                .keyIsStored = key.has_value(),
+                                .keyIsStored = storedKey.has_value(),
                                 .keyIsInEnvironment
-                                = !key && keyInEnvironment(patient.environment) };
+                                = !storedKey && keyInEnvironment(patient.environment) };
     found(Subject::secretService, judgeSecrets(secrets, patient.sessionBus));
 }
 
-void Doctor::askService(const std::optional<QString>& key)
+void Doctor::askService()
 {
     address = findServiceAddress(patient.preferences, patient.environment);
     if (!address) {
         found(Subject::service, judgeMissingAddress());
         return;
     }
+    const auto key = storedKey ? storedKey : keyInEnvironment(patient.environment);
     HttpRequest request = makeGetRequest(address->url, u"api/projects"_s, key.value_or(QString()));
     if (!key)
         request.headers.clear();

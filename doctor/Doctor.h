@@ -54,14 +54,15 @@ private:
     [[nodiscard]] static const std::vector<Named>& subjects();
     void examineDisplay(const Patient::Display& display);
     void examineAccount();
-    void keyRead(SecretStoreState store, const std::optional<QString>& key);
-    void askService(const std::optional<QString>& key);
+    void keyRead(SecretStoreState store, const SecretAnswer& answer);
+    void askService();
     void found(Subject subject, Finding finding);
     /// What is said of something that has not answered in time.
     [[nodiscard]] Finding silence(Subject subject) const;
     void finish();
 
     Patient patient;
+    std::optional<QString> storedKey;
     std::optional<ServiceAddress> address;
     std::map<Subject, Finding> findings;
     Completion completion;

@@ -45,7 +45,7 @@ enum class SecretStoreState {
 
 /// The user's secret store (key ring), one item at a time.
 ///
-/// Thread: main. Every call is synchronous and returns within two seconds.
+/// Thread: main. Calls are synchronous and return within two seconds; to read holds nobody up.
 class SecretItems
 {
 public:
@@ -60,16 +60,14 @@ public:
     [[nodiscard]] virtual SecretStatus update(const SecretIdentity& identity,
                                               const QByteArray& data)
         = 0;
-    [[nodiscard]] virtual SecretAnswer copyMatching(const SecretIdentity& identity) = 0;
 
-    /// Reads as `copyMatching` does, but waits for at most `hold`. Without an answer by then it
-    /// yields none; `late` gets the answer in a later turn of the event loop, unless `owner` is
-    /// gone by then. Other calls may be made meanwhile.
-    [[nodiscard]] virtual std::optional<SecretAnswer>
-    copyMatchingWithin(std::chrono::milliseconds hold,
-                       const SecretIdentity& identity,
-                       QObject& owner,
-                       std::function<void(const SecretAnswer&)> late)
+    /// Reads the item. `receive` gets the answer once: before this returns, when the store answers
+    /// within `hold`; else in a later turn of the event loop, unless `owner` is gone by then. Other
+    /// calls may be made meanwhile.
+    virtual void copyMatching(const SecretIdentity& identity,
+                              std::chrono::milliseconds hold,
+                              QObject& owner,
+                              std::function<void(const SecretAnswer&)> receive)
         = 0;
 
     virtual SecretStatus remove(const SecretIdentity& identity) = 0;

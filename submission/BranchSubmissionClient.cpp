@@ -15,6 +15,8 @@ namespace quibel {
 
 namespace {
 
+const QString branchPath = u"api/branches/from-agent"_s;
+
 SubmissionError submissionError(APIError error)
 {
     switch (error) {
@@ -71,18 +73,20 @@ BranchSubmissionClient::BranchSubmissionClient(HttpSession& httpSession,
 
 void BranchSubmissionClient::submit(const QByteArray& document, const Completion& completion)
 {
-    const auto request = makeRequest(u"api/branches/from-agent"_s, document);
-    if (const auto* error = std::get_if<SubmissionError>(&request))
-        completion(*error);
-    else
-        send(std::get<HttpRequest>(request), completion);
+    prepare(branchPath, document, [this, completion](const Prepared& prepared) {
+        if (const auto* error = std::get_if<SubmissionError>(&prepared))
+            completion(*error);
+        else
+            send(std::get<HttpRequest>(prepared), completion);
+    });
 }
 
 void BranchSubmissionClient::resend(const QByteArray& document, const Completion& completion)
 {
-    const auto request = makeRequest(u"api/branches/from-agent"_s, document);
-    if (std::holds_alternative<HttpRequest>(request))
-        send(std::get<HttpRequest>(request), completion);
+    prepare(branchPath, document, [this, completion](const Prepared& prepared) {
+        if (const auto* request = std::get_if<HttpRequest>(&prepared))
+            send(*request, completion);
+    });
 }
 
 void BranchSubmissionClient::uploadPendingScreenshot()
@@ -90,46 +94,30 @@ void BranchSubmissionClient::uploadPendingScreenshot()
     if (!pending.pendingScreenshot || !pending.pendingScreenshotBranchID)
         return;
     const QString branchID = *pending.pendingScreenshotBranchID;
-    auto request = makeRequest(u"api/branches/"_s + branchID + u"/screenshots"_s, {});
-    if (std::holds_alternative<SubmissionError>(request)) {
-        failUpload(u"missing_api_key_or_base_url"_s);
-        return;
-    }
-    auto document = buildScreenshotDocument(*pending.pendingScreenshot, branchID);
-    if (!document) {
-        failUpload(u"invalid_payload"_s);
-        return;
-    }
-    std::get<HttpRequest>(request).body = *std::move(document);
-
-    const QString captureType = pending.pendingScreenshot->metadata.captureType;
-    const qint64 byteSize = pending.pendingScreenshot->data.size();
-    session.send(
-        std::get<HttpRequest>(request),
-        [self = QPointer(this), branchID, captureType, byteSize](const HttpOutcome& outcome) {
-            if (!self)
-                return;
-            if (outcome.error)
-                self->report.uploadFailed(
-                    branchID, captureType, outcome.error->localizedDescription);
-            else if (isSuccess(outcome))
-                self->report.saved(branchID, captureType, byteSize);
-            else
-                self->report.uploadFailed(branchID, captureType, u"server_error"_s);
-            self->pending.clear();
-        });
+    const QString path = u"api/branches/"_s + branchID + u"/screenshots"_s;
+    prepare(path,
+            {},
+            [this, screenshot = *pending.pendingScreenshot, branchID](const Prepared& prepared) {
+                upload(prepared, screenshot, branchID);
+            });
 }
 
-std::variant<HttpRequest, SubmissionError>
-BranchSubmissionClient::makeRequest(const QString& path, const QByteArray& json) const
+void BranchSubmissionClient::prepare(const QString& path,
+                                     const QByteArray& json,
+                                     std::function<void(const Prepared&)> proceed)
 {
-    const QString key = keychain.read().value_or(QString());
-    if (key.isEmpty())
-        return SubmissionError::noAPIKey;
-    const auto base = projectStore.apiBaseURL();
-    if (!base)
-        return SubmissionError::network;
-    return makePostRequest(*base, path, key, json);
+    keychain.read(
+        *this,
+        [this, path, json, proceed = std::move(proceed)](const std::optional<QString>& stored) {
+            const QString key = stored.value_or(QString());
+            const auto base = projectStore.apiBaseURL();
+            if (key.isEmpty())
+                proceed(SubmissionError::noAPIKey);
+            else if (!base)
+                proceed(SubmissionError::network);
+            else
+                proceed(makePostRequest(*base, path, key, json));
+        });
 }
 
 void BranchSubmissionClient::send(const HttpRequest& request, Completion completion)
@@ -146,12 +134,42 @@ void BranchSubmissionClient::send(const HttpRequest& request, Completion complet
         });
 }
 
-void BranchSubmissionClient::failUpload(const QString& reason)
+void BranchSubmissionClient::upload(const Prepared& prepared,
+                                    const ScreenshotCapture& screenshot,
+                                    const QString& branchID)
 {
-    report.uploadFailed(*pending.pendingScreenshotBranchID,
-                        pending.pendingScreenshot->metadata.captureType,
-                        reason);
-    pending.clear();
+    const QString captureType = screenshot.metadata.captureType;
+    const auto fail = [this, branchID, captureType](const QString& reason) {
+        report.uploadFailed(branchID, captureType, reason);
+        pending.clear();
+    };
+    if (std::holds_alternative<SubmissionError>(prepared)) {
+        fail(u"missing_api_key_or_base_url"_s);
+        return;
+    }
+    auto document = buildScreenshotDocument(screenshot, branchID);
+    if (!document) {
+        fail(u"invalid_payload"_s);
+        return;
+    }
+    HttpRequest request = std::get<HttpRequest>(prepared);
+    request.body = *std::move(document);
+
+    const auto finish
+        = [self = QPointer(this), fail, branchID, captureType, byteSize = screenshot.data.size()](
+              const HttpOutcome& outcome) {
+              if (!self)
+                  return;
+              if (outcome.error) {
+                  fail(outcome.error->localizedDescription);
+              } else if (!isSuccess(outcome)) {
+                  fail(u"server_error"_s);
+              } else {
+                  self->report.saved(branchID, captureType, byteSize);
+                  self->pending.clear();
+              }
+          };
+    session.send(request, finish);
 }
 
 } // namespace quibel

@@ -32,23 +32,29 @@ public:
                            PendingScreenshot& pendingScreenshot,
                            const CaptureReport& captureReport);
 
-    /// Sends a branch document. `completion` is called once; at once when nothing can be sent, else
-    /// in a later turn of the event loop. A rejected key signs the user out first.
+    /// Sends a branch document. `completion` is called once, in a later turn of the event loop; but
+    /// before this returns when it is known by then that nothing can be sent. A rejected key signs
+    /// the user out first.
     void submit(const QByteArray& document, const Completion& completion);
 
     /// The same for a branch that was kept; but when there is no key or no base URL, nothing is
     /// sent and `completion` is not called.
     void resend(const QByteArray& document, const Completion& completion);
 
-    /// Uploads the pending screenshot once its branch id is there too.
+    /// Uploads the pending screenshot, if its branch id is there too.
     void uploadPendingScreenshot();
 
 private:
-    /// The request for `json`; or why there can be none.
-    [[nodiscard]] std::variant<HttpRequest, SubmissionError>
-    makeRequest(const QString& path, const QByteArray& json) const;
+    /// A request; or why there can be none.
+    using Prepared = std::variant<HttpRequest, SubmissionError>;
+
+    /// Makes the request for `json` once the key is read.
+    void prepare(const QString& path,
+                 const QByteArray& json,
+                 std::function<void(const Prepared&)> proceed);
     void send(const HttpRequest& request, Completion completion);
-    void failUpload(const QString& reason);
+    void
+    upload(const Prepared& prepared, const ScreenshotCapture& screenshot, const QString& branchID);
 
     HttpSession& session;
     ProjectStore& projectStore;

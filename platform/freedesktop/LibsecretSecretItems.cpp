@@ -21,6 +21,9 @@ using namespace std::chrono_literals;
 // Less than the two seconds a call may take, to leave time for what is under way to be cancelled.
 constexpr auto patience = 1500ms;
 
+/// Holds nobody up, and what waits for it may be lost without the answer.
+constexpr auto patienceToRead = 10s;
+
 SecretValueHandle makeValue(const QByteArray& data)
 {
     return SecretValueHandle(secret_value_new(data.constData(), data.size(), "text/plain"));
@@ -111,33 +114,26 @@ SecretStatus LibsecretSecretItems::remove(const SecretIdentity& identity)
     return changeEach(identity, secret_item_delete, secret_item_delete_finish);
 }
 
-SecretAnswer LibsecretSecretItems::copyMatching(const SecretIdentity& identity)
+void LibsecretSecretItems::copyMatching(const SecretIdentity& identity,
+                                        std::chrono::milliseconds hold,
+                                        QObject& owner,
+                                        std::function<void(const SecretAnswer&)> receive)
 {
-    const SecretReading reading(context.get(), connection, identity, patience);
-    DefaultContext(context.get()).runUntil([&reading] { return reading.answer().has_value(); });
-    return *reading.answer();
-}
-
-std::optional<SecretAnswer>
-LibsecretSecretItems::copyMatchingWithin(std::chrono::milliseconds hold,
-                                         const SecretIdentity& identity,
-                                         QObject& owner,
-                                         std::function<void(const SecretAnswer&)> late)
-{
-    auto reading = std::make_unique<SecretReading>(context.get(), connection, identity, patience);
+    auto reading
+        = std::make_unique<SecretReading>(context.get(), connection, identity, patienceToRead);
     const Deadline held(context.get(), hold);
     DefaultContext(context.get()).runUntil([&] { return reading->answer() || held.passed(); });
-    if (reading->answer())
-        return reading->answer();
-
+    if (reading->answer()) {
+        receive(*reading->answer());
+        return;
+    }
     reading->onAnswer = [this, answered = reading.get()] {
         QMetaObject::invokeMethod(
             &deliveries, [this, answered] { deliver(*answered); }, Qt::QueuedConnection);
     };
     awaited.push_back(
-        { .reading = std::move(reading), .owner = &owner, .receive = std::move(late) });
+        { .reading = std::move(reading), .owner = &owner, .receive = std::move(receive) });
     driver.start();
-    return std::nullopt;
 }
 
 void LibsecretSecretItems::deliver(const SecretReading& answered)

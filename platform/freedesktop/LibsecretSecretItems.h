@@ -33,12 +33,10 @@ public:
     [[nodiscard]] SecretStatus add(const SecretIdentity& identity, const QByteArray& data) override;
     [[nodiscard]] SecretStatus update(const SecretIdentity& identity,
                                       const QByteArray& data) override;
-    [[nodiscard]] SecretAnswer copyMatching(const SecretIdentity& identity) override;
-    [[nodiscard]] std::optional<SecretAnswer>
-    copyMatchingWithin(std::chrono::milliseconds hold,
-                       const SecretIdentity& identity,
-                       QObject& owner,
-                       std::function<void(const SecretAnswer&)> late) override;
+    void copyMatching(const SecretIdentity& identity,
+                      std::chrono::milliseconds hold,
+                      QObject& owner,
+                      std::function<void(const SecretAnswer&)> receive) override;
     SecretStatus remove(const SecretIdentity& identity) override;
 
 private:

@@ -1,5 +1,6 @@
 #include "account/APIKeyPanelController.h"
 #include "tests/account/CapturedOutput.h"
+#include "tests/account/StoredKey.h"
 #include "tests/fakes/FakeHttpSession.h"
 #include "tests/fakes/FakePanelWindows.h"
 #include "tests/fakes/FakePreferences.h"
@@ -375,7 +376,7 @@ private Q_SLOTS:
                                                                          "Bearer sk_1" } };
         QCOMPARE(session->requests.front().headers, headers);
         session->answerNext(FakeHttpSession::success(200, twoProjects));
-        QTRY_COMPARE(keychain->read(), u"sk_1"_s);
+        QTRY_COMPARE(storedKey(*keychain), u"sk_1"_s);
     }
 
     void savesOnReturnInTheKeyField_data()
@@ -419,7 +420,7 @@ private Q_SLOTS:
         session->answerNext(outcome);
         QTRY_COMPARE(errorText(), error);
         QTRY_COMPARE(panel()->isVisible(), !error.isEmpty());
-        QCOMPARE(keychain->read().has_value(), error.isEmpty());
+        QCOMPARE(storedKey(*keychain).has_value(), error.isEmpty());
     }
 
     void tellsAssistiveToolsOfEachError()
@@ -491,7 +492,7 @@ private Q_SLOTS:
         session->answerNext(FakeHttpSession::success(200, twoProjects));
         QTRY_VERIFY(!panel()->isVisible());
         QCOMPARE(panelWindows->calls.back(), u"orderOut"_s);
-        QCOMPARE(keychain->read(), u"sk_1"_s);
+        QCOMPARE(storedKey(*keychain), u"sk_1"_s);
         QCOMPARE(authorized, 1);
         QCOMPARE(store->projects().size(), std::size_t(2));
         QCOMPARE(store->projects().front().name, u"a"_s);
@@ -507,6 +508,19 @@ private Q_SLOTS:
         QCOMPARE(output, "Loaded 1 projects from API\n"_ba);
     }
 
+    void isDoneBeforeASlowStoreAnswers()
+    {
+        secretItems->slow = true;
+        press(u"sk_1"_s);
+        session->answerNext(FakeHttpSession::success(200, twoProjects));
+        QTRY_VERIFY(!panel()->isVisible());
+        QCOMPARE(store->projects().size(), std::size_t(2));
+        QCOMPARE(session->requests.size(), std::size_t(1));
+        QVERIFY(secretItems->answerLate());
+        QCOMPARE(session->requests.size(), std::size_t(2));
+        QCOMPARE(session->requests[0], session->requests[1]);
+    }
+
     void acceptsAKeyOfAnAccountWithoutProjects()
     {
         int authorized = 0;
@@ -515,7 +529,7 @@ private Q_SLOTS:
         session->answerNext(FakeHttpSession::success(200, "[]"));
         QTRY_VERIFY(!panel()->isVisible());
         QCOMPARE(authorized, 1);
-        QCOMPARE(keychain->read(), u"sk_1"_s);
+        QCOMPARE(storedKey(*keychain), u"sk_1"_s);
     }
 
     void staysOpenWhenTheKeyCannotBeStored()
@@ -541,7 +555,7 @@ private Q_SLOTS:
         press(u"wrong"_s);
         session->answerNext(FakeHttpSession::success(401, {}));
         QTRY_COMPARE(errorText(), u"Invalid API key."_s);
-        QCOMPARE(keychain->read(), std::nullopt);
+        QCOMPARE(storedKey(*keychain), std::nullopt);
         QCOMPARE(events, QStringList { u"signed out, "_s });
     }
 
@@ -551,7 +565,7 @@ private Q_SLOTS:
         press(u"new"_s);
         session->answerNext(FakeHttpSession::success(403, {}));
         QTRY_COMPARE(errorText(), u"Unable to connect."_s);
-        QCOMPARE(keychain->read(), u"old"_s);
+        QCOMPARE(storedKey(*keychain), u"old"_s);
     }
 
     void savesAnAcceptedKeyThoughThePanelWasClosed()
@@ -560,7 +574,7 @@ private Q_SLOTS:
         panelWindows->panel->close();
         QVERIFY(!panel()->isVisible());
         session->answerNext(FakeHttpSession::success(200, twoProjects));
-        QTRY_COMPARE(keychain->read(), u"sk_1"_s);
+        QTRY_COMPARE(storedKey(*keychain), u"sk_1"_s);
         QCOMPARE(store->projects().size(), std::size_t(2));
         QVERIFY(!panel()->isVisible());
     }
@@ -570,7 +584,7 @@ private Q_SLOTS:
         press(u"sk_1"_s);
         keyField()->setText(u"sk_2"_s);
         session->answerNext(FakeHttpSession::success(200, twoProjects));
-        QTRY_COMPARE(keychain->read(), u"sk_1"_s);
+        QTRY_COMPARE(storedKey(*keychain), u"sk_1"_s);
     }
 
     void keepsSaveBlockedWhenShownAgainDuringACheck()
@@ -588,7 +602,7 @@ private Q_SLOTS:
         session->answerNext(FakeHttpSession::success(200, twoProjects));
         for (int turn = 0; turn < 3; ++turn)
             QCoreApplication::processEvents();
-        QCOMPARE(keychain->read(), std::nullopt);
+        QCOMPARE(storedKey(*keychain), std::nullopt);
     }
 
     void neverPrintsTheKey()

@@ -1,4 +1,5 @@
 #include "account/KeychainService.h"
+#include "tests/account/StoredKey.h"
 #include "tests/fakes/FakeSecretItems.h"
 
 #include <QTest>
@@ -33,7 +34,7 @@ private Q_SLOTS:
         QVERIFY(keychain->save(u"first"_s));
         QVERIFY(keychain->save(u"second"_s));
         QCOMPARE(items->items.size(), std::size_t(1));
-        QCOMPARE(keychain->read(), u"second"_s);
+        QCOMPARE(storedKey(*keychain), u"second"_s);
         const QStringList calls { u"add"_s, u"add"_s, u"update"_s, u"copyMatching"_s };
         QCOMPARE(items->calls, calls);
     }
@@ -42,7 +43,7 @@ private Q_SLOTS:
     {
         QVERIFY(keychain->save(u"same"_s));
         QVERIFY(keychain->save(u"same"_s));
-        QCOMPARE(keychain->read(), u"same"_s);
+        QCOMPARE(storedKey(*keychain), u"same"_s);
     }
 
     void reportsThatTheStoreRefusedTheUpdate()
@@ -50,7 +51,7 @@ private Q_SLOTS:
         QVERIFY(keychain->save(u"first"_s));
         items->takesUpdates = false;
         QVERIFY(!keychain->save(u"second"_s));
-        QCOMPARE(keychain->read(), u"first"_s);
+        QCOMPARE(storedKey(*keychain), u"first"_s);
     }
 
     void doesNotUpdateAfterAnyOtherFailure()
@@ -68,58 +69,39 @@ private Q_SLOTS:
 
     void readsNoneWithoutItemOrStore()
     {
-        QCOMPARE(keychain->read(), std::nullopt);
+        QCOMPARE(storedKey(*keychain), std::nullopt);
         QVERIFY(keychain->save(u"key"_s));
         items->available = false;
-        QCOMPARE(keychain->read(), std::nullopt);
+        QCOMPARE(storedKey(*keychain), std::nullopt);
     }
 
-    void readsAtOnceWhenTheStoreAnswersInTime()
+    void holdsItsCallerUpOnlyAsLongAsThatAllows()
+    {
+        QObject owner;
+        keychain->read(owner, [](const auto&) {});
+        keychain->read(
+            owner, [](const auto&) {}, std::chrono::milliseconds(50));
+        const std::vector holds { std::chrono::milliseconds(0), std::chrono::milliseconds(50) };
+        QCOMPARE(items->holds, holds);
+    }
+
+    void readsLateWhatAStoreAnswersLate()
     {
         QVERIFY(keychain->save(u"key"_s));
-        QObject owner;
-        bool late = false;
-        const auto read = keychain->readWithin(
-            std::chrono::milliseconds(50), owner, [&](const auto&) { late = true; });
-        QCOMPARE(read, u"key"_s);
-        QCOMPARE(items->holds, std::vector { std::chrono::milliseconds(50) });
-        QVERIFY(!items->answerLate());
-        QVERIFY(!late);
-    }
-
-    void tellsWhatWasReadWhenTheStoreAnswersLate_data()
-    {
-        QTest::addColumn<QByteArray>("stored");
-        QTest::addColumn<std::optional<QString>>("key");
-        QTest::newRow("key") << QByteArray("key") << std::optional(u"key"_s);
-        QTest::newRow("empty key") << QByteArray("") << std::optional(u""_s);
-        QTest::newRow("not text") << QByteArray("\xff") << std::optional<QString>();
-        QTest::newRow("no item") << QByteArray() << std::optional<QString>();
-    }
-
-    void tellsWhatWasReadWhenTheStoreAnswersLate()
-    {
-        QFETCH(QByteArray, stored);
-        QFETCH(std::optional<QString>, key);
-        if (!stored.isNull())
-            QCOMPARE(items->add({ .service = u"Shop"_s, .account = u"till"_s }, stored),
-                     SecretStatus::success);
         items->slow = true;
         QObject owner;
         std::vector<std::optional<QString>> told;
-        const auto read = keychain->readWithin(
-            {}, owner, [&](const std::optional<QString>& late) { told.push_back(late); });
-        QCOMPARE(read, std::nullopt);
+        keychain->read(owner, [&](const std::optional<QString>& late) { told.push_back(late); });
         QVERIFY(told.empty());
         QVERIFY(items->answerLate());
-        QCOMPARE(told, std::vector { key });
+        QCOMPARE(told, std::vector { std::optional(u"key"_s) });
     }
 
     void readsNoneWhenTheStoreGivesNoData()
     {
         QVERIFY(keychain->save(u"key"_s));
         items->givesData = false;
-        QCOMPARE(keychain->read(), std::nullopt);
+        QCOMPARE(storedKey(*keychain), std::nullopt);
     }
 
     void readsOnlyUtf8_data()
@@ -145,20 +127,20 @@ private Q_SLOTS:
         QFETCH(const std::optional<QString>, key);
         items->items.emplace_back(SecretIdentity { .service = u"Shop"_s, .account = u"till"_s },
                                   bytes);
-        QCOMPARE(keychain->read(), key);
+        QCOMPARE(storedKey(*keychain), key);
     }
 
     void keepsSurroundingSpaces()
     {
         QVERIFY(keychain->save(u" key\n"_s));
-        QCOMPARE(keychain->read(), u" key\n"_s);
+        QCOMPARE(storedKey(*keychain), u" key\n"_s);
     }
 
     void removesTheItem()
     {
         QVERIFY(keychain->save(u"key"_s));
         keychain->remove();
-        QCOMPARE(keychain->read(), std::nullopt);
+        QCOMPARE(storedKey(*keychain), std::nullopt);
         QVERIFY(items->items.empty());
     }
 
@@ -174,18 +156,18 @@ private Q_SLOTS:
         QVERIFY(other.save(u"kept"_s));
         QVERIFY(keychain->save(u"key"_s));
         keychain->remove();
-        QCOMPARE(other.read(), u"kept"_s);
+        QCOMPARE(storedKey(other), u"kept"_s);
     }
 
     void behavesAsOneWithAnotherInstanceOfItsIdentity()
     {
         KeychainService twin(*items, u"Shop"_s, u"till"_s);
         QVERIFY(keychain->save(u"first"_s));
-        QCOMPARE(twin.read(), u"first"_s);
+        QCOMPARE(storedKey(twin), u"first"_s);
         QVERIFY(twin.save(u"second"_s));
-        QCOMPARE(keychain->read(), u"second"_s);
+        QCOMPARE(storedKey(*keychain), u"second"_s);
         keychain->remove();
-        QCOMPARE(twin.read(), std::nullopt);
+        QCOMPARE(storedKey(twin), std::nullopt);
     }
 
     void givesTheAgentItsOwnItem()

@@ -341,7 +341,29 @@ private Q_SLOTS:
         if (variable)
             environment.insert(u"QUIBEL_API_KEY"_s, *variable);
         startNewRun();
-        QCOMPARE(store->apiKey(), expected);
+        QCOMPARE(effectiveKey(), expected);
+    }
+
+    void resolvesTheKeyThatASlowStoreGives()
+    {
+        storeSecret("s");
+        secretItems->slow = true;
+        std::vector<std::optional<QString>> received;
+        store->apiKey([&received](const std::optional<QString>& key) { received.push_back(key); });
+        QCOMPARE(secretItems->holds, std::vector { std::chrono::milliseconds(0) });
+        QVERIFY(received.empty());
+        QVERIFY(secretItems->answerLate());
+        QCOMPARE(received, std::vector { std::optional(u"s"_s) });
+    }
+
+    void resolvesNoKeyAfterItsEnd()
+    {
+        secretItems->slow = true;
+        bool received = false;
+        store->apiKey([&received](const auto&) { received = true; });
+        store.reset();
+        QVERIFY(secretItems->answerLate());
+        QVERIFY(!received);
     }
 
     void resolvesTheBaseURL_data()
@@ -499,7 +521,7 @@ private Q_SLOTS:
         session->answerNext(FakeHttpSession::success(403, {}));
         QTRY_COMPARE(results, std::vector<ProjectsResult> { APIError::server });
         settle();
-        QCOMPARE(store->apiKey(), u"key"_s);
+        QCOMPARE(effectiveKey(), u"key"_s);
         QCOMPARE(store->projects(), ProjectList { x });
         QVERIFY(events.isEmpty());
     }
@@ -576,7 +598,7 @@ private Q_SLOTS:
         QCOMPARE(preferences->changes,
                  QStringList({ u"remove "_s + projectsKey, u"remove "_s + lastUsedKey }));
         QVERIFY(store->projects().empty());
-        QCOMPARE(store->apiKey(), std::nullopt);
+        QCOMPARE(effectiveKey(), std::nullopt);
         QCOMPARE(store->preferredProject({ x, y }), x);
         QCOMPARE(store->apiBaseURL(), QUrl(u"https://h.example"_s));
         QVERIFY(store->didAttemptFetch);
@@ -588,7 +610,7 @@ private Q_SLOTS:
         environment.insert(u"QUIBEL_API_KEY"_s, u"e"_s);
         startNewRun();
         store->handleUnauthorized();
-        QCOMPARE(store->apiKey(), u"e"_s);
+        QCOMPARE(effectiveKey(), u"e"_s);
     }
 
     void reportsASignOutInALaterTurn()
@@ -633,6 +655,13 @@ private:
     {
         secretItems->items.emplace_back(
             SecretIdentity { .service = u"QuibelDesktop"_s, .account = u"apiKey"_s }, bytes);
+    }
+
+    [[nodiscard]] std::optional<QString> effectiveKey() const
+    {
+        std::optional<QString> effective;
+        store->apiKey([&effective](const std::optional<QString>& key) { effective = key; });
+        return effective;
     }
 
     void requestProjects(const QString& key)

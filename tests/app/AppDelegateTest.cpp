@@ -70,6 +70,19 @@ private Q_SLOTS:
                  "Bearer sk_environment"_ba);
     }
 
+    void aSlowStoreHoldsUpNoStart()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.desktop.secretItems.slow = true;
+        bench.launch();
+        QCOMPARE(bench.desktop.secretItems.holds, std::vector { std::chrono::milliseconds(0) });
+        QVERIFY(bench.delegate->holdsHotKey());
+        QVERIFY(bench.desktop.session.requests.empty());
+        QVERIFY(bench.desktop.secretItems.answerLate());
+        QCOMPARE(bench.desktop.session.requests.size(), 1U);
+    }
+
     void aKeptBranchSurvivesAStartWithoutNetwork()
     {
         AgentBench bench;

@@ -48,29 +48,16 @@ public:
         return SecretStatus::success;
     }
 
-    [[nodiscard]] SecretAnswer copyMatching(const SecretIdentity& identity) override
-    {
-        calls << QStringLiteral("copyMatching");
-        if (!available)
-            return {};
-        const auto item = find(identity);
-        if (item == items.end())
-            return { .status = SecretStatus::itemNotFound, .data = {} };
-        return { .status = SecretStatus::success,
-                 .data = givesData ? std::optional(item->second) : std::nullopt };
-    }
-
-    [[nodiscard]] std::optional<SecretAnswer>
-    copyMatchingWithin(std::chrono::milliseconds hold,
-                       const SecretIdentity& identity,
-                       QObject& owner,
-                       std::function<void(const SecretAnswer&)> late) override
+    void copyMatching(const SecretIdentity& identity,
+                      std::chrono::milliseconds hold,
+                      QObject& owner,
+                      std::function<void(const SecretAnswer&)> receive) override
     {
         holds.push_back(hold);
-        if (!slow)
-            return copyMatching(identity);
-        awaited.push_back({ identity, &owner, std::move(late) });
-        return std::nullopt;
+        if (slow)
+            awaited.push_back({ identity, &owner, std::move(receive) });
+        else
+            receive(answerTo(identity));
     }
 
     /// Gives the read that has waited longest what is in the store now. False when none waits.
@@ -80,9 +67,9 @@ public:
             return false;
         const Awaited oldest = awaited.front();
         awaited.pop_front();
-        const SecretAnswer answer = copyMatching(oldest.identity);
+        const SecretAnswer answer = answerTo(oldest.identity);
         if (oldest.owner)
-            oldest.late(answer);
+            oldest.receive(answer);
         return true;
     }
 
@@ -102,8 +89,9 @@ public:
     SecretStoreState whyUnavailable = SecretStoreState::absent;
     bool takesUpdates = true;
     bool givesData = true; ///< Whether a successful read comes with data.
-    bool slow = false;     ///< Whether a read that may end without an answer does.
-    std::vector<std::chrono::milliseconds> holds; ///< How long each such read would have waited.
+    bool slow = false;     ///< Whether reads wait for `answerLate`.
+    std::vector<std::chrono::milliseconds>
+        holds; ///< For how long each read was to hold its caller.
     std::vector<std::pair<SecretIdentity, QByteArray>> items;
     QStringList calls; ///< Names of the operations, in order.
 
@@ -112,9 +100,21 @@ private:
     {
         SecretIdentity identity;
         QPointer<QObject> owner;
-        std::function<void(const SecretAnswer&)> late;
+        std::function<void(const SecretAnswer&)> receive;
     };
     std::deque<Awaited> awaited;
+
+    [[nodiscard]] SecretAnswer answerTo(const SecretIdentity& identity)
+    {
+        calls << QStringLiteral("copyMatching");
+        if (!available)
+            return {};
+        const auto item = find(identity);
+        if (item == items.end())
+            return { .status = SecretStatus::itemNotFound, .data = {} };
+        return { .status = SecretStatus::success,
+                 .data = givesData ? std::optional(item->second) : std::nullopt };
+    }
 
     std::vector<std::pair<SecretIdentity, QByteArray>>::iterator
     find(const SecretIdentity& identity)

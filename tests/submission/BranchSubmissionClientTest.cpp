@@ -229,6 +229,74 @@ private Q_SLOTS:
         QVERIFY(bench.secretItems.items.empty());
     }
 
+    void waitsForNoStore()
+    {
+        Bench bench;
+        bench.setPending();
+        bench.client->submit("{}", bench.keepResult);
+        bench.client->resend("{}", bench.keepResult);
+        bench.client->uploadPendingScreenshot();
+        QCOMPARE(bench.secretItems.holds, std::vector(3, std::chrono::milliseconds(0)));
+    }
+
+    void sendsABranchWhenASlowStoreHasGivenTheKey()
+    {
+        Bench bench;
+        bench.secretItems.slow = true;
+        bench.client->submit("{\"a\":1}", bench.keepResult);
+        QVERIFY(bench.session.requests.empty());
+        QVERIFY(bench.secretItems.answerLate());
+        QCOMPARE(bench.session.requests.size(), 1U);
+        QCOMPARE(bench.session.requests.front().body.joined(), "{\"a\":1}"_ba);
+        QCOMPARE(bench.session.requests.front().headers.at(0).second, "Bearer sk_test"_ba);
+
+        bench.client->resend("{\"a\":1}", bench.keepResult);
+        QCOMPARE(bench.session.requests.size(), 1U);
+        QVERIFY(bench.secretItems.answerLate());
+        QVERIFY(bench.session.requests.at(0) == bench.session.requests.at(1));
+        QVERIFY(bench.results.empty());
+    }
+
+    void sendsNothingWhenASlowStoreHasNoKey()
+    {
+        Bench bench;
+        bench.secretItems.items.clear();
+        bench.secretItems.slow = true;
+        bench.client->submit("{}", bench.keepResult);
+        bench.client->resend("{}", bench.keepResult);
+        QVERIFY(bench.results.empty());
+        QVERIFY(bench.secretItems.answerLate());
+        QVERIFY(bench.results == std::vector<SubmissionResult> { SubmissionError::noAPIKey });
+        QVERIFY(bench.secretItems.answerLate());
+        QVERIFY(bench.session.requests.empty());
+        QCOMPARE(bench.results.size(), 1U);
+    }
+
+    void sendsNothingForAKeyThatComesAfterItsEnd()
+    {
+        Bench bench;
+        bench.secretItems.slow = true;
+        bench.client->submit("{}", bench.keepResult);
+        bench.client.reset();
+        QVERIFY(bench.secretItems.answerLate());
+        QVERIFY(bench.session.requests.empty());
+        QVERIFY(bench.results.empty());
+    }
+
+    void uploadsWhatWasPendingBeforeASlowStoreAnswered()
+    {
+        Bench bench;
+        bench.secretItems.slow = true;
+        bench.setPending();
+        bench.client->uploadPendingScreenshot();
+        bench.pending.pendingScreenshot.reset();
+        bench.pending.pendingScreenshotBranchID = u"b2"_s;
+        QVERIFY(bench.secretItems.answerLate());
+        QCOMPARE(bench.session.requests.size(), 1U);
+        QVERIFY(bench.session.requests.front().url.path().endsWith(u"/b1/screenshots"_s));
+        QVERIFY(bench.session.requests.front().body.joined().contains("iVBOR/8AAQ=="));
+    }
+
     void uploadsOnlyWhenBothHalvesAreThere()
     {
         Bench bench;
