@@ -94,12 +94,13 @@ QBoxLayout* CapturePanelView::projectRow()
 
 QBoxLayout* CapturePanelView::screenshotRow()
 {
-    auto* row = new QHBoxLayout;
+    // Mirrored once more where the session is mirrored: what the left key chooses is on the left.
+    auto* row = new QBoxLayout(isRightToLeft() ? QBoxLayout::RightToLeft : QBoxLayout::LeftToRight);
+    row->setAlignment(Qt::AlignLeading);
     row->setSpacing(8);
     row->addWidget(noScreenshot);
     row->addWidget(takeScreenshot);
     row->addWidget(label(u"← / → to change"_s, captionStyle));
-    row->addStretch();
     return row;
 }
 

@@ -100,7 +100,11 @@ class CapturePanelViewTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { QApplication::setPalette({}); }
+    void cleanup()
+    {
+        QApplication::setPalette({});
+        QApplication::setLayoutDirection(Qt::LeftToRight);
+    }
 
     void showsItsRows()
     {
@@ -147,6 +151,30 @@ private Q_SLOTS:
         QCOMPARE(area(u"Take screenshot"_s).left(), choice.right() + 1 + 8);
         QCOMPARE(area(u"← / → to change"_s).left(), area(u"Take screenshot"_s).right() + 1 + 8);
         QCOMPARE(area(u"↑↓"_s).center().y(), project.center().y());
+    }
+
+    void offersTheScreenshotChoicesWhereTheirKeysPoint_data()
+    {
+        QTest::addColumn<Qt::LayoutDirection>("direction");
+        QTest::addColumn<bool>("endsAtTheRight");
+        QTest::newRow("left to right") << Qt::LeftToRight << false;
+        QTest::newRow("mirrored") << Qt::RightToLeft << true;
+    }
+
+    void offersTheScreenshotChoicesWhereTheirKeysPoint()
+    {
+        QFETCH(const Qt::LayoutDirection, direction);
+        QFETCH(const bool, endsAtTheRight);
+        QApplication::setLayoutDirection(direction);
+        const Bench bench;
+        const QRect off = bench.label(u"No screenshot"_s)->geometry();
+        const QRect on = bench.label(u"Take screenshot"_s)->geometry();
+        const QRect hint = bench.label(u"← / → to change"_s)->geometry();
+        QCOMPARE(on.left(), off.right() + 1 + 8);
+        QCOMPARE(hint.left(), on.right() + 1 + 8);
+        const QRect content = bench.view.rect().adjusted(12, 8, -12, -8);
+        QCOMPARE(hint.right() == content.right(), endsAtTheRight);
+        QCOMPARE(off.left() == content.left(), !endsAtTheRight);
     }
 
     void hasTheSizesOfItsTextStyles_data()
