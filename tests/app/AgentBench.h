@@ -21,6 +21,10 @@ namespace quibel {
 inline const SecretIdentity agentItem { .service = QStringLiteral("QuibelDesktop"),
                                         .account = QStringLiteral("apiKey") };
 inline const QString keptKey = QStringLiteral("quibel.lastFailedCapture");
+inline const HttpOutcome createdBranch = FakeHttpSession::success(201, R"({"branch":{"id":"b1"}})");
+
+/// The request for the projects, upon launch, is the first of all; branches come after it.
+constexpr std::size_t branchRequest = 1;
 
 /// The agent on a desktop of fakes, driven as a person drives it: hot key, menu, typing.
 class AgentBench
@@ -50,6 +54,13 @@ public:
     void rememberProjects(const QStringList& ids)
     {
         desktop.preferences.values.insert(QStringLiteral("ProjectStore.projects"), ids);
+    }
+
+    /// An account with a key and projects.
+    void connectAccount(const QStringList& ids)
+    {
+        storeKey();
+        rememberProjects(ids);
     }
 
     void keepBranch(const QByteArray& document)

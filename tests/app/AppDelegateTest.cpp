@@ -202,8 +202,7 @@ private Q_SLOTS:
     void answersThatComeAfterTheDelegateAreDropped()
     {
         AgentBench bench;
-        bench.storeKey();
-        bench.rememberProjects({ u"p1"_s });
+        bench.connectAccount({ u"p1"_s });
         bench.launch();
         bench.branchOff(u"x"_s);
         bench.desktop.session.answer(0, FakeHttpSession::success(401, {}));
