@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -236,29 +235,26 @@ bool AgentSession::panelHasKeyboard() const
 
 bool AgentSession::chooseInMenu(MenuItem item) const
 {
-    // The tray moves the icons as they come and go.
-    std::optional<QRect> place;
-    const auto rests = [&] {
-        const auto icon = trayIcon();
-        const auto before
-            = std::exchange(place, icon ? std::optional(icon->geometry) : std::optional<QRect>());
-        return place && place == before;
-    };
-    if (!waitUntil(rests)) {
+    std::optional<Window> icon;
+    if (!waitUntil([&] { return (icon = trayIcon()).has_value(); })) {
         qWarning("there is no icon in the tray");
         return false;
     }
-    const QPoint centre = place->center();
+    // Not at its place on the screen: the tray moves the icons as they come and go.
+    const QPoint centre = QRect(QPoint(0, 0), icon->geometry.size()).center();
     const auto clicked = desktop.output(u"xdotool"_s,
                                         { u"mousemove"_s,
+                                          u"--window"_s,
+                                          QString::number(icon->id),
                                           QString::number(centre.x()),
                                           QString::number(centre.y()),
                                           u"click"_s,
                                           u"1"_s });
     if (!clicked || !waitUntil([this] { return visibleWindows().size() >= 2; })) {
-        qWarning() << "no menu after a click at" << centre << "on the icon at" << *place;
+        qWarning() << "no menu after a click on the icon at" << icon->geometry << "; the pointer is"
+                   << desktop.output(u"xdotool"_s, { u"getmouselocation"_s }).value_or("lost");
         for (const Window& window : visibleWindows())
-            qWarning() << "there is a window at" << window.geometry;
+            qWarning() << "there is the window" << window.id << "at" << window.geometry;
         return false;
     }
     for (int step = 0; step < static_cast<int>(item); ++step)
