@@ -1,15 +1,28 @@
 #include "ui/OneLineValidator.h"
 
-#include <QRegularExpression>
+#include <algorithm>
 
 namespace quibel {
 
 using namespace Qt::StringLiterals;
 
-QString oneLine(const QString& text)
+namespace {
+
+bool isLineBreak(QChar character)
 {
-    static const QRegularExpression lineBreak(u"\\R"_s);
-    return QString(text).replace(lineBreak, u" "_s);
+    constexpr QChar nextLine(0x85);
+    return (character >= QChar::LineFeed && character <= QChar::CarriageReturn)
+        || character == nextLine || character == QChar::LineSeparator
+        || character == QChar::ParagraphSeparator;
+}
+
+} // namespace
+
+QString oneLine(QString text)
+{
+    text.replace(u"\r\n"_s, u" "_s);
+    std::ranges::replace_if(text, isLineBreak, QChar::Space);
+    return text;
 }
 
 QValidator::State OneLineValidator::validate(QString& input, int& position) const

@@ -6,7 +6,7 @@
 namespace quibel {
 
 /// `text` with one space for each line break in it.
-[[nodiscard]] QString oneLine(const QString& text);
+[[nodiscard]] QString oneLine(QString text);
 
 /// Lets a line editor take any text, however it got in, as one line.
 class OneLineValidator : public QValidator

@@ -1,5 +1,7 @@
 #include "ui/StatusBarController.h"
 
+#include "ui/TreeLogo.h"
+
 #include <QCursor>
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -7,23 +9,11 @@
 
 #include <utility>
 
-// Outside any namespace, as the resource's functions are.
-static void loadImages()
-{
-    Q_INIT_RESOURCE(images);
-}
-
 namespace quibel {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-TemplateImage imageNamed(const QString& name)
-{
-    loadImages();
-    return TemplateImage(u":/images/"_s + name + u".svg"_s);
-}
 
 /// A title that shows `text` as it is: a menu takes a single & for the mark of a mnemonic.
 QString title(QString text)
@@ -35,7 +25,7 @@ QString title(QString text)
 
 StatusBarController::StatusBarController(StatusArea& statusArea, Actions actions)
     : area(statusArea)
-    , treeLogo(imageNamed(u"tree-logo"_s))
+    , logo(treeLogo())
     , messageItem(statusMenu.addAction(QString()))
     , messageSeparator(statusMenu.addSeparator())
 {
@@ -94,12 +84,11 @@ void StatusBarController::updateImage()
         return;
     const QString themedName = u"quibel-tree-logo-symbolic"_s;
     if (const std::optional<QColor> foreground = area.foreground())
-        item->setIcon(treeLogo.icon(*foreground));
+        item->setIcon(logo.icon(*foreground));
     else if (area.colorsThemedIcons() && QIcon::hasThemeIcon(themedName))
         item->setIcon(QIcon::fromTheme(themedName));
     else
-        item->setIcon(
-            treeLogo.outlinedIcon(QGuiApplication::palette().color(QPalette::WindowText)));
+        item->setIcon(logo.outlinedIcon(QGuiApplication::palette().color(QPalette::WindowText)));
 }
 
 void StatusBarController::popUpMenu()

@@ -51,7 +51,7 @@ private:
     void popUpMenu();
 
     StatusArea& area;
-    TemplateImage treeLogo;
+    TemplateImage logo;
     QMenu statusMenu;
     QAction* messageItem;
     QAction* messageSeparator;

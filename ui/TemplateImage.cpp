@@ -1,71 +1,99 @@
 #include "ui/TemplateImage.h"
 
-#include <QFile>
+#include <QIconEngine>
 #include <QPainter>
 #include <QPixmap>
-#include <QSvgRenderer>
+
+#include <optional>
+#include <utility>
 
 namespace quibel {
 
 namespace {
 
-constexpr double outlineShare = 18;
+constexpr double side = 18;
 
-template <typename Draw>
-QIcon iconOf(const Draw& draw)
+/// Draws when it is asked, so that no picture is kept in each of the sizes.
+class TemplateIconEngine final : public QIconEngine
 {
-    QIcon icon;
-    for (const int size : { 16, 18, 22, 24, 32, 36, 44, 48, 64 }) {
-        QPixmap pixmap(size, size);
+public:
+    TemplateIconEngine(QList<QPainterPath> shapes,
+                       const QColor& ink,
+                       std::optional<QColor> outlineInk)
+        : drawing(std::move(shapes))
+        , color(ink)
+        , outline(outlineInk)
+    {
+    }
+
+    void paint(QPainter* painter,
+               const QRect& rect,
+               QIcon::Mode /*mode*/,
+               QIcon::State /*state*/) override
+    {
+        painter->setRenderHint(QPainter::Antialiasing);
+        if (!outline) {
+            fill(*painter, rect, color);
+            return;
+        }
+        // Around the image itself, which is drawn a little smaller to leave room for it.
+        const double width = rect.width() / side;
+        const QRectF inner = QRectF(rect).adjusted(width, width, -width, -width);
+        for (const double dx : { -width, 0.0, width })
+            for (const double dy : { -width, 0.0, width })
+                fill(*painter, inner.translated(dx, dy), *outline);
+        fill(*painter, inner, color);
+    }
+
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override
+    {
+        QPixmap pixmap(size);
         pixmap.fill(Qt::transparent);
         QPainter painter(&pixmap);
-        draw(painter, size);
-        icon.addPixmap(pixmap);
+        paint(&painter, pixmap.rect(), mode, state);
+        return pixmap;
     }
-    return icon;
-}
+
+    QList<QSize> availableSizes(QIcon::Mode /*mode*/, QIcon::State /*state*/) override
+    {
+        QList<QSize> sizes;
+        for (const int size : { 16, 18, 22, 24, 32, 36, 44, 48, 64 })
+            sizes.append({ size, size });
+        return sizes;
+    }
+
+    [[nodiscard]] QIconEngine* clone() const override { return new TemplateIconEngine(*this); }
+
+private:
+    void fill(QPainter& painter, const QRectF& place, const QColor& ink) const
+    {
+        const QTransform fitting = QTransform::fromTranslate(place.x(), place.y())
+                                       .scale(place.width() / side, place.height() / side);
+        for (const QPainterPath& shape : drawing)
+            painter.fillPath(fitting.map(shape), ink);
+    }
+
+    QList<QPainterPath> drawing;
+    QColor color;
+    std::optional<QColor> outline;
+};
 
 } // namespace
 
-TemplateImage::TemplateImage(const QString& fileName)
+TemplateImage::TemplateImage(QList<QPainterPath> shapes)
+    : drawing(std::move(shapes))
 {
-    QFile file(fileName);
-    if (file.open(QIODevice::ReadOnly))
-        drawing = file.readAll();
 }
 
 QIcon TemplateImage::icon(const QColor& color) const
 {
-    QSvgRenderer renderer;
-    if (!renderer.load(drawnIn(color)))
-        return {};
-    return iconOf([&renderer](QPainter& painter, int /*size*/) { renderer.render(&painter); });
+    return QIcon(new TemplateIconEngine(drawing, color, std::nullopt));
 }
 
 QIcon TemplateImage::outlinedIcon(const QColor& color) const
 {
-    QSvgRenderer renderer;
-    QSvgRenderer outline;
     const bool isDark = color.lightnessF() < 0.5F;
-    if (!renderer.load(drawnIn(color)) || !outline.load(drawnIn(isDark ? Qt::white : Qt::black)))
-        return {};
-    return iconOf([&](QPainter& painter, int size) {
-        // Around the image itself, which is drawn a little smaller to leave room for it.
-        const double width = size / outlineShare;
-        const QRectF inner = QRectF(0, 0, size, size).adjusted(width, width, -width, -width);
-        for (const double dx : { -width, 0.0, width })
-            for (const double dy : { -width, 0.0, width })
-                outline.render(&painter, inner.translated(dx, dy));
-        renderer.render(&painter, inner);
-    });
-}
-
-QByteArray TemplateImage::drawnIn(const QColor& color) const
-{
-    // Qt SVG knows `currentColor` as the colour of a parent element only, never of the widget.
-    QByteArray colored = drawing;
-    colored.replace("currentColor", color.name().toLatin1());
-    return colored;
+    return QIcon(new TemplateIconEngine(drawing, color, isDark ? Qt::white : Qt::black));
 }
 
 } // namespace quibel

@@ -1,20 +1,20 @@
 #pragma once
 
-#include <QByteArray>
 #include <QColor>
 #include <QIcon>
-#include <QString>
+#include <QList>
+#include <QPainterPath>
 
 namespace quibel {
 
 /// A drawing of one colour, to be drawn in the colour of the place where it is shown.
-///
-/// Source: an SVG file that paints with `currentColor`.
 class TemplateImage
 {
 public:
-    /// Errors: an image that cannot be loaded gives null icons.
-    explicit TemplateImage(const QString& fileName);
+    /// Draws one of `shapes` over the other.
+    ///
+    /// Units: they lie in a square of 18 points.
+    explicit TemplateImage(QList<QPainterPath> shapes);
 
     /// The image in `color`, sharp at the sizes in which status areas show icons.
     [[nodiscard]] QIcon icon(const QColor& color) const;
@@ -24,9 +24,7 @@ public:
     [[nodiscard]] QIcon outlinedIcon(const QColor& color) const;
 
 private:
-    [[nodiscard]] QByteArray drawnIn(const QColor& color) const;
-
-    QByteArray drawing;
+    QList<QPainterPath> drawing;
 };
 
 } // namespace quibel

@@ -8,7 +8,6 @@
 #include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <thread>
@@ -30,8 +29,10 @@ constexpr std::chrono::milliseconds pause { 10 };
 /// The server and the display, whichever of its screens is named behind a dot.
 QString displayName()
 {
-    static const QRegularExpression screen(u"\\.[0-9]+$"_s);
-    return qEnvironmentVariable("DISPLAY").remove(screen).replace(u'/', u'-');
+    QString name = qEnvironmentVariable("DISPLAY");
+    if (const qsizetype dot = name.lastIndexOf(u'.'); dot > name.lastIndexOf(u':'))
+        name.truncate(dot);
+    return name.replace(u'/', u'-');
 }
 
 QString lockFile()

@@ -1,7 +1,7 @@
 #include "platform/x11/XcbKeyboard.h"
 
 #include <algorithm>
-#include <array>
+#include <memory>
 
 // A member of a C structure in the header has this name.
 #define explicit explicitly // NOLINT(clang-diagnostic-keyword-macro)
@@ -25,6 +25,16 @@ struct XkbEventHead
     std::uint8_t xkbType;
 };
 
+struct Unref
+{
+    void operator()(xkb_context* context) const { xkb_context_unref(context); }
+    void operator()(xkb_keymap* keymap) const { xkb_keymap_unref(keymap); }
+    void operator()(xkb_state* state) const { xkb_state_unref(state); }
+};
+
+template <typename Handle>
+using Owned = std::unique_ptr<Handle, Unref>;
+
 bool isOneOf(xkb_keysym_t symbol, std::initializer_list<xkb_keysym_t> wanted)
 {
     return std::ranges::find(wanted, symbol) != wanted.end();
@@ -32,22 +42,8 @@ bool isOneOf(xkb_keysym_t symbol, std::initializer_list<xkb_keysym_t> wanted)
 
 } // namespace
 
-void XkbUnref::operator()(xkb_context* context) const
-{
-    xkb_context_unref(context);
-}
-void XkbUnref::operator()(xkb_keymap* keymap) const
-{
-    xkb_keymap_unref(keymap);
-}
-void XkbUnref::operator()(xkb_state* state) const
-{
-    xkb_state_unref(state);
-}
-
 XcbKeyboard::XcbKeyboard(XcbConnection& connection)
     : x(connection)
-    , context(xkb_context_new(XKB_CONTEXT_NO_FLAGS))
 {
     connect(&x, &XcbConnection::received, this, &XcbKeyboard::handleEvent);
     selectEvents();
@@ -57,12 +53,8 @@ XcbKeyboard::XcbKeyboard(XcbConnection& connection)
 std::vector<xcb_keycode_t> XcbKeyboard::keycodesOf(std::uint32_t symbol) const
 {
     std::vector<xcb_keycode_t> keycodes;
-    if (!state)
-        return keycodes;
-    for (xkb_keycode_t key = xkb_keymap_min_keycode(keymap.get());
-         key <= xkb_keymap_max_keycode(keymap.get());
-         ++key)
-        if (symbolOf(key) == symbol)
+    for (std::size_t key = 0; key < symbols.size(); ++key)
+        if (symbols[key] == symbol)
             keycodes.push_back(static_cast<xcb_keycode_t>(key));
     return keycodes;
 }
@@ -107,24 +99,31 @@ void XcbKeyboard::selectEvents()
 
 void XcbKeyboard::read()
 {
-    state.reset();
-    keymap.reset();
-    if (xkbEvent != 0) {
-        const std::int32_t device = xkb_x11_get_core_keyboard_device_id(x.get());
-        keymap.reset(xkb_x11_keymap_new_from_device(
-            context.get(), x.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS));
-        if (keymap)
-            state.reset(xkb_x11_state_new_from_device(keymap.get(), x.get(), device));
-    }
+    readSymbols();
     readModifiers();
 }
 
-std::uint32_t XcbKeyboard::symbolOf(std::uint32_t key) const
+void XcbKeyboard::readSymbols()
 {
-    const xkb_layout_index_t layout = xkb_state_key_get_layout(state.get(), key);
-    const xkb_keysym_t* symbols = nullptr;
-    const int count = xkb_keymap_key_get_syms_by_level(keymap.get(), key, layout, 0, &symbols);
-    return count == 1 ? symbols[0] : XKB_KEY_NoSymbol;
+    symbols.fill(XKB_KEY_NoSymbol);
+    if (xkbEvent == 0)
+        return;
+    const std::int32_t device = xkb_x11_get_core_keyboard_device_id(x.get());
+    const Owned<xkb_context> context(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
+    const Owned<xkb_keymap> keymap(xkb_x11_keymap_new_from_device(
+        context.get(), x.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS));
+    if (!keymap)
+        return;
+    const Owned<xkb_state> state(xkb_x11_state_new_from_device(keymap.get(), x.get(), device));
+    if (!state)
+        return;
+    for (std::size_t index = 0; index < symbols.size(); ++index) {
+        const auto key = static_cast<xkb_keycode_t>(index);
+        const xkb_layout_index_t layout = xkb_state_key_get_layout(state.get(), key);
+        const xkb_keysym_t* carried = nullptr;
+        if (xkb_keymap_key_get_syms_by_level(keymap.get(), key, layout, 0, &carried) == 1)
+            symbols[index] = carried[0];
+    }
 }
 
 void XcbKeyboard::readModifiers()
@@ -134,13 +133,13 @@ void XcbKeyboard::readModifiers()
     std::uint16_t scrollLock = 0;
     const auto mapping
         = xcbReply(xcb_get_modifier_mapping_reply, x.get(), xcb_get_modifier_mapping(x.get()));
-    if (mapping && state) {
+    if (mapping) {
         const xcb_keycode_t* keys = xcb_get_modifier_mapping_keycodes(mapping.get());
         const int count = xcb_get_modifier_mapping_keycodes_length(mapping.get());
         for (int index = 0; index < count; ++index) {
             const auto mask
                 = static_cast<std::uint16_t>(1U << (index / mapping->keycodes_per_modifier));
-            const xkb_keysym_t symbol = symbolOf(keys[index]);
+            const xkb_keysym_t symbol = symbols[keys[index]];
             if (isOneOf(symbol, { XKB_KEY_Super_L, XKB_KEY_Super_R }))
                 super |= mask;
             else if (symbol == XKB_KEY_Num_Lock)

@@ -4,21 +4,10 @@
 
 #include <QObject>
 
-#include <memory>
+#include <array>
 #include <vector>
 
-struct xkb_context;
-struct xkb_keymap;
-struct xkb_state;
-
 namespace quibel {
-
-struct XkbUnref
-{
-    void operator()(xkb_context* context) const;
-    void operator()(xkb_keymap* keymap) const;
-    void operator()(xkb_state* state) const;
-};
 
 /// What the keys of the X server mean now: layouts, and the bits that modifier keys have.
 class XcbKeyboard : public QObject
@@ -44,18 +33,16 @@ Q_SIGNALS:
     void changed();
 
 private:
-    /// What the key carries without modifiers in the current layout.
-    [[nodiscard]] std::uint32_t symbolOf(std::uint32_t key) const;
     void selectEvents();
     void read();
+    void readSymbols();
     void readModifiers();
     void handleEvent(const xcb_generic_event_t* event);
 
     XcbConnection& x;
     std::uint8_t xkbEvent = 0; ///< The number of all events of the extension; 0 without it.
-    std::unique_ptr<xkb_context, XkbUnref> context;
-    std::unique_ptr<xkb_keymap, XkbUnref> keymap;
-    std::unique_ptr<xkb_state, XkbUnref> state;
+    /// What each key carries without modifiers in the current layout; 0 for nothing.
+    std::array<std::uint32_t, 256> symbols {};
     std::uint16_t super = 0;
     std::vector<std::uint16_t> locks;
 };

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QDBusPendingCall>
 #include <QDBusVirtualObject>
+#include <QFile>
 #include <QTest>
 #include <QThread>
 
@@ -122,6 +123,30 @@ private Q_SLOTS:
         const OtherAgent other([](const QDBusMessage&, const QDBusConnection&) { return true; });
         DBusSingleInstance instance(200ms);
         QCOMPARE(instance.takeRole(AgentCommand::capture), SingleInstance::Role::unanswered);
+    }
+
+    void isOneForAllScreensOfADisplay_data()
+    {
+        QTest::addColumn<QByteArray>("display");
+        QTest::addColumn<QString>("file");
+        QTest::newRow("no screen") << ":7"_ba << u"quibel-capture-agent:7.lock"_s;
+        QTest::newRow("screen") << ":7.12"_ba << u"quibel-capture-agent:7.lock"_s;
+        QTest::newRow("host") << "a.b.c:7"_ba << u"quibel-capture-agenta.b.c:7.lock"_s;
+        QTest::newRow("both") << "10.0.0.1:7.0"_ba << u"quibel-capture-agent10.0.0.1:7.lock"_s;
+        QTest::newRow("socket") << "/tmp/x.y:0"_ba << u"quibel-capture-agent-tmp-x.y:0.lock"_s;
+    }
+
+    void isOneForAllScreensOfADisplay()
+    {
+        QFETCH(const QByteArray, display);
+        QFETCH(const QString, file);
+        const QByteArray former = qgetenv("DISPLAY");
+        qputenv("DISPLAY", display);
+        DBusSingleInstance instance;
+        const SingleInstance::Role role = instance.takeRole(AgentCommand::capture);
+        qputenv("DISPLAY", former);
+        QCOMPARE(role, SingleInstance::Role::agent);
+        QVERIFY(QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u'/' + file));
     }
 
     void leavesTheNameToTheNext()

@@ -22,6 +22,7 @@ private Q_SLOTS:
         QTest::newRow("windows") << u"a\r\nb"_s << 4 << u"a b"_s << 3;
         QTest::newRow("old mac") << u"a\rb"_s << 1 << u"a b"_s << 1;
         QTest::newRow("empty line") << u"a\n\nb"_s << 4 << u"a  b"_s << 4;
+        QTest::newRow("vertical") << u"a\vb\fc"_s << 3 << u"a b c"_s << 3;
         QTest::newRow("unicode") << u"a\u2028b\u2029c\u0085d"_s << 7 << u"a b c d"_s << 7;
         QTest::newRow("empty") << u""_s << 0 << u""_s << 0;
     }
