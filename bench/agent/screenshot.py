@@ -104,7 +104,7 @@ def run(programs, installed, quick):
                 print(f"   {name} megapixels, {content}", flush=True)
                 figures["captures"][f"{name} {content}"] = side_by_side(desktop, installed, window, runs)
                 if name == "33":
-                    figures["gap"][content] = longest_gap(desktop, window, 1 if quick else 3)
+                    figures["gap"][content] = longest_gap(desktop, window, 1 if quick else 10)
                     desktop.run("xdotool", "windowfocus", window.number)
                     figures["memory"][content] = peak_of_a_capture(desktop)
                 window.close()
@@ -157,9 +157,13 @@ def document(figures, images):
                                            f"{report.number(steps[name]['bytes'])} B" for name in candidates)]
                                for content, steps in measured.items()])
     lines += ["The main thread while 33 megapixels are captured: the longest time that it was not in its event loop, "
-              "in milliseconds (held to 5); a timer of one millisecond watches, so about one is the least.", ""]
-    lines += report.table(["content", "idle", "grabbing and encoding", "document and upload", "document, bytes"],
-                          [[content, *(report.told(gap[name]) for name in ("idle", "capturing", "document")),
+              "in milliseconds (held to 5); a timer of one millisecond watches, so about one is the least. Of it: what "
+              "the thread was ready to go on while others had the processors. Without that: the longest of what is "
+              "left, in which it worked or waited for something.", ""]
+    lines += report.table(["content", "idle", "grabbing and encoding", "of it without a processor", "without that",
+                           "document and upload", "document, bytes"],
+                          [[content, *(report.told(gap[name]) if name in gap else "–" for name in
+                                       ("idle", "capturing", "waiting", "blocked", "document")),
                             report.number(gap["bytes"]["median"])] for content, gap in figures["gap"].items()])
     lines += ["Memory of the agent around one capture of 33 megapixels (a frame is 129 600 KiB; held to two):", ""]
     lines += report.table(["content", "resident before, KiB", "at most", "after", "frames"],

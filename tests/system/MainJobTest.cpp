@@ -1,3 +1,4 @@
+#include "tests/platform/Scheduling.h"
 #include "tests/system/AgentSession.h"
 #include "tests/system/DesktopTest.h"
 
@@ -37,6 +38,13 @@ private Q_SLOTS:
         QVERIFY2(!loaded.contains("libssl"), "TLS where none is spoken");
         QVERIFY2(!loaded.contains("libQt6Svg"), "more than a path for the logo");
         QVERIFY2(!loaded.contains(" rwxp "), "code made at run time: for a regular expression");
+    }
+
+    void interruptsWhatOthersDoWhenTheUserWantsSomething()
+    {
+        AgentSession session(desktop);
+        QVERIFY(session.launchConnected());
+        QVERIFY(interruptsOthers(schedulingOf(session.processId()), schedulingOf(thisThread)));
     }
 
     void carriesACaptureFromTheKeyPressToTheStoredBranch()
