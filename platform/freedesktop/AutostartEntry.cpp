@@ -1,7 +1,7 @@
 #include "platform/freedesktop/AutostartEntry.h"
 
 #include "platform/freedesktop/DurableFile.h"
-#include "platform/freedesktop/GLibHandles.h"
+#include "platform/glib/GLibHandles.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -2,7 +2,7 @@
 
 #include "platform/Workspace.h"
 #include "platform/freedesktop/DesktopEntryIndex.h"
-#include "platform/freedesktop/GLibHandles.h"
+#include "platform/glib/GLibHandles.h"
 
 #include <QObject>
 #include <QStringList>

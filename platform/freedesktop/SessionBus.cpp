@@ -1,7 +1,7 @@
 #include "platform/freedesktop/SessionBus.h"
 
 #include "platform/freedesktop/AgentOnBus.h"
-#include "platform/freedesktop/TimedCalls.h"
+#include "platform/glib/TimedCalls.h"
 
 #include <QFileInfo>
 

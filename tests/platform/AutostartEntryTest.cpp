@@ -1,5 +1,5 @@
 #include "platform/freedesktop/AutostartEntry.h"
-#include "platform/freedesktop/GLibHandles.h"
+#include "platform/glib/GLibHandles.h"
 
 #include <QDir>
 #include <QFile>

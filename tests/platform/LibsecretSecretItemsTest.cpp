@@ -1,4 +1,4 @@
-#include "platform/freedesktop/LibsecretSecretItems.h"
+#include "platform/libsecret/LibsecretSecretItems.h"
 #include "tests/desktop/StoppedProcess.h"
 #include "tests/desktop/VirtualDesktop.h"
 #include "tests/platform/PromptingSecretStore.h"

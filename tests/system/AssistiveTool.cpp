@@ -1,6 +1,6 @@
 #include "tests/system/AssistiveTool.h"
 
-#include "platform/freedesktop/GLibHandles.h"
+#include "platform/glib/GLibHandles.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
-#include "platform/freedesktop/TimedCalls.h"
+#include "platform/glib/TimedCalls.h"
 
-#include "platform/freedesktop/ResultReceiver.h"
+#include "platform/glib/ResultReceiver.h"
 
 namespace quibel {
 

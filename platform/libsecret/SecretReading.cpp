@@ -1,8 +1,8 @@
-#include "platform/freedesktop/SecretReading.h"
+#include "platform/libsecret/SecretReading.h"
 
-#include "platform/freedesktop/DefaultContext.h"
-#include "platform/freedesktop/LibsecretHandles.h"
-#include "platform/freedesktop/ResultReceiver.h"
+#include "platform/glib/DefaultContext.h"
+#include "platform/glib/ResultReceiver.h"
+#include "platform/libsecret/LibsecretHandles.h"
 
 #include <array>
 #include <utility>

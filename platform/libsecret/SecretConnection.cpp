@@ -1,6 +1,6 @@
-#include "platform/freedesktop/SecretConnection.h"
+#include "platform/libsecret/SecretConnection.h"
 
-#include "platform/freedesktop/ResultReceiver.h"
+#include "platform/glib/ResultReceiver.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "platform/freedesktop/Deadline.h"
+#include "platform/glib/Deadline.h"
 
 namespace quibel {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/SecretItems.h"
-#include "platform/freedesktop/GLibHandles.h"
+#include "platform/glib/GLibHandles.h"
 
 #include <libsecret/secret.h>
 

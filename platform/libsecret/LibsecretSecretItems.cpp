@@ -1,9 +1,9 @@
-#include "platform/freedesktop/LibsecretSecretItems.h"
+#include "platform/libsecret/LibsecretSecretItems.h"
 
-#include "platform/freedesktop/DefaultContext.h"
-#include "platform/freedesktop/LibsecretHandles.h"
-#include "platform/freedesktop/SecretReading.h"
-#include "platform/freedesktop/TimedCalls.h"
+#include "platform/glib/DefaultContext.h"
+#include "platform/glib/TimedCalls.h"
+#include "platform/libsecret/LibsecretHandles.h"
+#include "platform/libsecret/SecretReading.h"
 
 #include <QMetaObject>
 #include <QPointer>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/SecretItems.h"
-#include "platform/freedesktop/ContextDriver.h"
-#include "platform/freedesktop/GLibHandles.h"
-#include "platform/freedesktop/SecretConnection.h"
+#include "platform/glib/ContextDriver.h"
+#include "platform/glib/GLibHandles.h"
+#include "platform/libsecret/SecretConnection.h"
 
 #include <QObject>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/freedesktop/Deadline.h"
-#include "platform/freedesktop/DefaultContext.h"
+#include "platform/glib/Deadline.h"
+#include "platform/glib/DefaultContext.h"
 
 #include <functional>
 

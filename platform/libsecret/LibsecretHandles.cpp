@@ -1,4 +1,4 @@
-#include "platform/freedesktop/LibsecretHandles.h"
+#include "platform/libsecret/LibsecretHandles.h"
 
 namespace quibel {
 

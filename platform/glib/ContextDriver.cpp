@@ -1,6 +1,6 @@
-#include "platform/freedesktop/ContextDriver.h"
+#include "platform/glib/ContextDriver.h"
 
-#include "platform/freedesktop/DefaultContext.h"
+#include "platform/glib/DefaultContext.h"
 
 #include <limits>
 

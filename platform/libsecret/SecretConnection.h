@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/freedesktop/GLibHandles.h"
+#include "platform/glib/GLibHandles.h"
 
 #include <functional>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/SecretItems.h"
-#include "platform/freedesktop/Deadline.h"
-#include "platform/freedesktop/SecretConnection.h"
+#include "platform/glib/Deadline.h"
+#include "platform/libsecret/SecretConnection.h"
 
 #include <functional>
 #include <optional>
