@@ -34,11 +34,6 @@ bool isLocked(const GLibHandle<SecretItem>& item)
     return secret_item_get_locked(item.get()) != FALSE;
 }
 
-SecretAnswer status(SecretStatus value)
-{
-    return { .status = value, .data = std::nullopt };
-}
-
 } // namespace
 
 struct LibsecretSecretItems::LateAnswer
@@ -66,7 +61,7 @@ SecretStoreState LibsecretSecretItems::state()
 {
     SecretStoreState found = SecretStoreState::absent;
     const auto operation
-        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretAnswer> {
+        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretStatus> {
         GLibError error;
         const auto collection = defaultCollection(calls, service, error);
         if (error)
@@ -77,7 +72,7 @@ SecretStoreState LibsecretSecretItems::state()
             found = SecretStoreState::locked;
         else
             found = SecretStoreState::unlocked;
-        return status(SecretStatus::success);
+        return SecretStatus::success;
     };
     static_cast<void>(perform(operation));
     return found;
@@ -86,16 +81,16 @@ SecretStoreState LibsecretSecretItems::state()
 SecretStatus LibsecretSecretItems::add(const SecretIdentity& identity, const QByteArray& data)
 {
     const auto operation
-        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretAnswer> {
+        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretStatus> {
         const auto items = search(calls, service, identity);
         if (!items)
             return std::nullopt;
         if (items->empty())
             return create(calls, service, identity, data);
-        return status(std::ranges::all_of(*items, isLocked) ? SecretStatus::unavailable
-                                                            : SecretStatus::duplicateItem);
+        return std::ranges::all_of(*items, isLocked) ? SecretStatus::unavailable
+                                                     : SecretStatus::duplicateItem;
     };
-    return perform(operation).status;
+    return perform(operation);
 }
 
 SecretStatus LibsecretSecretItems::update(const SecretIdentity& identity, const QByteArray& data)
@@ -153,7 +148,7 @@ SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
                                               FinishChange finish)
 {
     const auto operation
-        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretAnswer> {
+        = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretStatus> {
         const auto items = search(calls, service, identity);
         if (!items)
             return std::nullopt;
@@ -169,23 +164,23 @@ SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
                 return std::nullopt;
         }
         if (items->empty())
-            return status(SecretStatus::itemNotFound);
-        return status(std::ranges::any_of(*items, isLocked) ? SecretStatus::unavailable
-                                                            : SecretStatus::success);
+            return SecretStatus::itemNotFound;
+        return std::ranges::any_of(*items, isLocked) ? SecretStatus::unavailable
+                                                     : SecretStatus::success;
     };
-    return perform(operation).status;
+    return perform(operation);
 }
 
-SecretAnswer LibsecretSecretItems::perform(const Operation& operation)
+SecretStatus LibsecretSecretItems::perform(const Operation& operation)
 {
     const TimedCalls calls(context.get(), patience);
     auto answer = attempt(calls, operation);
     if (!answer && !calls.expired())
         answer = attempt(calls, operation);
-    return answer.value_or(status(SecretStatus::unavailable));
+    return answer.value_or(SecretStatus::unavailable);
 }
 
-std::optional<SecretAnswer> LibsecretSecretItems::attempt(const TimedCalls& calls,
+std::optional<SecretStatus> LibsecretSecretItems::attempt(const TimedCalls& calls,
                                                           const Operation& operation)
 {
     std::optional<GLibHandle<SecretService>> opened;
@@ -235,7 +230,7 @@ GLibHandle<SecretCollection> LibsecretSecretItems::defaultCollection(const Timed
         secret_collection_for_alias_finish(aliased.get(), error.receiver()));
 }
 
-std::optional<SecretAnswer> LibsecretSecretItems::create(const TimedCalls& calls,
+std::optional<SecretStatus> LibsecretSecretItems::create(const TimedCalls& calls,
                                                          SecretService* service,
                                                          const SecretIdentity& identity,
                                                          const QByteArray& data)
@@ -245,7 +240,7 @@ std::optional<SecretAnswer> LibsecretSecretItems::create(const TimedCalls& calls
     if (error)
         return std::nullopt;
     if (!collection)
-        return status(SecretStatus::unavailable);
+        return SecretStatus::unavailable;
 
     const GLibHandle<GHashTable> attributes = makeAttributes(identity);
     const SecretValueHandle value = makeValue(data);
@@ -262,7 +257,7 @@ std::optional<SecretAnswer> LibsecretSecretItems::create(const TimedCalls& calls
                                  slot);
           });
     const GLibHandle<SecretItem> item(secret_item_create_finish(created.get(), error.receiver()));
-    return item ? std::optional(status(SecretStatus::success)) : std::nullopt;
+    return item ? std::optional(SecretStatus::success) : std::nullopt;
 }
 
 } // namespace quibel

@@ -43,13 +43,13 @@ private:
     struct LateAnswer;
     using Items = std::vector<GLibHandle<SecretItem>>;
     /// Yields none when the service failed it.
-    using Operation = std::function<std::optional<SecretAnswer>(const TimedCalls&, SecretService*)>;
+    using Operation = std::function<std::optional<SecretStatus>(const TimedCalls&, SecretService*)>;
     using StartChange
         = std::function<void(SecretItem*, GCancellable*, GAsyncReadyCallback, gpointer)>;
     using FinishChange = gboolean (*)(SecretItem*, GAsyncResult*, GError**);
 
-    [[nodiscard]] SecretAnswer perform(const Operation& operation);
-    [[nodiscard]] std::optional<SecretAnswer> attempt(const TimedCalls& calls,
+    [[nodiscard]] SecretStatus perform(const Operation& operation);
+    [[nodiscard]] std::optional<SecretStatus> attempt(const TimedCalls& calls,
                                                       const Operation& operation);
     void deliver(const SecretReading& answered);
     [[nodiscard]] SecretStatus
@@ -59,7 +59,7 @@ private:
     /// The key ring that new items go to; none when there is none.
     [[nodiscard]] static GLibHandle<SecretCollection>
     defaultCollection(const TimedCalls& calls, SecretService* service, GLibError& error);
-    [[nodiscard]] static std::optional<SecretAnswer> create(const TimedCalls& calls,
+    [[nodiscard]] static std::optional<SecretStatus> create(const TimedCalls& calls,
                                                             SecretService* service,
                                                             const SecretIdentity& identity,
                                                             const QByteArray& data);
