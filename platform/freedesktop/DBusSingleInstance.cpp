@@ -22,7 +22,10 @@ namespace {
 const QString busName = QString::fromLatin1(agentBusName);
 const QString objectPath = QString::fromLatin1(agentObjectPath);
 
+/// How long the agent before may take to let go of its lock, if there is one that ends.
 constexpr std::chrono::seconds ending { 1 };
+/// The same where it has let go of its name, so that it surely ends.
+constexpr std::chrono::seconds surelyEnding { 5 };
 /// Between two looks whether an agent that ends has ended.
 constexpr std::chrono::milliseconds pause { 10 };
 
@@ -76,7 +79,7 @@ SingleInstance::Role DBusSingleInstance::takeRole(AgentCommand command)
         return role;
     // One that is just ending lets go of its connections one by one.
     const QString file = lockFile();
-    const QDeadlineTimer deadline(ending);
+    const QDeadlineTimer deadline(ownsName ? surelyEnding : ending);
     while (!lock.tryLock(file)) {
         if (deadline.hasExpired())
             return Role::stranded;
