@@ -14,7 +14,11 @@
 #include <functional>
 #include <memory>
 
+#include <malloc.h>
 #include <sys/types.h>
+
+/// The allocator of the sanitizers, where the program has it.
+extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes();
 
 using namespace quibel;
 using namespace Qt::StringLiterals;
@@ -59,6 +63,15 @@ SecretAnswer readNow(LibsecretSecretItems& items, const SecretIdentity& wanted =
     items.copyMatching(
         wanted, std::chrono::minutes(1), owner, [&](const SecretAnswer& answer) { read = answer; });
     return read.value();
+}
+
+/// Bytes of the heap that are in use.
+qint64 allocatedBytes()
+{
+    const std::size_t bytes = __sanitizer_get_current_allocated_bytes != nullptr
+        ? __sanitizer_get_current_allocated_bytes()
+        : mallinfo2().uordblks;
+    return static_cast<qint64>(bytes);
 }
 
 /// A read that waits for the service for a short time only, and what became of it.
@@ -162,6 +175,7 @@ private Q_SLOTS:
 
     void addsAnItemThatOtherProgramsFind();
     void readsAnItemThatAnotherProgramStored();
+    void keepsNothingOfWhatItHasRead();
     void refusesASecondItem();
     void updatesTheItem();
     void doesNotUpdateAnItemThatIsNotThere();
@@ -256,6 +270,24 @@ void LibsecretSecretItemsTest::readsAnItemThatAnotherProgramStored()
     LibsecretSecretItems items;
     const SecretAnswer expected { .status = SecretStatus::success, .data = "from outside" };
     QCOMPARE(readNow(items), expected);
+}
+
+void LibsecretSecretItemsTest::keepsNothingOfWhatItHasRead()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "secret"), SecretStatus::success);
+    const auto readOften = [&items] {
+        for (int count = 0; count < 100; ++count)
+            if (readNow(items) != stored("secret"))
+                return false;
+        return true;
+    };
+    QVERIFY(readOften());
+    const qint64 before = allocatedBytes();
+    QVERIFY(readOften());
+    const qint64 kept = allocatedBytes() - before;
+    constexpr qint64 oneAnswerEach = 100 * 500;
+    QVERIFY2(kept < oneAnswerEach, qPrintable(u"%1 bytes"_s.arg(kept)));
 }
 
 void LibsecretSecretItemsTest::refusesASecondItem()
