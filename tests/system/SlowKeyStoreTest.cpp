@@ -43,9 +43,7 @@ private Q_SLOTS:
     void thePanelOpensBeforeTheStoreAnswersAndIsPutRightWhenItDoes()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         QVERIFY(session.openPanel());
@@ -72,16 +70,12 @@ private Q_SLOTS:
     void returnClosesThePanelBeforeTheStoreAnswersAndTheBranchIsSentWhenItDoes()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         EditorWindow editor(u"notes"_s);
         QVERIFY(editor.bringToFront());
         {
             const StoppedProcess hanging(desktop.keyRingProcess());
-            QVERIFY(session.openPanel());
-            session.type(u"thought"_s);
-            session.press(u"Return"_s);
+            QVERIFY(session.branchOff(u"thought"_s));
             QTRY_VERIFY(!session.panel());
             QTRY_VERIFY(editor.isActiveWindow());
             QCOMPARE(session.countOf(branchPath), 0U);
@@ -108,9 +102,7 @@ private Q_SLOTS:
     void theAgentEndsWhileTheStoreHangs()
     {
         AgentSession session(desktop);
-        QVERIFY(session.storeKey());
-        QVERIFY(session.launch());
-        QTRY_VERIFY(session.output().contains("Loaded"));
+        QVERIFY(session.launchConnected());
         {
             const StoppedProcess hanging(desktop.keyRingProcess());
             QVERIFY(session.openPanel());
