@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QStyle>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -27,6 +28,12 @@ TransitionLabel::Content shownAs(TransitionLabel::Content content)
     return content;
 }
 
+QSize sizeOf(const TransitionLabel::Content& content)
+{
+    const QFontMetricsF metrics(content.style.font());
+    return { qCeil(metrics.horizontalAdvance(content.text)), qCeil(metrics.height()) };
+}
+
 } // namespace
 
 TransitionLabel::TransitionLabel(const Content& initial)
@@ -41,7 +48,10 @@ TransitionLabel::TransitionLabel(const Content& initial)
     transition.setDuration(static_cast<int>(transitionTime.count()));
     transition.setEasingCurve(QEasingCurve::OutQuad);
     connect(&transition, &QVariantAnimation::valueChanged, this, qOverload<>(&QWidget::update));
-    connect(&transition, &QVariantAnimation::finished, this, [this] { leaving.reset(); });
+    connect(&transition, &QVariantAnimation::finished, this, [this] {
+        leaving.reset();
+        updateGeometry();
+    });
 }
 
 void TransitionLabel::setContent(const Content& next)
@@ -61,8 +71,9 @@ void TransitionLabel::setContent(const Content& next)
 
 QSize TransitionLabel::sizeHint() const
 {
-    const QFontMetricsF metrics(current.style.font());
-    return { qCeil(metrics.horizontalAdvance(current.text)), qCeil(metrics.height()) };
+    const QSize wanted = sizeOf(current);
+    return leaving ? QSize(std::max(wanted.width(), sizeOf(*leaving).width()), wanted.height())
+                   : wanted;
 }
 
 QSize TransitionLabel::minimumSizeHint() const

@@ -12,8 +12,8 @@ namespace quibel {
 /// One line of text, elided where it gets less than the width it wants; assistive tools read it
 /// whole.
 ///
-/// Text of a new identity fades in from just below while the old one fades out; no timer runs
-/// before or after that.
+/// Text of a new identity fades in from just below while the old one, for which the label keeps its
+/// width meanwhile, fades out; no timer runs before or after that.
 class TransitionLabel : public QLabel
 {
     Q_OBJECT

@@ -2,6 +2,7 @@
 
 #include <QAbstractAnimation>
 #include <QApplication>
+#include <QBoxLayout>
 #include <QImage>
 #include <QTest>
 
@@ -16,6 +17,12 @@ constexpr TextStyle style { .size = 12, .foreground = Foreground::primary };
 TransitionLabel::Content content(const QString& identity, const QString& text)
 {
     return { .identity = identity, .text = text, .style = style };
+}
+
+void moveTo(QVariantAnimation& transition, int milliseconds)
+{
+    transition.pause();
+    transition.setCurrentTime(milliseconds);
 }
 
 } // namespace
@@ -35,11 +42,7 @@ struct Bench
 
     [[nodiscard]] QImage picture() { return label.grab().toImage(); }
 
-    void moveTo(int milliseconds)
-    {
-        transition.pause();
-        transition.setCurrentTime(milliseconds);
-    }
+    void moveTo(int milliseconds) { ::quibel::moveTo(transition, milliseconds); }
 
     /// How dark the picture is, and the first row from the top that is not background.
     [[nodiscard]] std::pair<qint64, int> ink()
@@ -55,6 +58,32 @@ struct Bench
                     top = std::min(top, y);
             }
         return { darkness, top };
+    }
+};
+
+/// The same label in a row that gives it the width it asks for, with room to spare.
+struct Row
+{
+    QWidget window;
+    TransitionLabel* label = new TransitionLabel(content(u"1"_s, u"A long name"_s));
+    QVariantAnimation& transition { *label->findChild<QVariantAnimation*>() };
+
+    explicit Row(Qt::LayoutDirection direction)
+    {
+        window.setLayoutDirection(direction);
+        auto* layout = new QHBoxLayout(&window);
+        layout->addWidget(label);
+        layout->addStretch();
+        window.resize(400, 40);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+    }
+
+    [[nodiscard]] QImage picture()
+    {
+        // What the label asks for reaches the row as a posted event.
+        QCoreApplication::sendPostedEvents();
+        return window.grab().toImage();
     }
 };
 
@@ -109,6 +138,28 @@ private Q_SLOTS:
         bench.transition.resume();
         QTRY_COMPARE(bench.transition.state(), QAbstractAnimation::Stopped);
         QCOMPARE(bench.ink(), std::pair(full, top));
+    }
+
+    void doesNotCutTheOldTextToTheWidthOfTheNewOne_data()
+    {
+        QTest::addColumn<Qt::LayoutDirection>("direction");
+        QTest::newRow("from the left") << Qt::LeftToRight;
+        QTest::newRow("from the right") << Qt::RightToLeft;
+    }
+
+    void doesNotCutTheOldTextToTheWidthOfTheNewOne()
+    {
+        QFETCH(const Qt::LayoutDirection, direction);
+        Row row(direction);
+        const QImage before = row.picture();
+        row.label->setContent(content(u"2"_s, u"i"_s));
+        moveTo(row.transition, 0);
+        QCOMPARE(row.picture(), before);
+        moveTo(row.transition, 59);
+        row.transition.resume();
+        QTRY_COMPARE(row.transition.state(), QAbstractAnimation::Stopped);
+        QTRY_COMPARE(row.label->width(), row.label->sizeHint().width());
+        QVERIFY(row.label->width() < 20);
     }
 
     void movesFastAtFirst()
