@@ -79,17 +79,22 @@ void XcbHotKeyService::removeHandler(HotKeyHandlerRef handler)
     handlers.erase(handler);
 }
 
-XcbHotKeyService::Grabs XcbHotKeyService::tryToGrab(HotKey& hotKey)
+void XcbHotKeyService::locate(HotKey& hotKey) const
 {
     hotKey.keycodes = keyboard.keycodesOf(XKB_KEY_b);
     if (hotKey.keycodes.empty())
         hotKey.keycodes = { usualKeycodeOfB };
-    hotKey.mask = 0;
-    if (has(hotKey.modifiers, HotKeyModifiers::command))
-        hotKey.mask |= keyboard.superMask();
+    hotKey.masks = has(hotKey.modifiers, HotKeyModifiers::command)
+        ? keyboard.superMasks()
+        : std::vector<std::uint16_t> { 0 };
     if (has(hotKey.modifiers, HotKeyModifiers::shift))
-        hotKey.mask |= XCB_MOD_MASK_SHIFT;
+        for (std::uint16_t& mask : hotKey.masks)
+            mask |= XCB_MOD_MASK_SHIFT;
+}
 
+XcbHotKeyService::Grabs XcbHotKeyService::tryToGrab(HotKey& hotKey)
+{
+    locate(hotKey);
     struct Request
     {
         std::uint16_t locks;
@@ -97,15 +102,16 @@ XcbHotKeyService::Grabs XcbHotKeyService::tryToGrab(HotKey& hotKey)
     };
     std::vector<Request> requests;
     for (const xcb_keycode_t keycode : hotKey.keycodes)
-        for (const std::uint16_t locks : keyboard.lockCombinations())
-            requests.push_back({ .locks = locks,
-                                 .cookie = xcb_grab_key_checked(x.get(),
-                                                                0,
-                                                                x.root(),
-                                                                hotKey.mask | locks,
-                                                                keycode,
-                                                                XCB_GRAB_MODE_ASYNC,
-                                                                XCB_GRAB_MODE_SYNC) });
+        for (const std::uint16_t mask : hotKey.masks)
+            for (const std::uint16_t locks : keyboard.lockCombinations())
+                requests.push_back({ .locks = locks,
+                                     .cookie = xcb_grab_key_checked(x.get(),
+                                                                    0,
+                                                                    x.root(),
+                                                                    mask | locks,
+                                                                    keycode,
+                                                                    XCB_GRAB_MODE_ASYNC,
+                                                                    XCB_GRAB_MODE_SYNC) });
     Grabs grabs;
     for (const Request& request : requests) {
         const bool got
@@ -130,8 +136,9 @@ XcbHotKeyService::Grabs XcbHotKeyService::grab(HotKey& hotKey)
 void XcbHotKeyService::release(const HotKey& hotKey)
 {
     for (const xcb_keycode_t keycode : hotKey.keycodes)
-        for (const std::uint16_t locks : keyboard.lockCombinations())
-            xcb_ungrab_key(x.get(), keycode, x.root(), hotKey.mask | locks);
+        for (const std::uint16_t mask : hotKey.masks)
+            for (const std::uint16_t locks : keyboard.lockCombinations())
+                xcb_ungrab_key(x.get(), keycode, x.root(), mask | locks);
     xcb_ungrab_keyboard(x.get(), XCB_CURRENT_TIME);
     x.flush();
 }
@@ -205,7 +212,8 @@ const XcbHotKeyService::HotKey* XcbHotKeyService::hotKeyOf(const xcb_key_press_e
     const auto found = std::ranges::find_if(hotKeys, [&](const auto& entry) {
         const HotKey& hotKey = entry.second;
         return std::ranges::find(hotKey.keycodes, press.detail) != hotKey.keycodes.end()
-            && (press.state & hotKey.mask) == hotKey.mask;
+            && std::ranges::any_of(
+                   hotKey.masks, [&](std::uint16_t mask) { return (press.state & mask) == mask; });
     });
     return found == hotKeys.end() ? nullptr : &found->second;
 }

@@ -34,7 +34,8 @@ private:
     {
         HotKeyModifiers modifiers;
         HotKeyID id;
-        std::uint16_t mask = 0; ///< The modifier bits, without locks.
+        /// The modifier bits, without locks; several where two keys of a name differ in them.
+        std::vector<std::uint16_t> masks {};
         std::vector<xcb_keycode_t> keycodes {};
     };
 
@@ -46,6 +47,8 @@ private:
         bool any = false;
     };
 
+    /// Finds keys and modifiers in the current layout.
+    void locate(HotKey& hotKey) const;
     /// Grabs all combinations it can get.
     [[nodiscard]] Grabs tryToGrab(HotKey& hotKey);
     /// The same, and complains unless it gets all.

@@ -40,6 +40,12 @@ bool isOneOf(xkb_keysym_t symbol, std::initializer_list<xkb_keysym_t> wanted)
     return std::ranges::find(wanted, symbol) != wanted.end();
 }
 
+void addMissing(std::vector<std::uint16_t>& masks, std::uint16_t mask)
+{
+    if (std::ranges::find(masks, mask) == masks.end())
+        masks.push_back(mask);
+}
+
 } // namespace
 
 XcbKeyboard::XcbKeyboard(XcbConnection& connection)
@@ -128,7 +134,7 @@ void XcbKeyboard::readSymbols()
 
 void XcbKeyboard::readModifiers()
 {
-    super = 0;
+    supers.clear();
     std::uint16_t numLock = 0;
     std::uint16_t scrollLock = 0;
     const auto mapping
@@ -141,20 +147,20 @@ void XcbKeyboard::readModifiers()
                 = static_cast<std::uint16_t>(1U << (index / mapping->keycodes_per_modifier));
             const xkb_keysym_t symbol = symbols[keys[index]];
             if (isOneOf(symbol, { XKB_KEY_Super_L, XKB_KEY_Super_R }))
-                super |= mask;
+                addMissing(supers, mask);
             else if (symbol == XKB_KEY_Num_Lock)
                 numLock |= mask;
             else if (symbol == XKB_KEY_Scroll_Lock)
                 scrollLock |= mask;
         }
     }
-    if (super == 0)
-        super = XCB_MOD_MASK_4;
+    if (supers.empty())
+        supers = { XCB_MOD_MASK_4 };
     locks.clear();
     for (const std::uint16_t lock :
          { static_cast<std::uint16_t>(XCB_MOD_MASK_LOCK), numLock, scrollLock })
-        if (lock != 0 && std::ranges::find(locks, lock) == locks.end())
-            locks.push_back(lock);
+        if (lock != 0)
+            addMissing(locks, lock);
 }
 
 void XcbKeyboard::handleEvent(const xcb_generic_event_t* event)

@@ -22,8 +22,8 @@ public:
     /// Source: the key symbols of xkbcommon, which are those of X11.
     [[nodiscard]] std::vector<xcb_keycode_t> keycodesOf(std::uint32_t symbol) const;
 
-    /// The modifier bits that the Super keys set.
-    [[nodiscard]] std::uint16_t superMask() const { return super; }
+    /// The modifier bits that the Super keys set: one, or more where those keys differ in it.
+    [[nodiscard]] const std::vector<std::uint16_t>& superMasks() const { return supers; }
 
     /// Every combination of the bits that Caps Lock, Num Lock and Scroll Lock set.
     [[nodiscard]] std::vector<std::uint16_t> lockCombinations() const;
@@ -43,7 +43,7 @@ private:
     std::uint8_t xkbEvent = 0; ///< The number of all events of the extension; 0 without it.
     /// What each key carries without modifiers in the current layout; 0 for nothing.
     std::array<std::uint32_t, 256> symbols {};
-    std::uint16_t super = 0;
+    std::vector<std::uint16_t> supers;
     std::vector<std::uint16_t> locks;
 };
 

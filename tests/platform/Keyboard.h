@@ -20,6 +20,7 @@ public:
         space = 65,
         shift = 50,
         super = 133,
+        rightSuper = 134,
         capsLock = 66,
         numLock = 77,
         scrollLock = 78,

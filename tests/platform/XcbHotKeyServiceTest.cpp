@@ -79,6 +79,8 @@ private Q_SLOTS:
     void worksWhateverLocksAreOn();
     void worksWithScrollLockOnWhereThatHasAModifier();
     void followsTheSuperKeysToAnotherModifier();
+    void worksWithEitherOfTwoSuperKeysOnModifiersOfTheirOwn_data();
+    void worksWithEitherOfTwoSuperKeysOnModifiersOfTheirOwn();
     void findsTheKeyInTheLayout_data();
     void findsTheKeyInTheLayout();
     void followsAChangeOfLayout();
@@ -290,6 +292,29 @@ void XcbHotKeyServiceTest::followsTheSuperKeysToAnotherModifier()
         u"xmodmap"_s,
         { u"-e"_s, u"remove mod4 = Super_L Super_R"_s, u"-e"_s, u"add mod3 = Super_L Super_R"_s }));
     QTRY_VERIFY(reachesHandler(Keyboard::b));
+}
+
+void XcbHotKeyServiceTest::worksWithEitherOfTwoSuperKeysOnModifiersOfTheirOwn_data()
+{
+    QTest::addColumn<int>("super");
+    QTest::newRow("left") << int { Keyboard::super };
+    QTest::newRow("right") << int { Keyboard::rightSuper };
+}
+
+void XcbHotKeyServiceTest::worksWithEitherOfTwoSuperKeysOnModifiersOfTheirOwn()
+{
+    QFETCH(const int, super);
+    registerKey();
+    QVERIFY(desktop.output(
+        u"xmodmap"_s, { u"-e"_s, u"remove mod4 = Super_R"_s, u"-e"_s, u"add mod3 = Super_R"_s }));
+    const auto reachesHandlerBySuper = [&] {
+        const int before = presses;
+        keyboard.type({ static_cast<xcb_keycode_t>(super), Keyboard::shift, Keyboard::b });
+        return settle() && presses == before + 1;
+    };
+    QTRY_VERIFY(reachesHandlerBySuper());
+    service.reset();
+    QVERIFY2(grab(Keyboard::b, XCB_MOD_MASK_ANY), "something was kept");
 }
 
 void XcbHotKeyServiceTest::findsTheKeyInTheLayout_data()
