@@ -21,7 +21,6 @@ namespace quibel {
 
 namespace {
 
-constexpr std::chrono::seconds idleTimeout { 60 };
 constexpr std::chrono::seconds busPatience { 1 };
 
 } // namespace
@@ -45,7 +44,7 @@ struct DesktopPlatform::Adapters
     PortalAppearance appearance;
     LibsecretSecretItems secretItems;
     JsonFilePreferences preferences { JsonFilePreferences::defaultPath() };
-    QtHttpSession session { idleTimeout };
+    QtHttpSession session;
 };
 
 std::unique_ptr<SingleInstance> DesktopPlatform::singleInstance()

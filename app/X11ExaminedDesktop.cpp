@@ -29,7 +29,7 @@ struct ExaminedDesktop::Adapters
     LibsecretSecretItems secretItems;
     JsonFilePreferences preferences { JsonFilePreferences::defaultPath(),
                                       JsonFilePreferences::Damaged::leave };
-    QtHttpSession session { idleTimeout };
+    QtHttpSession session { { .idle = idleTimeout } };
 };
 
 struct ExaminedDesktop::DisplayAdapters

@@ -61,7 +61,7 @@ struct HttpOutcome
 
 /// Sends HTTP requests, each once.
 ///
-/// A request without progress for the session's timeout (60 s for the agent) ends as `timedOut`.
+/// A request ends as `timedOut` after 60 s without progress, and after 10 minutes in all.
 /// Redirects are followed within the origin of the request only; any other is the answer itself.
 /// Requests that would carry a key in the clear to another machine, or with control characters in a
 /// header, end as `requestRefused`.

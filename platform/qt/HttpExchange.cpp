@@ -78,18 +78,22 @@ TransportErrorCode transportErrorCode(QNetworkReply::NetworkError error, bool wa
 } // namespace
 
 HttpExchange::HttpExchange(HttpRequest wanted,
-                           std::chrono::milliseconds idleTimeout,
+                           const HttpTimeouts& timeouts,
                            HttpSession::Completion whenDone,
                            QObject* parent)
     : QObject(parent)
     , request(std::move(wanted))
     , completion(std::move(whenDone))
 {
-    idle.setSingleShot(true);
-    idle.setInterval(idleTimeout);
-    connect(&idle, &QTimer::timeout, this, [this] {
-        fail(TransportErrorCode::timedOut, u"The request timed out."_s);
-    });
+    idle.setInterval(timeouts.idle);
+    total.setInterval(timeouts.total);
+    for (QTimer* const limit : { &idle, &total }) {
+        limit->setSingleShot(true);
+        connect(limit, &QTimer::timeout, this, [this] {
+            fail(TransportErrorCode::timedOut, u"The request timed out."_s);
+        });
+    }
+    total.start();
     sendRequest();
 }
 
@@ -206,6 +210,7 @@ void HttpExchange::fail(TransportErrorCode code, const QString& description)
 void HttpExchange::finish(const HttpOutcome& outcome)
 {
     idle.stop();
+    total.stop();
     reply->disconnect(this);
     reply = nullptr;
     // The completion may end the session, and the reply must not die while it speaks.

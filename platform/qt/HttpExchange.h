@@ -1,13 +1,12 @@
 #pragma once
 
 #include "platform/HttpSession.h"
+#include "platform/qt/HttpTimeouts.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QObject>
 #include <QTimer>
-
-#include <chrono>
 
 namespace quibel {
 
@@ -22,7 +21,7 @@ class HttpExchange : public QObject
 public:
     /// Sends the request at once.
     HttpExchange(HttpRequest wanted,
-                 std::chrono::milliseconds idleTimeout,
+                 const HttpTimeouts& timeouts,
                  HttpSession::Completion whenDone,
                  QObject* parent);
 
@@ -41,6 +40,7 @@ private:
     HttpRequest request;
     HttpSession::Completion completion;
     QTimer idle;
+    QTimer total;
     QByteArray received;
     int redirectCount = 0;
     bool wasSent = false;

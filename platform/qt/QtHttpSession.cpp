@@ -44,8 +44,8 @@ std::optional<QString> refusal(const HttpRequest& request)
 
 } // namespace
 
-QtHttpSession::QtHttpSession(std::chrono::milliseconds timeout)
-    : idleTimeout(timeout)
+QtHttpSession::QtHttpSession(const HttpTimeouts& requestTimeouts)
+    : timeouts(requestTimeouts)
 {
 }
 
@@ -64,7 +64,7 @@ void QtHttpSession::send(const HttpRequest& request, Completion completion)
             Qt::QueuedConnection);
         return;
     }
-    new HttpExchange(request, idleTimeout, std::move(completion), &exchanges);
+    new HttpExchange(request, timeouts, std::move(completion), &exchanges);
 }
 
 } // namespace quibel

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "platform/HttpSession.h"
+#include "platform/qt/HttpTimeouts.h"
 
 #include <QObject>
-
-#include <chrono>
 
 namespace quibel {
 
@@ -16,12 +15,12 @@ namespace quibel {
 class QtHttpSession final : public HttpSession
 {
 public:
-    explicit QtHttpSession(std::chrono::milliseconds idleTimeout);
+    explicit QtHttpSession(const HttpTimeouts& requestTimeouts = {});
 
     void send(const HttpRequest& request, Completion completion) override;
 
 private:
-    std::chrono::milliseconds idleTimeout;
+    HttpTimeouts timeouts;
     QObject exchanges; ///< Owns the requests under way; their completions end with it.
 };
 

@@ -47,9 +47,9 @@ HttpRequest post(const QUrl& url, const HttpBody& body)
     return request;
 }
 
-HttpOutcome outcomeOf(const HttpRequest& request, std::chrono::milliseconds idleTimeout)
+HttpOutcome outcomeOf(const HttpRequest& request, const HttpTimeouts& timeouts)
 {
-    QtHttpSession session(idleTimeout);
+    QtHttpSession session(timeouts);
     HttpOutcome result;
     QTestEventLoop loop;
     session.send(request, [&](const HttpOutcome& outcome) {

@@ -30,7 +30,8 @@ constexpr std::chrono::milliseconds patience { 30'000 };
 [[nodiscard]] HttpRequest post(const QUrl& url, const HttpBody& body = QByteArray("{}"));
 
 /// Sends one request and waits for its end.
-HttpOutcome outcomeOf(const HttpRequest& request, std::chrono::milliseconds idleTimeout = patience);
+HttpOutcome outcomeOf(const HttpRequest& request,
+                      const HttpTimeouts& timeouts = { .idle = patience });
 
 [[nodiscard]] std::optional<TransportErrorCode> errorOf(const HttpOutcome& outcome);
 [[nodiscard]] bool tellsTheKey(const HttpOutcome& outcome);

@@ -63,6 +63,9 @@ private Q_SLOTS:
     void endsWithoutProgress();
     void waitsWhileAnAnswerMakesProgress();
     void waitsWhileAnUploadMakesProgress();
+    void endsHoweverMuchProgressItMakes_data();
+    void endsHoweverMuchProgressItMakes();
+    void givesARequestAMinuteToGoOnAndTenToEnd();
 
     void takesTheProxyToOtherMachinesOnly();
     void takesTheProxyOfTheEnvironment_data();
@@ -113,7 +116,7 @@ void QtHttpSessionConnectionTest::sendsARequestOnceWhenTheConnectionEnds()
 void QtHttpSessionConnectionTest::keepsNoConnectionAndNoThread()
 {
     ScriptedService service;
-    QtHttpSession session(patience);
+    QtHttpSession session({ .idle = patience });
     service.answer("/", Answer::reply(200).heldBack());
     for (int count = 1; count <= 2; ++count) {
         bool done = false;
@@ -147,7 +150,7 @@ void QtHttpSessionConnectionTest::endsWithoutProgress()
     ScriptedService encrypted(bench.certificates.good());
     for (ScriptedService* service : { &plain, &encrypted }) {
         service->answer("/", answer);
-        const HttpOutcome outcome = outcomeOf(post(service->url(u"/"_s)), 1000ms);
+        const HttpOutcome outcome = outcomeOf(post(service->url(u"/"_s)), { .idle = 1000ms });
         QCOMPARE(errorOf(outcome), Code::timedOut);
         QCOMPARE(outcome.status, status);
         QVERIFY(!tellsTheKey(outcome));
@@ -163,7 +166,7 @@ void QtHttpSessionConnectionTest::waitsWhileAnAnswerMakesProgress()
     constexpr auto idleTimeout = 1500ms;
     QElapsedTimer clock;
     clock.start();
-    const HttpOutcome outcome = outcomeOf(get(service.url(u"/"_s)), idleTimeout);
+    const HttpOutcome outcome = outcomeOf(get(service.url(u"/"_s)), { .idle = idleTimeout });
     QCOMPARE(errorOf(outcome), std::nullopt);
     QCOMPARE(outcome.body, QByteArray(30, 'x'));
     QVERIFY(clock.elapsed() > idleTimeout.count());
@@ -177,11 +180,48 @@ void QtHttpSessionConnectionTest::waitsWhileAnUploadMakesProgress()
     constexpr auto idleTimeout = 2500ms;
     QElapsedTimer clock;
     clock.start();
-    const HttpOutcome outcome
-        = outcomeOf(post(service.url(u"/"_s), QByteArray(16'000'000, ' ')), idleTimeout);
+    const HttpOutcome outcome = outcomeOf(post(service.url(u"/"_s), QByteArray(16'000'000, ' ')),
+                                          { .idle = idleTimeout });
     QCOMPARE(errorOf(outcome), std::nullopt);
     QCOMPARE(outcome.status, 200);
     QVERIFY(clock.elapsed() > idleTimeout.count());
+}
+
+void QtHttpSessionConnectionTest::endsHoweverMuchProgressItMakes_data()
+{
+    QTest::addColumn<Answer>("answer");
+    QTest::addColumn<std::optional<int>>("status");
+    using Status = std::optional<int>;
+    QTest::newRow("a body that drips")
+        << Answer::reply(200, QByteArray(10'000, 'x')).slowly(100ms) << Status(200);
+    QTest::newRow("an error that drips")
+        << Answer::reply(500, QByteArray(10'000, 'x')).slowly(100ms) << Status(500);
+}
+
+void QtHttpSessionConnectionTest::endsHoweverMuchProgressItMakes()
+{
+    QFETCH(Answer, answer);
+    QFETCH(std::optional<int>, status);
+    ScriptedService plain;
+    ScriptedService encrypted(bench.certificates.good());
+    constexpr auto total = 1500ms;
+    for (ScriptedService* service : { &plain, &encrypted }) {
+        service->answer("/", answer);
+        QElapsedTimer clock;
+        clock.start();
+        const HttpOutcome outcome
+            = outcomeOf(post(service->url(u"/"_s)), { .idle = patience, .total = total });
+        QCOMPARE(errorOf(outcome), Code::timedOut);
+        QCOMPARE(outcome.status, status);
+        QVERIFY(std::chrono::milliseconds(clock.elapsed()) < patience);
+        QTRY_COMPARE(service->openConnectionCount(), 0);
+    }
+}
+
+void QtHttpSessionConnectionTest::givesARequestAMinuteToGoOnAndTenToEnd()
+{
+    QCOMPARE(HttpTimeouts().idle, 60s);
+    QCOMPARE(HttpTimeouts().total, 10min);
 }
 
 void QtHttpSessionConnectionTest::takesTheProxyToOtherMachinesOnly()

@@ -263,7 +263,7 @@ void QtHttpSessionTest::keepsNeitherCookiesNorAnswers()
         "/next",
         Answer::reply(
             200, "x", { { "Set-Cookie", "a=b; Path=/" }, { "Cache-Control", "max-age=1000" } }));
-    QtHttpSession session(patience);
+    QtHttpSession session({ .idle = patience });
     for (int count = 0; count < 2; ++count) {
         bool done = false;
         session.send(get(service.url(u"/"_s)), [&](const HttpOutcome&) { done = true; });
@@ -284,7 +284,7 @@ void QtHttpSessionTest::completesInALaterTurnOnTheSameThread_data()
 void QtHttpSessionTest::completesInALaterTurnOnTheSameThread()
 {
     QFETCH(QUrl, url);
-    QtHttpSession session(patience);
+    QtHttpSession session({ .idle = patience });
     int completions = 0;
     session.send(get(url), [&](const HttpOutcome&) {
         ++completions;
@@ -302,7 +302,7 @@ void QtHttpSessionTest::completesNothingOnceItIsGone()
     int completions = 0;
     const auto count = [&](const HttpOutcome&) { ++completions; };
     {
-        QtHttpSession session(patience);
+        QtHttpSession session({ .idle = patience });
         session.send(post(service.url(u"/never"_s)), count);
         session.send(get(service.url(u"/slow"_s)), count);
         QTRY_COMPARE(service.requests().size(), 2U);
@@ -317,7 +317,7 @@ void QtHttpSessionTest::mayEndInACompletion()
 {
     ScriptedService service;
     for (const QUrl& url : { service.url(u"/"_s), QUrl(u"ftp://127.0.0.1/"_s) }) {
-        auto session = std::make_unique<QtHttpSession>(patience);
+        auto session = std::make_unique<QtHttpSession>(HttpTimeouts { .idle = patience });
         session->send(get(url), [&](const HttpOutcome&) { session.reset(); });
         QTRY_VERIFY(session == nullptr);
     }
@@ -329,7 +329,7 @@ void QtHttpSessionTest::carriesSeveralRequestsAtATime()
     ScriptedService service;
     service.answer("/first", Answer::reply(200, "1").heldBack());
     service.answer("/second", Answer::reply(200, "2"));
-    QtHttpSession session(patience);
+    QtHttpSession session({ .idle = patience });
     QByteArrayList order;
     const auto note = [&](const HttpOutcome& outcome) { order.append(outcome.body.value_or("")); };
     session.send(get(service.url(u"/first"_s)), note);
