@@ -36,7 +36,7 @@ CaptureFlow::CaptureFlow(const Platform& platform, ProjectStore& store, Keychain
     , keychain(keys)
     , keptCapture(platform.preferences)
     , report(platform.standardOutput)
-    , submission(platform.session, store, keys, pending, report)
+    , submission(platform.session, store, keys, report)
     , screenshots(platform.workspace, platform.screens, platform.screenCapture)
 {
 }
@@ -170,14 +170,15 @@ void CaptureFlow::handleSubmit(const QString& text,
     isClosing = true;
     QMetaObject::invokeMethod(
         this, [this, previous] { closePanelAndRestoreFocus(previous); }, Qt::QueuedConnection);
-    submission.submit(*document,
-                      [this, project, document = *document](const SubmissionResult& result) {
-                          handleSubmitResult(result, project, document);
-                      });
-    if (mode == ScreenshotMode::on)
-        QTimer::singleShot(screenshotDelay, Qt::PreciseTimer, this, [this, context, project] {
-            startScreenshotCapture(context, project);
+    const auto pending = submission.submit(
+        *document, [this, project, document = *document](const SubmissionResult& result) {
+            handleSubmitResult(result, project, document);
         });
+    if (mode == ScreenshotMode::on)
+        QTimer::singleShot(
+            screenshotDelay, Qt::PreciseTimer, this, [this, context, project, pending] {
+                startScreenshotCapture(context, project, pending);
+            });
 }
 
 void CaptureFlow::closePanelAndRestoreFocus(const PreviousApplication& previous)
@@ -197,30 +198,29 @@ void CaptureFlow::handleSubmitResult(const SubmissionResult& result,
     if (error == nullptr) {
         keptCapture.clearLastFailedCapture();
         projectStore.recordUse(project);
-        pending.pendingScreenshotBranchID = std::get<CreatedBranch>(result).id;
-        submission.uploadPendingScreenshot();
         return;
     }
-    pending.clear();
     const bool dropped
         = *error == SubmissionError::noAPIKey || *error == SubmissionError::unauthorized;
     if (!dropped)
         keptCapture.storeFailedCapture(document);
 }
 
-void CaptureFlow::startScreenshotCapture(const CaptureContext& context, const Project& project)
+void CaptureFlow::startScreenshotCapture(const CaptureContext& context,
+                                         const Project& project,
+                                         const PendingScreenshotRef& pending)
 {
     screenshots.capture(
-        context, project, [this, context, project](std::optional<ScreenshotCapture> capture) {
+        context,
+        project,
+        [this, context, project, pending](std::optional<ScreenshotCapture> capture) {
             if (!capture) {
                 report.captureFailed(
                     describeAttempt(context, project, QDateTime::currentDateTimeUtc()), {});
-                pending.clear();
                 return;
             }
-            pending.pendingScreenshot = std::move(capture);
-            report.captured(pending.pendingScreenshot->metadata);
-            submission.uploadPendingScreenshot();
+            report.captured(capture->metadata);
+            submission.uploadScreenshot(pending, *std::move(capture));
         });
 }
 

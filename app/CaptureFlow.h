@@ -9,7 +9,6 @@
 #include "platform/Workspace.h"
 #include "submission/BranchSubmissionClient.h"
 #include "submission/CaptureReport.h"
-#include "submission/PendingScreenshot.h"
 #include "ui/CapturePanelController.h"
 #include "ui/ScreenshotMode.h"
 
@@ -68,7 +67,9 @@ private:
     void handleSubmitResult(const SubmissionResult& result,
                             const Project& project,
                             const QByteArray& document);
-    void startScreenshotCapture(const CaptureContext& context, const Project& project);
+    void startScreenshotCapture(const CaptureContext& context,
+                                const Project& project,
+                                const PendingScreenshotRef& pending);
 
     Workspace& workspace;
     Screens& screens;
@@ -80,7 +81,6 @@ private:
     bool hasKey = false; ///< As far as is known when the panel is shown.
     bool isUnauthorized = false;
     KeptCapture keptCapture;
-    PendingScreenshot pending;
     CaptureReport report;
     BranchSubmissionClient submission;
     ScreenshotCapturer screenshots;

@@ -61,24 +61,31 @@ SubmissionResult readSubmissionResult(const HttpOutcome& outcome)
 BranchSubmissionClient::BranchSubmissionClient(HttpSession& httpSession,
                                                ProjectStore& store,
                                                const KeychainService& keys,
-                                               PendingScreenshot& pendingScreenshot,
                                                const CaptureReport& captureReport)
     : session(httpSession)
     , projectStore(store)
     , keychain(keys)
-    , pending(pendingScreenshot)
     , report(captureReport)
 {
 }
 
-void BranchSubmissionClient::submit(const QByteArray& document, const Completion& completion)
+PendingScreenshotRef BranchSubmissionClient::submit(const QByteArray& document,
+                                                    const Completion& completion)
 {
-    prepare(branchPath, document, [this, completion](const Prepared& prepared) {
+    const auto pending = std::make_shared<PendingScreenshot>();
+    const auto finish
+        = [self = QPointer(this), pending, completion](const SubmissionResult& result) {
+              completion(result);
+              if (self)
+                  self->branchEnded(*pending, result);
+          };
+    prepare(branchPath, document, [this, finish](const Prepared& prepared) {
         if (const auto* error = std::get_if<SubmissionError>(&prepared))
-            completion(*error);
+            finish(*error);
         else
-            send(std::get<HttpRequest>(prepared), completion);
+            send(std::get<HttpRequest>(prepared), finish);
     });
+    return pending;
 }
 
 void BranchSubmissionClient::resend(const QByteArray& document, const Completion& completion)
@@ -89,17 +96,46 @@ void BranchSubmissionClient::resend(const QByteArray& document, const Completion
     });
 }
 
-void BranchSubmissionClient::uploadPendingScreenshot()
+void BranchSubmissionClient::uploadScreenshot(const PendingScreenshotRef& pending,
+                                              ScreenshotCapture screenshot)
 {
-    if (!pending.pendingScreenshot || !pending.pendingScreenshotBranchID)
+    strandedScreenshot.reset();
+    if (pending->branch == PendingScreenshot::Branch::failed) {
+        strandedScreenshot = std::move(screenshot);
         return;
-    const QString branchID = *pending.pendingScreenshotBranchID;
+    }
+    pending->pendingScreenshot = std::move(screenshot);
+    uploadPendingScreenshot(*pending);
+}
+
+void BranchSubmissionClient::branchEnded(PendingScreenshot& pending, const SubmissionResult& result)
+{
+    const auto* created = std::get_if<CreatedBranch>(&result);
+    if (created == nullptr) {
+        pending.branch = PendingScreenshot::Branch::failed;
+        pending.pendingScreenshot.reset();
+        return;
+    }
+    pending.branch = PendingScreenshot::Branch::created;
+    pending.pendingScreenshotBranchID = created->id;
+    if (created->id && strandedScreenshot)
+        upload(*std::exchange(strandedScreenshot, std::nullopt), *created->id);
+    uploadPendingScreenshot(pending);
+}
+
+void BranchSubmissionClient::uploadPendingScreenshot(PendingScreenshot& pending)
+{
+    if (pending.pendingScreenshot && pending.pendingScreenshotBranchID)
+        upload(*std::exchange(pending.pendingScreenshot, std::nullopt),
+               *pending.pendingScreenshotBranchID);
+}
+
+void BranchSubmissionClient::upload(const ScreenshotCapture& screenshot, const QString& branchID)
+{
     const QString path = u"api/branches/"_s + branchID + u"/screenshots"_s;
-    prepare(path,
-            {},
-            [this, screenshot = *pending.pendingScreenshot, branchID](const Prepared& prepared) {
-                upload(prepared, screenshot, branchID);
-            });
+    prepare(path, {}, [this, screenshot, branchID](const Prepared& prepared) {
+        uploadPrepared(prepared, screenshot, branchID);
+    });
 }
 
 void BranchSubmissionClient::prepare(const QString& path,
@@ -134,41 +170,36 @@ void BranchSubmissionClient::send(const HttpRequest& request, Completion complet
         });
 }
 
-void BranchSubmissionClient::upload(const Prepared& prepared,
-                                    const ScreenshotCapture& screenshot,
-                                    const QString& branchID)
+void BranchSubmissionClient::uploadPrepared(const Prepared& prepared,
+                                            const ScreenshotCapture& screenshot,
+                                            const QString& branchID)
 {
     const QString captureType = screenshot.metadata.captureType;
-    const auto fail = [this, branchID, captureType](const QString& reason) {
-        report.uploadFailed(branchID, captureType, reason);
-        pending.clear();
-    };
     if (std::holds_alternative<SubmissionError>(prepared)) {
-        fail(u"missing_api_key_or_base_url"_s);
+        report.uploadFailed(branchID, captureType, u"missing_api_key_or_base_url"_s);
         return;
     }
     auto document = buildScreenshotDocument(screenshot, branchID);
     if (!document) {
-        fail(u"invalid_payload"_s);
+        report.uploadFailed(branchID, captureType, u"invalid_payload"_s);
         return;
     }
     HttpRequest request = std::get<HttpRequest>(prepared);
     request.body = *std::move(document);
 
-    const auto finish
-        = [self = QPointer(this), fail, branchID, captureType, byteSize = screenshot.data.size()](
-              const HttpOutcome& outcome) {
-              if (!self)
-                  return;
-              if (outcome.error) {
-                  fail(outcome.error->localizedDescription);
-              } else if (!isSuccess(outcome)) {
-                  fail(u"server_error"_s);
-              } else {
-                  self->report.saved(branchID, captureType, byteSize);
-                  self->pending.clear();
-              }
-          };
+    const auto finish = [self = QPointer(this),
+                         branchID,
+                         captureType,
+                         byteSize = screenshot.data.size()](const HttpOutcome& outcome) {
+        if (!self)
+            return;
+        if (outcome.error)
+            self->report.uploadFailed(branchID, captureType, outcome.error->localizedDescription);
+        else if (!isSuccess(outcome))
+            self->report.uploadFailed(branchID, captureType, u"server_error"_s);
+        else
+            self->report.saved(branchID, captureType, byteSize);
+    };
     session.send(request, finish);
 }
 

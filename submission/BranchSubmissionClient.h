@@ -25,24 +25,26 @@ class BranchSubmissionClient : public QObject
 public:
     using Completion = std::function<void(const SubmissionResult&)>;
 
-    /// `pendingScreenshot` belongs to the caller, who fills it; an upload that has ended clears it.
     BranchSubmissionClient(HttpSession& httpSession,
                            ProjectStore& store,
                            const KeychainService& keys,
-                           PendingScreenshot& pendingScreenshot,
                            const CaptureReport& captureReport);
 
     /// Sends a branch document. `completion` is called once, in a later turn of the event loop; but
     /// before this returns when it is known by then that nothing can be sent. A rejected key signs
     /// the user out first.
-    void submit(const QByteArray& document, const Completion& completion);
+    ///
+    /// Returns the submission's screenshot, for `uploadScreenshot`.
+    PendingScreenshotRef submit(const QByteArray& document, const Completion& completion);
 
     /// The same for a branch that was kept; but when there is no key or no base URL, nothing is
     /// sent and `completion` is not called.
     void resend(const QByteArray& document, const Completion& completion);
 
-    /// Uploads the pending screenshot, if its branch id is there too.
-    void uploadPendingScreenshot();
+    /// Uploads `screenshot` to the branch of its submission as soon as that has an id, and to no
+    /// other. If the branch has failed already, the screenshot goes with the next branch that
+    /// succeeds, unless a newer one takes its place.
+    void uploadScreenshot(const PendingScreenshotRef& pending, ScreenshotCapture screenshot);
 
 private:
     /// A request; or why there can be none.
@@ -53,14 +55,18 @@ private:
                  const QByteArray& json,
                  std::function<void(const Prepared&)> proceed);
     void send(const HttpRequest& request, Completion completion);
-    void
-    upload(const Prepared& prepared, const ScreenshotCapture& screenshot, const QString& branchID);
+    void branchEnded(PendingScreenshot& pending, const SubmissionResult& result);
+    void uploadPendingScreenshot(PendingScreenshot& pending);
+    void upload(const ScreenshotCapture& screenshot, const QString& branchID);
+    void uploadPrepared(const Prepared& prepared,
+                        const ScreenshotCapture& screenshot,
+                        const QString& branchID);
 
     HttpSession& session;
     ProjectStore& projectStore;
     const KeychainService& keychain;
-    PendingScreenshot& pending;
     const CaptureReport& report;
+    std::optional<ScreenshotCapture> strandedScreenshot; ///< Its branch had failed before it came.
 };
 
 /// What an answer to a branch request means.

@@ -4,17 +4,22 @@
 
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 namespace quibel {
 
-/// The two halves of an upload, which come in either order.
+/// One submission's screenshot on the way to its branch: the two halves of an upload, which come in
+/// either order.
 struct PendingScreenshot
 {
-    std::optional<ScreenshotCapture> pendingScreenshot; ///< Waits for its branch id.
-    std::optional<QString> pendingScreenshotBranchID;   ///< Waits for its screenshot.
+    enum class Branch { awaited, created, failed };
 
-    void clear() { *this = {}; }
+    Branch branch = Branch::awaited;
+    std::optional<QString> pendingScreenshotBranchID;   ///< Waits for its screenshot.
+    std::optional<ScreenshotCapture> pendingScreenshot; ///< Waits for its branch id.
 };
+
+using PendingScreenshotRef = std::shared_ptr<PendingScreenshot>;
 
 } // namespace quibel

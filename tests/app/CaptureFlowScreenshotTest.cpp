@@ -1,5 +1,7 @@
 #include "tests/app/AgentBench.h"
 
+#include <QElapsedTimer>
+
 using namespace Qt::StringLiterals;
 
 namespace quibel {
@@ -116,9 +118,81 @@ private Q_SLOTS:
     {
         AgentBench bench;
         prepareForScreenshots(bench);
-        bench.branchOff(u"x"_s);
-        QTRY_VERIFY(!bench.desktop.screenCapture.streams.empty());
+        bench.pressHotKey();
+        AgentBench::type(u"x"_s);
+        QElapsedTimer sinceReturn;
+        sinceReturn.start();
+        AgentBench::pressKey(Qt::Key_Return);
+        QTRY_VERIFY_WITH_TIMEOUT(!bench.desktop.screenCapture.streams.empty(), 30'000);
+        QVERIFY(sinceReturn.elapsed() >= 50);
         QVERIFY(!AgentBench::panelIsOpen());
+    }
+
+    void eachScreenshotGoesToItsOwnBranch()
+    {
+        AgentBench bench;
+        prepareForScreenshots(bench);
+        bench.pressHotKey();
+        AgentBench::type(u"without"_s);
+        AgentBench::pressKey(Qt::Key_Left);
+        AgentBench::pressKey(Qt::Key_Return);
+        QTRY_VERIFY(!AgentBench::panelIsOpen());
+        bench.pressHotKey();
+        AgentBench::type(u"with"_s);
+        AgentBench::pressKey(Qt::Key_Right);
+        AgentBench::pressKey(Qt::Key_Return);
+        QTRY_VERIFY(bench.desktop.output.contains("Screenshot captured"));
+
+        bench.desktop.session.answer(branchRequest, createdBranch);
+        AgentBench::settle();
+        QCOMPARE(bench.desktop.session.requests.size(), branchRequest + 2);
+        bench.desktop.session.answer(branchRequest + 1,
+                                     FakeHttpSession::success(201, R"({"id":"b2"})"));
+        QTRY_COMPARE(bench.desktop.session.requests.size(), branchRequest + 3);
+        QCOMPARE(bench.desktop.session.requests.back().url.path(),
+                 u"/base/api/branches/b2/screenshots"_s);
+    }
+
+    void aFailureAfterTheScreenshotDropsIt_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::newRow("server") << 500;
+        QTest::newRow("unauthorized") << 401;
+        QTest::newRow("no key") << 0;
+    }
+
+    void aFailureAfterTheScreenshotDropsIt()
+    {
+        QFETCH(int, status);
+        AgentBench bench;
+        prepareForScreenshots(bench);
+        bench.pressHotKey();
+        bench.desktop.secretItems.slow = status == 0;
+        AgentBench::type(u"x"_s);
+        AgentBench::pressKey(Qt::Key_Return);
+        QTRY_VERIFY(bench.desktop.output.contains("Screenshot captured"));
+        if (status == 0) {
+            bench.desktop.secretItems.items.clear();
+            QVERIFY(bench.desktop.secretItems.answerLate());
+            bench.desktop.secretItems.slow = false;
+        } else {
+            bench.desktop.session.answer(branchRequest, FakeHttpSession::success(status, {}));
+        }
+        AgentBench::settle();
+
+        // The next branch, without a screenshot, finds none.
+        bench.connectAccount({ u"p1"_s });
+        bench.delegate->sendBranch();
+        AgentBench::type(u"y"_s);
+        AgentBench::pressKey(Qt::Key_Left);
+        AgentBench::pressKey(Qt::Key_Return);
+        const std::size_t requests = bench.desktop.session.requests.size();
+        QCOMPARE(bench.desktop.session.requests.back().url.path(),
+                 u"/base/api/branches/from-agent"_s);
+        bench.desktop.session.answer(requests - 1, createdBranch);
+        AgentBench::settle();
+        QCOMPARE(bench.desktop.preferences.text(u"quibel.lastUsedProjectId"_s), u"p1"_s);
+        QCOMPARE(bench.desktop.session.requests.size(), requests);
     }
 
     void aFailedBranchLeavesALaterScreenshotPendingWithoutUpload()

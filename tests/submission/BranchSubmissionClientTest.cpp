@@ -23,21 +23,35 @@ struct Bench
         preferences.values.insert(u"ProjectStore.projects"_s, QStringList { u"p1"_s });
     }
 
-    void setPending(const QString& captureType = u"active_window"_s)
+    /// Sends a branch, which the service stores as `id`; or says that it has, without an id.
+    [[nodiscard]] PendingScreenshotRef createBranch(const QByteArray& id = "b1")
     {
-        ScreenshotCapture screenshot { .data = QByteArray("\x89PNG\xff\x00\x01", 7),
-                                       .metadata = {} };
-        screenshot.metadata.source = u"desktop"_s;
-        screenshot.metadata.captureType = captureType;
-        screenshot.metadata.capturedAt = u"2026-11-15T22:24:38Z"_s;
-        screenshot.metadata.branchID = u"not this one"_s;
-        pending.pendingScreenshot = screenshot;
-        pending.pendingScreenshotBranchID = u"b1"_s;
+        const auto pending = client->submit("{}", [](const SubmissionResult&) {});
+        session.answerNext(FakeHttpSession::success(
+            201, id.isEmpty() ? QByteArray() : QByteArray(R"({"id":")" + id + R"("})")));
+        processAnswers();
+        return pending;
     }
 
-    [[nodiscard]] bool isPending() const
+    /// Sends a branch that fails.
+    [[nodiscard]] PendingScreenshotRef failBranch(int status = 500)
     {
-        return pending.pendingScreenshot || pending.pendingScreenshotBranchID;
+        const auto pending = client->submit("{}", [](const SubmissionResult&) {});
+        session.answerNext(FakeHttpSession::success(status, {}));
+        processAnswers();
+        return pending;
+    }
+
+    static void processAnswers() { QCoreApplication::processEvents(); }
+
+    /// The paths of the uploads so far.
+    [[nodiscard]] QStringList uploads() const
+    {
+        QStringList paths;
+        for (const HttpRequest& request : session.requests)
+            if (request.url.path().endsWith(u"/screenshots"_s))
+                paths << request.url.path().sliced(u"/base/api/branches/"_s.size());
+        return paths;
     }
 
     FakeSecretItems secretItems;
@@ -50,14 +64,31 @@ struct Bench
                            .environment = {},
                            .standardOutput = {} } };
     KeychainService keychain = makeAgentKeychain(secretItems);
-    PendingScreenshot pending;
     CaptureReport report { [this](const QByteArray& text) { output += text; } };
     std::unique_ptr<BranchSubmissionClient> client
-        = std::make_unique<BranchSubmissionClient>(session, store, keychain, pending, report);
+        = std::make_unique<BranchSubmissionClient>(session, store, keychain, report);
     std::vector<SubmissionResult> results;
     BranchSubmissionClient::Completion keepResult
         = [this](const SubmissionResult& result) { results.push_back(result); };
 };
+
+ScreenshotCapture screenshot()
+{
+    ScreenshotCapture made { .data = QByteArray("\x89PNG\xff\x00\x01", 7), .metadata = {} };
+    made.metadata.source = u"desktop"_s;
+    made.metadata.captureType = u"active_window"_s;
+    made.metadata.capturedAt = u"2026-11-15T22:24:38Z"_s;
+    made.metadata.branchID = u"not this one"_s;
+    return made;
+}
+
+/// A screenshot that can be told from others.
+ScreenshotCapture screenshot(const QByteArray& data)
+{
+    ScreenshotCapture made = screenshot();
+    made.data = data;
+    return made;
+}
 
 HttpOutcome brokenAfter(int status, TransportErrorCode code)
 {
@@ -232,10 +263,9 @@ private Q_SLOTS:
     void waitsForNoStore()
     {
         Bench bench;
-        bench.setPending();
-        bench.client->submit("{}", bench.keepResult);
+        const auto pending = bench.createBranch();
         bench.client->resend("{}", bench.keepResult);
-        bench.client->uploadPendingScreenshot();
+        bench.client->uploadScreenshot(pending, screenshot());
         QCOMPARE(bench.secretItems.holds, std::vector(3, std::chrono::milliseconds(0)));
     }
 
@@ -283,41 +313,149 @@ private Q_SLOTS:
         QVERIFY(bench.results.empty());
     }
 
-    void uploadsWhatWasPendingBeforeASlowStoreAnswered()
+    void uploadsToItsBranchWhenASlowStoreHasGivenTheKey()
+    {
+        Bench bench;
+        const auto pending = bench.createBranch();
+        bench.secretItems.slow = true;
+        bench.client->uploadScreenshot(pending, screenshot());
+        const auto next = bench.client->submit("{}", bench.keepResult);
+        QVERIFY(bench.secretItems.answerLate());
+        QCOMPARE(bench.uploads(), QStringList(u"b1/screenshots"_s));
+        QVERIFY(bench.session.requests.back().body.joined().contains("iVBOR/8AAQ=="));
+    }
+
+    void waitsForTheBranchOfTheScreenshot()
+    {
+        Bench bench;
+        const auto first = bench.client->submit("{}", bench.keepResult);
+        const auto second = bench.client->submit("{}", bench.keepResult);
+        bench.client->uploadScreenshot(second, screenshot());
+        bench.session.answer(0, FakeHttpSession::success(201, R"({"id":"b1"})"));
+        bench.processAnswers();
+        QCOMPARE(bench.uploads(), QStringList());
+        bench.session.answer(1, FakeHttpSession::success(201, R"({"id":"b2"})"));
+        bench.processAnswers();
+        QCOMPARE(bench.uploads(), QStringList(u"b2/screenshots"_s));
+    }
+
+    void uploadsOnceThoughAnotherBranchIsCreatedMeanwhile()
+    {
+        Bench bench;
+        bench.client->uploadScreenshot(bench.createBranch("b1"), screenshot());
+        const auto upload = bench.session.requests.size() - 1;
+        const auto other = bench.client->submit("{}", bench.keepResult);
+        bench.session.answer(upload + 1, FakeHttpSession::success(201, R"({"id":"b2"})"));
+        bench.processAnswers();
+        QCOMPARE(bench.uploads(), QStringList(u"b1/screenshots"_s));
+        bench.session.answer(upload, FakeHttpSession::success(201, {}));
+        bench.processAnswers();
+        bench.client->uploadScreenshot(other, screenshot());
+        QCOMPARE(bench.uploads(), QStringList({ u"b1/screenshots"_s, u"b2/screenshots"_s }));
+    }
+
+    void aFailureOrAnUploadEndsNoOtherSubmission()
+    {
+        Bench bench;
+        const auto waiting = bench.client->submit("{}", bench.keepResult);
+        bench.client->uploadScreenshot(waiting, screenshot());
+        bench.client->submit("{}", bench.keepResult);
+        bench.session.answer(1, FakeHttpSession::success(500, {}));
+        bench.processAnswers();
+        const auto done = bench.client->submit("{}", bench.keepResult);
+        bench.session.answer(2, FakeHttpSession::success(201, R"({"id":"b3"})"));
+        bench.processAnswers();
+        bench.client->uploadScreenshot(done, screenshot());
+        bench.session.answer(3, FakeHttpSession::success(201, {}));
+        bench.processAnswers();
+        QCOMPARE(bench.uploads(), QStringList(u"b3/screenshots"_s));
+        bench.session.answer(0, FakeHttpSession::success(201, R"({"id":"b1"})"));
+        bench.processAnswers();
+        QCOMPARE(bench.uploads(), QStringList({ u"b3/screenshots"_s, u"b1/screenshots"_s }));
+    }
+
+    void aFailureDropsTheScreenshotThatWaitedForIt_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::newRow("server") << 500;
+        QTest::newRow("unauthorized") << 401;
+    }
+
+    void aFailureDropsTheScreenshotThatWaitedForIt()
+    {
+        QFETCH(int, status);
+        Bench bench;
+        const auto pending = bench.client->submit("{}", bench.keepResult);
+        bench.client->uploadScreenshot(pending, screenshot());
+        bench.session.answerNext(FakeHttpSession::success(status, {}));
+        bench.processAnswers();
+        QVERIFY(!pending->pendingScreenshot);
+        bench.secretItems.items = { { { u"QuibelDesktop"_s, u"apiKey"_s }, "sk_test" } };
+        QVERIFY(bench.createBranch());
+        QCOMPARE(bench.uploads(), QStringList());
+    }
+
+    void aMissingKeyDropsTheScreenshotThatWaitedForIt()
     {
         Bench bench;
         bench.secretItems.slow = true;
-        bench.setPending();
-        bench.client->uploadPendingScreenshot();
-        bench.pending.pendingScreenshot.reset();
-        bench.pending.pendingScreenshotBranchID = u"b2"_s;
+        const auto pending = bench.client->submit("{}", bench.keepResult);
+        bench.client->uploadScreenshot(pending, screenshot());
+        const auto items = std::exchange(bench.secretItems.items, {});
         QVERIFY(bench.secretItems.answerLate());
-        QCOMPARE(bench.session.requests.size(), 1U);
-        QVERIFY(bench.session.requests.front().url.path().endsWith(u"/b1/screenshots"_s));
-        QVERIFY(bench.session.requests.front().body.joined().contains("iVBOR/8AAQ=="));
+        QVERIFY(bench.results == std::vector<SubmissionResult> { SubmissionError::noAPIKey });
+        QVERIFY(!pending->pendingScreenshot);
+        bench.secretItems.slow = false;
+        bench.secretItems.items = items;
+        QVERIFY(bench.createBranch());
+        QCOMPARE(bench.uploads(), QStringList());
     }
 
-    void uploadsOnlyWhenBothHalvesAreThere()
+    void aScreenshotOfAFailedBranchGoesWithTheNextOneThatIsCreated()
     {
         Bench bench;
-        bench.client->uploadPendingScreenshot();
-        bench.setPending();
-        bench.pending.pendingScreenshotBranchID.reset();
-        bench.client->uploadPendingScreenshot();
-        QVERIFY(bench.pending.pendingScreenshot);
-        bench.setPending();
-        bench.pending.pendingScreenshot.reset();
-        bench.client->uploadPendingScreenshot();
-        QVERIFY(bench.session.requests.empty());
+        bench.client->uploadScreenshot(bench.failBranch(), screenshot());
+        QVERIFY(bench.failBranch());
+        QVERIFY(bench.createBranch(""));
+        QCOMPARE(bench.uploads(), QStringList());
+        QVERIFY(bench.createBranch("b2"));
+        QVERIFY(bench.createBranch("b3"));
+        QCOMPARE(bench.uploads(), QStringList(u"b2/screenshots"_s));
+    }
+
+    void aNewerScreenshotTakesThePlaceOfAFailedBranchsOne()
+    {
+        Bench bench;
+        bench.client->uploadScreenshot(bench.failBranch(), screenshot("old"));
+        bench.client->uploadScreenshot(bench.failBranch(), screenshot("new"));
+        QVERIFY(bench.createBranch("b1"));
+        QCOMPARE(bench.uploads(), QStringList(u"b1/screenshots"_s));
+        QVERIFY(bench.session.requests.back().body.joined().contains("\"bmV3\""));
+
+        bench.client->uploadScreenshot(bench.failBranch(503), screenshot("old"));
+        const auto pending = bench.client->submit("{}", bench.keepResult);
+        bench.client->uploadScreenshot(pending, screenshot("own"));
+        bench.session.answer(bench.session.requests.size() - 1,
+                             FakeHttpSession::success(201, R"({"id":"b2"})"));
+        bench.processAnswers();
+        QCOMPARE(bench.uploads(), QStringList({ u"b1/screenshots"_s, u"b2/screenshots"_s }));
+        QVERIFY(bench.session.requests.back().body.joined().contains("\"b3du\""));
+    }
+
+    void aBranchWithoutAnIdUploadsNothing()
+    {
+        Bench bench;
+        bench.client->uploadScreenshot(bench.createBranch(""), screenshot());
+        QVERIFY(bench.createBranch("b2"));
+        QCOMPARE(bench.uploads(), QStringList());
         QVERIFY(bench.output.isEmpty());
     }
 
     void uploadsThePictureWithItsMetadata()
     {
         Bench bench;
-        bench.setPending();
-        bench.client->uploadPendingScreenshot();
-        const HttpRequest& request = bench.session.requests.front();
+        bench.client->uploadScreenshot(bench.createBranch(), screenshot());
+        const HttpRequest& request = bench.session.requests.back();
         QCOMPARE(request.url, QUrl(u"https://service.invalid/base/api/branches/b1/screenshots"_s));
         QCOMPARE(request.headers.at(0).second, "Bearer sk_test"_ba);
         QCOMPARE(request.headers.at(1).second, "application/json"_ba);
@@ -347,8 +485,8 @@ private Q_SLOTS:
     void writesTheMetadataThatIsThere()
     {
         Bench bench;
-        bench.setPending();
-        ScreenshotMetadata& metadata = bench.pending.pendingScreenshot->metadata;
+        ScreenshotCapture described = screenshot();
+        ScreenshotMetadata& metadata = described.metadata;
         metadata.appName = u"Editor"_s;
         metadata.bundleID = u"org.example.Editor"_s;
         metadata.windowTitle = u"\"notes\""_s;
@@ -357,9 +495,9 @@ private Q_SLOTS:
         metadata.imageHeight = 3;
         metadata.byteSize = 7;
         metadata.projectName = u"Atlas"_s;
-        bench.client->uploadPendingScreenshot();
+        bench.client->uploadScreenshot(bench.createBranch(), described);
         const QJsonValue sent
-            = QJsonDocument::fromJson(bench.session.requests.front().body.joined())[u"metadata"_s];
+            = QJsonDocument::fromJson(bench.session.requests.back().body.joined())[u"metadata"_s];
         QCOMPARE(sent[u"app_name"_s], u"Editor"_s);
         QCOMPARE(sent[u"bundle_id"_s], u"org.example.Editor"_s);
         QCOMPARE(sent[u"window_title"_s], u"\"notes\""_s);
@@ -390,47 +528,44 @@ private Q_SLOTS:
         QFETCH(HttpOutcome, outcome);
         QFETCH(QByteArray, line);
         Bench bench;
-        bench.setPending();
-        bench.client->uploadPendingScreenshot();
-        QVERIFY(bench.isPending());
+        bench.client->uploadScreenshot(bench.createBranch(), screenshot());
         bench.session.answerNext(outcome);
         QTRY_VERIFY(bench.output.contains(line));
         QVERIFY(bench.output.contains("branch_id    : b1\ncapture_type : active_window\n"));
-        QVERIFY(!bench.isPending());
         QCOMPARE(bench.secretItems.items.size(), 1U);
     }
 
     void anUploadWithoutAKeyIsReportedAndDropped()
     {
         Bench bench;
-        bench.setPending();
+        const auto pending = bench.createBranch();
         bench.secretItems.items.clear();
-        bench.client->uploadPendingScreenshot();
+        bench.client->uploadScreenshot(pending, screenshot());
         QVERIFY(bench.output.contains("reason       : missing_api_key_or_base_url\n"));
-        QVERIFY(!bench.isPending());
-        QVERIFY(bench.session.requests.empty());
+        QVERIFY(!pending->pendingScreenshot);
+        QCOMPARE(bench.uploads(), QStringList());
     }
 
     void anUploadWithBrokenTextIsReportedAndDropped()
     {
         Bench bench;
-        bench.setPending();
-        bench.pending.pendingScreenshot->metadata.windowTitle = QString(1, QChar(0xdc00));
-        bench.client->uploadPendingScreenshot();
+        ScreenshotCapture broken = screenshot();
+        broken.metadata.windowTitle = QString(1, QChar(0xdc00));
+        const auto pending = bench.createBranch();
+        bench.client->uploadScreenshot(pending, broken);
         QVERIFY(bench.output.contains("reason       : invalid_payload\n"));
-        QVERIFY(!bench.isPending());
-        QVERIFY(bench.session.requests.empty());
+        QVERIFY(!pending->pendingScreenshot);
+        QCOMPARE(bench.uploads(), QStringList());
     }
 
     void answersAfterItsEndAreDropped()
     {
         Bench bench;
-        bench.setPending();
+        bench.client->uploadScreenshot(bench.createBranch(), screenshot());
         bench.client->submit("{}", bench.keepResult);
-        bench.client->uploadPendingScreenshot();
         bench.client.reset();
-        bench.session.answer(0, FakeHttpSession::success(401, {}));
         bench.session.answer(1, FakeHttpSession::success(201, {}));
+        bench.session.answer(2, FakeHttpSession::success(401, {}));
         QCoreApplication::processEvents();
         QVERIFY(bench.results.empty());
         QVERIFY(bench.output.isEmpty());

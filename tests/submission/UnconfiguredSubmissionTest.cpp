@@ -26,9 +26,8 @@ private:
                            .environment = {},
                            .standardOutput = {} } };
     KeychainService keychain = makeAgentKeychain(secretItems);
-    PendingScreenshot pending;
     CaptureReport report { [this](const QByteArray& text) { output += text; } };
-    BranchSubmissionClient client { session, store, keychain, pending, report };
+    BranchSubmissionClient client { session, store, keychain, report };
     const BranchSubmissionClient::Completion keepResult
         = [this](const SubmissionResult& result) { results.push_back(result); };
 
@@ -64,12 +63,12 @@ private Q_SLOTS:
 
     void anUploadIsReportedAndDropped()
     {
-        pending.pendingScreenshot.emplace();
-        pending.pendingScreenshotBranchID = u"b1"_s;
-        client.uploadPendingScreenshot();
+        const auto created = std::make_shared<PendingScreenshot>();
+        created->branch = PendingScreenshot::Branch::created;
+        created->pendingScreenshotBranchID = u"b1"_s;
+        client.uploadScreenshot(created, {});
         QVERIFY(output.contains("reason       : missing_api_key_or_base_url\n"));
-        QVERIFY(!pending.pendingScreenshot);
-        QVERIFY(!pending.pendingScreenshotBranchID);
+        QVERIFY(!created->pendingScreenshot);
     }
 };
 

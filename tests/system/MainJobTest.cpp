@@ -95,6 +95,29 @@ private Q_SLOTS:
         QCOMPARE(session.preferences()[u"ProjectStore.projects"_s], QJsonArray({ u"p2"_s }));
     }
 
+    void eachPictureGoesToItsOwnBranch()
+    {
+        AgentSession session(desktop);
+        QVERIFY(session.launchConnected());
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+        session.service.answer(branchPath, Answer::json(201, R"({"id":"b1"})").heldBack());
+        QVERIFY(session.branchOff(u"without a picture"_s));
+        QTRY_COMPARE(session.countOf(branchPath), 1U);
+        QTRY_VERIFY(!session.panel());
+
+        session.service.answer(branchPath, Answer::json(201, R"({"id":"b2"})").heldBack());
+        QVERIFY(session.openPanel());
+        session.type(u"with one"_s);
+        session.press(u"Right"_s);
+        session.press(u"Return"_s);
+        QTRY_COMPARE(session.countOf(branchPath), 2U);
+        QTRY_VERIFY(session.output().contains("[Quibel] Screenshot captured\n"));
+        session.service.release();
+        QTRY_COMPARE(session.countOf("/api/branches/b2/screenshots"), 1U);
+        QCOMPARE(session.countOf(screenshotPath), 0U);
+    }
+
     void whatIsTypedAfterReturnGoesToTheApplicationUsedBefore()
     {
         AgentSession session(desktop);
