@@ -91,9 +91,12 @@ void CaptureFlow::resendKeptCapture()
 {
     if (!keptCapture.payload())
         return;
-    submission.resend(*keptCapture.payload(), [this](const SubmissionResult& result) {
+    const QByteArray document = *keptCapture.payload();
+    submission.resend(document, [this, document](const SubmissionResult& result) {
         const auto* error = std::get_if<SubmissionError>(&result);
-        if (error == nullptr || *error == SubmissionError::unauthorized)
+        const bool ended = error == nullptr || *error == SubmissionError::unauthorized;
+        // Meanwhile another branch may have failed and taken its place.
+        if (ended && keptCapture.payload() == document)
             keptCapture.clearLastFailedCapture();
     });
 }

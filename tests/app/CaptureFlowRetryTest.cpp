@@ -70,6 +70,49 @@ private Q_SLOTS:
         AgentBench::pressKey(Qt::Key_Escape);
     }
 
+    void aRetryThatSucceedsRecordsNoUseOfAProject()
+    {
+        AgentBench bench;
+        bench.connectAccount({ u"p1"_s, u"p2"_s });
+        bench.keepBranch(R"({"project_id":"p2"})");
+        bench.launch();
+        bench.pressHotKey();
+        bench.desktop.session.answer(branchRequest, createdBranch);
+        QTRY_COMPARE(bench.keptBranch(), std::nullopt);
+        QCOMPARE(bench.desktop.preferences.textList(u"ProjectStore.projects"_s),
+                 QStringList({ u"p1"_s, u"p2"_s }));
+        QCOMPARE(bench.desktop.preferences.text(u"quibel.lastUsedProjectId"_s), std::nullopt);
+    }
+
+    void aRetryThatEndsLeavesABranchThatFailedMeanwhile_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::newRow("success") << 201;
+        QTest::newRow("server") << 500;
+    }
+
+    void aRetryThatEndsLeavesABranchThatFailedMeanwhile()
+    {
+        QFETCH(int, status);
+        AgentBench bench;
+        bench.connectAccount({ u"p1"_s });
+        bench.keepBranch("{\"first\":1}");
+        bench.launch();
+        bench.pressHotKey();
+        bench.branchOff(u"second"_s);
+        const auto second = bench.desktop.session.requests.at(branchRequest + 1).body.joined();
+        bench.desktop.session.answer(branchRequest + 1, FakeHttpSession::success(503, {}));
+        QTRY_COMPARE(bench.keptBranch(), second);
+        bench.desktop.session.answer(branchRequest, FakeHttpSession::success(status, "{}"));
+        AgentBench::settle();
+        QCOMPARE(bench.keptBranch(), second);
+
+        // And it is the one that the next press sends.
+        bench.pressHotKey();
+        QVERIFY(!AgentBench::panelIsOpen());
+        QCOMPARE(bench.desktop.session.requests.back().body.joined(), second);
+    }
+
     void aRetryWithoutAKeyKeepsTheBranchAndOpensThePanelNextTime()
     {
         AgentBench bench;

@@ -53,6 +53,43 @@ private Q_SLOTS:
         session.press(u"Escape"_s);
     }
 
+    void isKeptWhenAnEarlierOneArrivesAfterAll()
+    {
+        AgentSession session(desktop);
+        QVERIFY(session.launchConnected());
+        EditorWindow editor(u"notes"_s);
+        QVERIFY(editor.bringToFront());
+        // Its upload ends together with the first branch's second try, and is reported.
+        const QByteArray upload = "/api/branches/b1/screenshots";
+        session.service.answer(upload, Answer::json(201, "{}").heldBack());
+        QVERIFY(session.openPanel());
+        session.press(u"Right"_s);
+        session.type(u"with a picture"_s);
+        session.press(u"Return"_s);
+        QTRY_COMPARE(session.countOf(upload), 1U);
+
+        session.service.answer(branchPath, Answer::json(500, "{}"));
+        QVERIFY(session.openPanel());
+        session.press(u"Left"_s);
+        session.type(u"first"_s);
+        session.press(u"Return"_s);
+        QTRY_VERIFY(keptIn(session.preferences()).contains("first"));
+        session.service.answer(branchPath, Answer::json(201, R"({"id":"b1"})").heldBack());
+        session.press(u"super+shift+b"_s);
+        QTRY_COMPARE(session.countOf(branchPath), 3U);
+        session.service.answer(branchPath, Answer::json(500, "{}"));
+        QVERIFY(session.branchOff(u"second"_s));
+        QTRY_VERIFY(keptIn(session.preferences()).contains("second"));
+        const QByteArray second = keptIn(session.preferences());
+
+        session.service.release();
+        QTRY_VERIFY(session.output().contains("[Quibel] Screenshot saved\n"));
+        QCOMPARE(keptIn(session.preferences()), second);
+        session.press(u"super+shift+b"_s);
+        QTRY_COMPARE(session.countOf(branchPath), 5U);
+        QCOMPARE(session.service.requests().back().body, second);
+    }
+
     void isKeptWhenTheServiceIsNotThere()
     {
         AgentSession session(desktop);
