@@ -145,6 +145,26 @@ private Q_SLOTS:
         AgentBench::pressKey(Qt::Key_Escape);
     }
 
+    void aBranchWithARejectedKeyShowsTheStatusLineAndDropsTheKeptBranch()
+    {
+        AgentBench bench;
+        bench.connectAccount({ u"p1"_s });
+        bench.keepBranch("{}");
+        bench.launch();
+        bench.delegate->sendBranch();
+        AgentBench::type(u"x"_s);
+        AgentBench::pressKey(Qt::Key_Return);
+        bench.desktop.session.answer(branchRequest, FakeHttpSession::success(401, {}));
+        QTRY_VERIFY(bench.statusLine().isVisible());
+        QCOMPARE(bench.statusLine().text(), u"Connection lost — reconnect account"_s);
+        QCOMPARE(bench.keptBranch(), std::nullopt);
+        QVERIFY(bench.desktop.secretItems.items.empty());
+        bench.pressHotKey();
+        QVERIFY(AgentBench::panelIsOpen());
+        QVERIFY(bench.syncWarningIsShown());
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
     void anAcceptedKeyClearsTheStatusLineAndTheWarning()
     {
         AgentBench bench;

@@ -157,8 +157,31 @@ private Q_SLOTS:
         AgentBench::pressKey(Qt::Key_Escape);
     }
 
+    void leavesThePanelOpenWhenNoDocumentCanBeBuilt()
+    {
+        AgentBench bench;
+        bench.connectAccount({ u"p1"_s });
+        bench.desktop.workspace.windows->front().name = QString(QChar(0xd83e)); // half a character
+        bench.launch();
+        bench.branchOff(u"x"_s);
+        AgentBench::settle();
+        QVERIFY(AgentBench::panelIsOpen());
+        QCOMPARE(AgentBench::textField()->text(), u"x"_s);
+        QCOMPARE(bench.desktop.session.requests.size(), branchRequest);
+        QVERIFY(bench.desktop.workspace.activated.empty());
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
+    void pressingAgainWhileThePanelIsOpenStartsOverFromTheAgentItself_data()
+    {
+        QTest::addColumn<bool>("submits");
+        QTest::newRow("cancel") << false;
+        QTest::newRow("submit") << true;
+    }
+
     void pressingAgainWhileThePanelIsOpenStartsOverFromTheAgentItself()
     {
+        QFETCH(bool, submits);
         AgentBench bench;
         bench.connectAccount({ u"p1"_s });
         bench.launch();
@@ -172,8 +195,18 @@ private Q_SLOTS:
         bench.pressHotKey();
         QTRY_VERIFY(AgentBench::panelIsOpen());
         QCOMPARE(AgentBench::textField()->text(), QString());
-        AgentBench::pressKey(Qt::Key_Escape);
-        QCOMPARE(bench.desktop.workspace.activated, std::vector { agent });
+        if (submits)
+            AgentBench::type(u"typed after"_s);
+        AgentBench::pressKey(submits ? Qt::Key_Return : Qt::Key_Escape);
+        QTRY_COMPARE(bench.desktop.workspace.activated, std::vector { agent });
+        QCOMPARE(bench.desktop.session.requests.size(), branchRequest + (submits ? 1 : 0));
+        if (!submits)
+            return;
+        const QJsonObject document = bench.sentDocument(branchRequest);
+        QCOMPARE(document[u"title"_s], u"typed after"_s);
+        const QJsonValue snapshot = document[u"context_snapshot"_s];
+        QCOMPARE(snapshot[u"active_app"_s][u"name"_s], u"Quibel"_s);
+        QCOMPARE(snapshot[u"active_window_title"_s], QJsonValue());
     }
 
     void preselectsTheProjectUsedLast()
