@@ -1,5 +1,7 @@
 #include "tests/desktop/VirtualDesktop.h"
 
+#include "tests/desktop/WindowManager.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -233,14 +235,20 @@ void VirtualDesktop::stopBus()
 
 bool VirtualDesktop::startWindowManager()
 {
+    const WindowManager manager(options.windowManager, home());
+    surroundings.insert(WindowManager::environment());
+    if (!manager.prepare())
+        return fail(u"cannot write settings for "_s + manager.program());
+    if (launch(manager.program(), manager.arguments()) == nullptr
+        || !waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s }, "window id"))
+        return false;
     // Openbox shows itself before it listens, and leaves a window that comes in between unmanaged
     // until something else happens. It listens once it has done something that it was asked for.
-    return launch(options.windowManager) != nullptr
-        && waitUntilOutput(u"xprop"_s, { u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s }, "window id")
-        && waitUntilOutput(
-               u"sh"_s,
-               { u"-c"_s, u"xdotool set_num_desktops 6; xprop -root _NET_NUMBER_OF_DESKTOPS"_s },
-               " = 6\n");
+    return !manager.takesNumberOfDesktops()
+        || waitUntilOutput(
+            u"sh"_s,
+            { u"-c"_s, u"xdotool set_num_desktops 6; xprop -root _NET_NUMBER_OF_DESKTOPS"_s },
+            " = 6\n");
 }
 
 bool VirtualDesktop::startKeyRing()

@@ -25,7 +25,8 @@ public:
     {
         QString screen = QStringLiteral("1280x800x24");
         QStringList serverArguments {}; ///< More of them, such as an extension to leave out.
-        QString windowManager = QStringLiteral("openbox"); ///< Empty for none.
+        /// Empty for none; else one that `WindowManager` knows.
+        QString windowManager = QStringLiteral("openbox");
         bool keyRing = false;
         bool tray = false;
         bool accessibility = false; ///< A bus for assistive tools, and one that wants to be served.

@@ -184,6 +184,9 @@ bool settleWindowManager()
 {
     ClientWindow probe({});
     XcbConnection& x = probe.connection();
+    const XcbProperty supported(x.get(), askProperty(x.get(), x.root(), x.atom("_NET_SUPPORTED")));
+    if (!supported.contains(x.atom("_NET_REQUEST_FRAME_EXTENTS")))
+        return true;
     probe.requestFromRoot("_NET_REQUEST_FRAME_EXTENTS", {});
     return QTest::qWaitFor([&] {
         const auto extents = askProperty(x.get(), probe.id(), x.atom("_NET_FRAME_EXTENTS"));

@@ -63,7 +63,8 @@ private:
 [[nodiscard]] xcb_window_t activeWindow(XcbConnection& connection);
 
 /// Waits until the window manager has dealt with all that has happened so far. Before that it may
-/// take a new window for one that is gone, whose number the server gave it.
+/// take a new window for one that is gone, whose number the server gave it. Does not wait for one
+/// that cannot be asked.
 ///
 /// Errors: false when it does not in time.
 [[nodiscard]] bool settleWindowManager();
