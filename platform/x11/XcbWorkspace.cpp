@@ -94,13 +94,20 @@ void XcbWorkspace::activate(const RunningApplication& application)
     const auto activeQuestion = askProperty(x.get(), x.root(), netActiveWindow);
     const auto currentQuestion = askProperty(x.get(), x.root(), netCurrentDesktop);
     const auto desktopQuestion = askProperty(x.get(), window, netWmDesktop);
+    const auto managedQuestion = askProperty(x.get(), window, x.atom("WM_STATE"));
     const auto attributesQuestion = xcb_get_window_attributes(x.get(), window);
     const auto active = XcbProperty(x.get(), activeQuestion).firstValue().value_or(XCB_WINDOW_NONE);
     const auto current = XcbProperty(x.get(), currentQuestion).firstValue();
     const auto desktop = XcbProperty(x.get(), desktopQuestion).firstValue();
+    const auto managed = XcbProperty(x.get(), managedQuestion).firstValue();
     const auto attributes = xcbReply(xcb_get_window_attributes_reply, x.get(), attributesQuestion);
     const bool isElsewhere = desktop && *desktop != everyDesktop && desktop != current;
     const bool isInSight = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    constexpr std::uint32_t withdrawn = 0;
+    const bool isManaged = managed.value_or(withdrawn) != withdrawn;
+    // Nobody gives the keyboard to a window that its program has hidden.
+    if (!isInSight && !isManaged)
+        return;
 
     // The keyboard at once, and to the very window that had it.
     const xcb_window_t focus = window == lastFrontmost.window ? lastFrontmost.focus : window;

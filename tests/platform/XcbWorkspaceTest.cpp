@@ -61,6 +61,8 @@ private Q_SLOTS:
     void followsTheUserAfterAnActivation();
     void forgetsAnActivatedWindowThatIsGone();
     void doesNothingForAnApplicationWithoutAWindow();
+    void doesNothingForAWindowThatItsProgramHasHidden_data();
+    void doesNothingForAWindowThatItsProgramHasHidden();
     void tellsBoundsInPoints();
     void convertsPixelsToPoints_data();
     void convertsPixelsToPoints();
@@ -317,6 +319,34 @@ void XcbWorkspaceTest::doesNothingForAnApplicationWithoutAWindow()
     workspace.activate({});
     QVERIFY(window.hasFocus());
     QVERIFY(isFrontmost(window));
+}
+
+void XcbWorkspaceTest::doesNothingForAWindowThatItsProgramHasHidden_data()
+{
+    QTest::addColumn<bool>("isManaged");
+    QTest::newRow("panel") << false;
+    QTest::newRow("dialog") << true;
+}
+
+void XcbWorkspaceTest::doesNothingForAWindowThatItsProgramHasHidden()
+{
+    QFETCH(const bool, isManaged);
+    ClientWindow window({});
+    mapAndActivate(window);
+    ClientWindow hidden({ .overrideRedirect = !isManaged });
+    hidden.map();
+    QTRY_VERIFY(hidden.isViewable());
+    hidden.unmap();
+    window.requestFromRoot("_NET_ACTIVE_WINDOW", { 2 });
+    QTRY_COMPARE(activeWindow(*x), window.id());
+    QTRY_VERIFY(window.hasFocus());
+    QVERIFY(settleWindowManager());
+    workspace.activate({ .localizedName = {},
+                         .bundleIdentifier = {},
+                         .processIdentifier = {},
+                         .keyWindow = hidden.id() });
+    QVERIFY(isFrontmost(window));
+    QVERIFY(window.hasFocus());
 }
 
 void XcbWorkspaceTest::tellsBoundsInPoints()
