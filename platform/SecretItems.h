@@ -23,8 +23,9 @@ struct SecretIdentity
 enum class SecretStatus {
     success,
     duplicateItem, ///< `add`: an item with this identity exists.
-    itemNotFound,
-    unavailable, ///< No store, a locked one, one that went away, or no answer in time.
+    itemNotFound, ///< The store says so.
+    locked,       ///< The store has not said what there is, and nothing was changed.
+    unavailable,  ///< No store, one that went away, or no answer in time.
 };
 
 struct SecretAnswer
@@ -44,6 +45,8 @@ enum class SecretStoreState {
 };
 
 /// The user's secret store (key ring), one item at a time.
+///
+/// Nobody is asked anything but by `unlock`: what is locked stays so.
 ///
 /// Thread: main. Calls are synchronous and return within two seconds; to read holds nobody up.
 class SecretItems
@@ -70,7 +73,19 @@ public:
                               std::function<void(const SecretAnswer&)> receive)
         = 0;
 
+    /// Removes the item, as far as it is not locked.
     virtual SecretStatus remove(const SecretIdentity& identity) = 0;
+
+    /// Has the store ask the user, by a prompt of its own, to unlock what keeps the item from being
+    /// read or stored. `done` is called once, in a later turn of the event loop, when the user has
+    /// answered, however late and whatever, or is not asked, or the store is gone or silent; not
+    /// when `owner` is gone by then.
+    virtual void unlock(const SecretIdentity& identity, QObject& owner, std::function<void()> done)
+        = 0;
+
+    /// Calls `changed` once, in a later turn of the event loop, when the store has come or gone or
+    /// something in it has changed, such as its lock; not when `owner` is gone by then.
+    virtual void awaitChange(QObject& owner, std::function<void()> changed) = 0;
 };
 
 } // namespace quibel

@@ -16,6 +16,9 @@ public:
     Deadline(GMainContext* context, std::chrono::milliseconds limit);
     ~Deadline();
 
+    /// From now on, no time is up.
+    void lift() { g_source_destroy(timeout.get()); }
+
     /// Brings the end forward.
     void cutShort() { g_cancellable_cancel(calls.get()); }
 

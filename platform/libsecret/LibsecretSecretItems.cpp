@@ -4,6 +4,8 @@
 #include "platform/glib/TimedCalls.h"
 #include "platform/libsecret/LibsecretHandles.h"
 #include "platform/libsecret/SecretReading.h"
+#include "platform/libsecret/SecretUnlocking.h"
+#include "platform/libsecret/SecretWatch.h"
 
 #include <QMetaObject>
 #include <QPointer>
@@ -36,11 +38,11 @@ bool isLocked(const GLibHandle<SecretItem>& item)
 
 } // namespace
 
-struct LibsecretSecretItems::LateAnswer
+struct LibsecretSecretItems::Awaited
 {
-    std::unique_ptr<SecretReading> reading;
+    std::unique_ptr<SecretTask> task;
     QPointer<QObject> owner;
-    std::function<void(const SecretAnswer&)> receive;
+    std::function<void()> tell;
 };
 
 LibsecretSecretItems::LibsecretSecretItems()
@@ -87,7 +89,7 @@ SecretStatus LibsecretSecretItems::add(const SecretIdentity& identity, const QBy
             return std::nullopt;
         if (items->empty())
             return create(calls, service, identity, data);
-        return std::ranges::all_of(*items, isLocked) ? SecretStatus::unavailable
+        return std::ranges::all_of(*items, isLocked) ? SecretStatus::locked
                                                      : SecretStatus::duplicateItem;
     };
     return perform(operation);
@@ -101,12 +103,16 @@ SecretStatus LibsecretSecretItems::update(const SecretIdentity& identity, const 
         [&](SecretItem* item, GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
             secret_item_set_secret(item, value.get(), cancellable, done, slot);
         },
-        secret_item_set_secret_finish);
+        secret_item_set_secret_finish,
+        IfSomeAreLocked::leaveAll);
 }
 
 SecretStatus LibsecretSecretItems::remove(const SecretIdentity& identity)
 {
-    return changeEach(identity, secret_item_delete, secret_item_delete_finish);
+    return changeEach(identity,
+                      secret_item_delete,
+                      secret_item_delete_finish,
+                      IfSomeAreLocked::changeOthers);
 }
 
 void LibsecretSecretItems::copyMatching(const SecretIdentity& identity,
@@ -122,36 +128,63 @@ void LibsecretSecretItems::copyMatching(const SecretIdentity& identity,
         receive(*reading->answer());
         return;
     }
-    reading->onAnswer = [this, answered = reading.get()] {
-        QMetaObject::invokeMethod(
-            &deliveries, [this, answered] { deliver(*answered); }, Qt::QueuedConnection);
+    auto tell = [receive = std::move(receive), answered = reading.get()] {
+        receive(*answered->answer());
     };
-    awaited.push_back(
-        { .reading = std::move(reading), .owner = &owner, .receive = std::move(receive) });
+    await(std::move(reading), owner, std::move(tell));
+}
+
+void LibsecretSecretItems::unlock(const SecretIdentity& identity,
+                                  QObject& owner,
+                                  std::function<void()> done)
+{
+    await(std::make_unique<SecretUnlocking>(context.get(), connection, identity),
+          owner,
+          std::move(done));
+}
+
+void LibsecretSecretItems::awaitChange(QObject& owner, std::function<void()> changed)
+{
+    await(std::make_unique<SecretWatch>(context.get(), connection), owner, std::move(changed));
+}
+
+void LibsecretSecretItems::await(std::unique_ptr<SecretTask> task,
+                                 QObject& owner,
+                                 std::function<void()> tell)
+{
+    task->onEnd = [this, ended = task.get()] {
+        QMetaObject::invokeMethod(
+            &deliveries, [this, ended] { deliver(*ended); }, Qt::QueuedConnection);
+    };
+    awaited.push_back({ .task = std::move(task), .owner = &owner, .tell = std::move(tell) });
     driver.start();
 }
 
-void LibsecretSecretItems::deliver(const SecretReading& answered)
+void LibsecretSecretItems::deliver(const SecretTask& ended)
 {
     const auto found = std::ranges::find_if(
-        awaited, [&](const LateAnswer& each) { return each.reading.get() == &answered; });
-    const LateAnswer arrived = std::move(*found);
+        awaited, [&](const Awaited& each) { return each.task.get() == &ended; });
+    const Awaited arrived = std::move(*found);
     awaited.erase(found);
     if (awaited.empty())
         driver.stop();
     if (arrived.owner)
-        arrived.receive(*arrived.reading->answer());
+        arrived.tell();
 }
 
 SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
                                               const StartChange& start,
-                                              FinishChange finish)
+                                              FinishChange finish,
+                                              IfSomeAreLocked policy)
 {
     const auto operation
         = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretStatus> {
         const auto items = search(calls, service, identity);
         if (!items)
             return std::nullopt;
+        const bool someAreLocked = std::ranges::any_of(*items, isLocked);
+        if (someAreLocked && policy == IfSomeAreLocked::leaveAll)
+            return SecretStatus::locked;
         for (const auto& item : *items) {
             if (isLocked(item))
                 continue;
@@ -165,8 +198,7 @@ SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
         }
         if (items->empty())
             return SecretStatus::itemNotFound;
-        return std::ranges::any_of(*items, isLocked) ? SecretStatus::unavailable
-                                                     : SecretStatus::success;
+        return someAreLocked ? SecretStatus::locked : SecretStatus::success;
     };
     return perform(operation);
 }
@@ -241,6 +273,8 @@ std::optional<SecretStatus> LibsecretSecretItems::create(const TimedCalls& calls
         return std::nullopt;
     if (!collection)
         return SecretStatus::unavailable;
+    if (secret_collection_get_locked(collection.get()) != FALSE)
+        return SecretStatus::locked;
 
     const GLibHandle<GHashTable> attributes = makeAttributes(identity);
     const SecretValueHandle value = makeValue(data);

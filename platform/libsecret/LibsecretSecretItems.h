@@ -14,13 +14,12 @@
 
 namespace quibel {
 
-class SecretReading;
+class SecretTask;
 class TimedCalls;
 
 /// The items of the desktop's Secret Service (GNOME Keyring, KWallet, KeePassXC).
 ///
-/// An item's attributes are `service` and `account`, its label is the service. Nothing here ever
-/// asks the user: what is locked is unavailable.
+/// An item's attributes are `service` and `account`, its label is the service.
 class LibsecretSecretItems final : public SecretItems
 {
     Q_DISABLE_COPY_MOVE(LibsecretSecretItems)
@@ -38,9 +37,11 @@ public:
                       QObject& owner,
                       std::function<void(const SecretAnswer&)> receive) override;
     SecretStatus remove(const SecretIdentity& identity) override;
+    void unlock(const SecretIdentity& identity, QObject& owner, std::function<void()> done) override;
+    void awaitChange(QObject& owner, std::function<void()> changed) override;
 
 private:
-    struct LateAnswer;
+    struct Awaited;
     using Items = std::vector<GLibHandle<SecretItem>>;
     /// Yields none when the service failed it.
     using Operation = std::function<std::optional<SecretStatus>(const TimedCalls&, SecretService*)>;
@@ -51,9 +52,14 @@ private:
     [[nodiscard]] SecretStatus perform(const Operation& operation);
     [[nodiscard]] std::optional<SecretStatus> attempt(const TimedCalls& calls,
                                                       const Operation& operation);
-    void deliver(const SecretReading& answered);
-    [[nodiscard]] SecretStatus
-    changeEach(const SecretIdentity& identity, const StartChange& start, FinishChange finish);
+    void await(std::unique_ptr<SecretTask> task, QObject& owner, std::function<void()> tell);
+    void deliver(const SecretTask& ended);
+    enum class IfSomeAreLocked { leaveAll, changeOthers };
+
+    [[nodiscard]] SecretStatus changeEach(const SecretIdentity& identity,
+                                          const StartChange& start,
+                                          FinishChange finish,
+                                          IfSomeAreLocked policy);
     [[nodiscard]] static std::optional<Items>
     search(const TimedCalls& calls, SecretService* service, const SecretIdentity& identity);
     /// The key ring that new items go to; none when there is none.
@@ -66,7 +72,7 @@ private:
 
     GLibHandle<GMainContext> context;
     SecretConnection connection;
-    std::vector<LateAnswer> awaited;
+    std::vector<Awaited> awaited;
     ContextDriver driver; ///< Runs while answers are awaited.
     QObject deliveries;   ///< The context of queued calls of ours.
 };

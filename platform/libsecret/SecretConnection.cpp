@@ -58,16 +58,27 @@ void SecretConnection::open(GCancellable* cancellable, Opened opened)
         opened(another());
         return;
     }
-    auto connected = [this, cancellable, opened = std::move(opened)](GAsyncResult* result) {
+    openBus(cancellable, [this, cancellable, opened = std::move(opened)](GDBusConnection* bus) {
+        if (bus != nullptr)
+            openService(cancellable, opened);
+        else
+            opened(nullptr);
+    });
+}
+
+void SecretConnection::openBus(GCancellable* cancellable, BusOpened opened)
+{
+    if (kept) {
+        opened(g_dbus_proxy_get_connection(G_DBUS_PROXY(kept.get())));
+        return;
+    }
+    auto connected = [opened = std::move(opened)](GAsyncResult* result) {
         GLibError error;
         const GLibHandle<GDBusConnection> bus(g_bus_get_finish(result, error.receiver()));
-        if (!bus) {
-            opened(nullptr);
-            return;
-        }
         // GLib would end the program together with the bus.
-        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-        openService(cancellable, opened);
+        if (bus)
+            g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+        opened(bus.get());
     };
     g_bus_get(G_BUS_TYPE_SESSION,
               cancellable,

@@ -18,12 +18,15 @@ class SecretConnection
 public:
     /// A service to ask; null when there is none.
     using Opened = std::function<void(GLibHandle<SecretService>)>;
+    /// The session bus; null when there is none.
+    using BusOpened = std::function<void(GDBusConnection*)>;
 
     SecretConnection() = default;
     ~SecretConnection() = default;
 
     /// Calls `opened` at once while a connection is kept, else when the context is iterated.
     void open(GCancellable* cancellable, Opened opened);
+    void openBus(GCancellable* cancellable, BusOpened opened);
 
     /// Makes the next `open` begin anew, when it is `failed` that is kept: a service or a bus that
     /// was started again knows nothing of it.

@@ -3,6 +3,7 @@
 #include "platform/glib/DefaultContext.h"
 #include "platform/glib/ResultReceiver.h"
 #include "platform/libsecret/LibsecretHandles.h"
+#include "platform/libsecret/SecretCall.h"
 
 #include <array>
 #include <utility>
@@ -26,6 +27,15 @@ SecretValueHandle firstSecret(SecretService* service, GVariant* answer)
     return SecretValueHandle(secret_service_decode_dbus_secret(service, secret.get()));
 }
 
+/// The value in an answer to `Get`, if it is one; null for null.
+GVariant* propertyIn(GVariant* answer)
+{
+    GVariant* value = nullptr;
+    if (answer != nullptr && g_variant_is_of_type(answer, G_VARIANT_TYPE("(v)")) != FALSE)
+        g_variant_get(answer, "(v)", &value);
+    return value;
+}
+
 } // namespace
 
 SecretReading::SecretReading(GMainContext* callContext,
@@ -43,9 +53,9 @@ SecretReading::SecretReading(GMainContext* callContext,
 
 SecretReading::~SecretReading()
 {
-    onAnswer = {};
+    onEnd = {};
     deadline.cutShort();
-    DefaultContext(context).runUntil([this] { return answered.has_value(); });
+    DefaultContext(context).runUntil([this] { return hasEnded(); });
 }
 
 void SecretReading::begin()
@@ -85,9 +95,42 @@ void SecretReading::takeFound(GAsyncResult* result)
         tryAgain();
     else if (*unlocked)
         readSecret(*unlocked);
+    else if (*locked)
+        finish(SecretStatus::locked);
     else
-        finish({ .status = *locked ? SecretStatus::unavailable : SecretStatus::itemNotFound,
-                 .data = std::nullopt });
+        lookAtDefaultCollection();
+}
+
+void SecretReading::lookAtDefaultCollection()
+{
+    readDefaultCollectionPath(service.get(), deadline.cancellable(), [this](const char* path) {
+        if (path == nullptr)
+            tryAgain();
+        else if (*path == '\0')
+            finish(SecretStatus::itemNotFound);
+        else
+            lookAtLock(path);
+    });
+}
+
+void SecretReading::lookAtLock(const char* collection)
+{
+    // Some stores do not tell of the items of a locked key ring, not even that they are there.
+    callSecretService(
+        service.get(),
+        { .path = collection,
+          .interface = "org.freedesktop.DBus.Properties",
+          .method = "Get",
+          .arguments = g_variant_new("(ss)", "org.freedesktop.Secret.Collection", "Locked") },
+        deadline.cancellable(),
+        [this](const GLibHandle<GVariant>& reply) {
+            const GLibHandle<GVariant> value(propertyIn(reply.get()));
+            if (!value || g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN) == FALSE)
+                tryAgain();
+            else
+                finish(g_variant_get_boolean(value.get()) != FALSE ? SecretStatus::locked
+                                                                   : SecretStatus::itemNotFound);
+        });
 }
 
 void SecretReading::readSecret(const gchar* path)
@@ -117,24 +160,22 @@ void SecretReading::takeSecret(GAsyncResult* result)
     }
     gsize length = 0;
     const gchar* const bytes = secret_value_get(value.get(), &length);
-    finish({ .status = SecretStatus::success,
-             .data = QByteArray(bytes, static_cast<qsizetype>(length)) });
+    finish(SecretStatus::success, QByteArray(bytes, static_cast<qsizetype>(length)));
 }
 
 void SecretReading::tryAgain()
 {
     connection.drop(service.get());
     if (deadline.passed() || std::exchange(triedAgain, true))
-        finish({ .status = SecretStatus::unavailable, .data = std::nullopt });
+        finish(SecretStatus::unavailable);
     else
         begin();
 }
 
-void SecretReading::finish(SecretAnswer answer)
+void SecretReading::finish(SecretStatus status, std::optional<QByteArray> data)
 {
-    answered = std::move(answer);
-    if (onAnswer)
-        onAnswer();
+    answered = SecretAnswer { .status = status, .data = std::move(data) };
+    end();
 }
 
 } // namespace quibel

@@ -3,8 +3,8 @@
 #include "platform/SecretItems.h"
 #include "platform/glib/Deadline.h"
 #include "platform/libsecret/SecretConnection.h"
+#include "platform/libsecret/SecretTask.h"
 
-#include <functional>
 #include <optional>
 
 namespace quibel {
@@ -12,10 +12,8 @@ namespace quibel {
 /// Reads the secret of one item, call by call, while the context is iterated.
 ///
 /// Errors: `unavailable` from the deadline on, as for a service that fails twice.
-class SecretReading
+class SecretReading final : public SecretTask
 {
-    Q_DISABLE_COPY_MOVE(SecretReading)
-
 public:
     /// Begins. The context and the connection outlive this.
     SecretReading(GMainContext* callContext,
@@ -23,22 +21,21 @@ public:
                   SecretIdentity wanted,
                   std::chrono::milliseconds limit);
     /// Waits until what is under way has been cancelled.
-    ~SecretReading();
+    ~SecretReading() override;
 
     /// None while it is under way.
     [[nodiscard]] const std::optional<SecretAnswer>& answer() const { return answered; }
-
-    /// Called once there is an answer, from within the context.
-    std::function<void()> onAnswer;
 
 private:
     void begin();
     void search();
     void takeFound(GAsyncResult* result);
+    void lookAtDefaultCollection();
+    void lookAtLock(const char* collection);
     void readSecret(const gchar* path);
     void takeSecret(GAsyncResult* result);
     void tryAgain();
-    void finish(SecretAnswer answer);
+    void finish(SecretStatus status, std::optional<QByteArray> data = std::nullopt);
 
     GMainContext* context;
     SecretConnection& connection;

@@ -19,6 +19,8 @@ class FakeSecretItems final : public SecretItems
 public:
     [[nodiscard]] SecretStoreState state() override
     {
+        if (available && locked)
+            return SecretStoreState::locked;
         if (available)
             return SecretStoreState::unlocked;
         return whyUnavailable;
@@ -27,8 +29,8 @@ public:
     [[nodiscard]] SecretStatus add(const SecretIdentity& identity, const QByteArray& data) override
     {
         calls << QStringLiteral("add");
-        if (!available)
-            return SecretStatus::unavailable;
+        if (!available || locked)
+            return whyNot();
         if (find(identity) != items.end())
             return SecretStatus::duplicateItem;
         items.emplace_back(identity, data);
@@ -39,8 +41,8 @@ public:
                                       const QByteArray& data) override
     {
         calls << QStringLiteral("update");
-        if (!available || !takesUpdates)
-            return SecretStatus::unavailable;
+        if (!available || locked || !takesUpdates)
+            return whyNot();
         const auto item = find(identity);
         if (item == items.end())
             return SecretStatus::itemNotFound;
@@ -76,8 +78,8 @@ public:
     SecretStatus remove(const SecretIdentity& identity) override
     {
         calls << QStringLiteral("remove");
-        if (!available)
-            return SecretStatus::unavailable;
+        if (!available || locked)
+            return whyNot();
         const auto item = find(identity);
         if (item == items.end())
             return SecretStatus::itemNotFound;
@@ -85,7 +87,33 @@ public:
         return SecretStatus::success;
     }
 
+    void
+    unlock(const SecretIdentity& /*identity*/, QObject& owner, std::function<void()> done) override
+    {
+        calls << QStringLiteral("unlock");
+        prompts.push_back({ &owner, std::move(done) });
+    }
+
+    void awaitChange(QObject& owner, std::function<void()> changed) override
+    {
+        calls << QStringLiteral("awaitChange");
+        locked = locked && !unlockedBeforeAwaited;
+        watchers.push_back({ &owner, std::move(changed) });
+    }
+
+    /// The user answers every prompt, and does or does not unlock the store.
+    void answerPrompts(bool unlocks)
+    {
+        locked = locked && !unlocks;
+        tell(std::exchange(prompts, {}));
+    }
+
+    /// Tells whoever waits for it that the store has changed.
+    void change() { tell(std::exchange(watchers, {})); }
+
     bool available = true;
+    bool locked = false;
+    bool unlockedBeforeAwaited = false; ///< Whether it is unlocked just before `awaitChange`.
     SecretStoreState whyUnavailable = SecretStoreState::absent;
     bool takesUpdates = true;
     bool givesData = true; ///< Whether a successful read comes with data.
@@ -102,13 +130,32 @@ private:
         QPointer<QObject> owner;
         std::function<void(const SecretAnswer&)> receive;
     };
+    struct Waiting
+    {
+        QPointer<QObject> owner;
+        std::function<void()> tell;
+    };
     std::deque<Awaited> awaited;
+    std::vector<Waiting> prompts;
+    std::vector<Waiting> watchers;
+
+    static void tell(const std::vector<Waiting>& all)
+    {
+        for (const Waiting& each : all)
+            if (each.owner)
+                each.tell();
+    }
+
+    [[nodiscard]] SecretStatus whyNot() const
+    {
+        return available && locked ? SecretStatus::locked : SecretStatus::unavailable;
+    }
 
     [[nodiscard]] SecretAnswer answerTo(const SecretIdentity& identity)
     {
         calls << QStringLiteral("copyMatching");
-        if (!available)
-            return {};
+        if (!available || locked)
+            return { .status = whyNot(), .data = {} };
         const auto item = find(identity);
         if (item == items.end())
             return { .status = SecretStatus::itemNotFound, .data = {} };

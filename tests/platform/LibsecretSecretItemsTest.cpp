@@ -187,6 +187,14 @@ private Q_SLOTS:
     void seesAnotherProgramsChangeAtOnce();
 
     void neverAsksToUnlock();
+    void changesNoneOfTwoItemsWhileOneIsLocked();
+    void isDoneWithUnlockingWhenNothingIsLocked();
+    void isDoneWithUnlockingWhenTheUserHasAnswered();
+    void isDoneWithUnlockingWhenTheServiceGoesOrHangs_data();
+    void isDoneWithUnlockingWhenTheServiceGoesOrHangs();
+    void endsWhileTheUserIsAsked();
+    void tellsOfTheNextChangeOnce();
+    void tellsWhenAServiceComes();
     void neverStartsAPromptThatAnswersAChange();
     void createsNoDefaultCollection();
     void isUnavailableWithoutAService();
@@ -219,6 +227,27 @@ private:
                                QStringList { u"store"_s, u"--label=other"_s } + itemAttributes
                                    + moreAttributes,
                                secret));
+    }
+    [[nodiscard]] QString lock() const
+    {
+        return secrets(desktop,
+                       u"/org/freedesktop/secrets"_s,
+                       u"org.freedesktop.Secret.Service.Lock"_s,
+                       { u"['/org/freedesktop/secrets/collection/login']"_s });
+    }
+    /// Puts a store that prompts for everything in the place of the key ring.
+    [[nodiscard]] QProcess* startPromptingStore()
+    {
+        desktop.stopKeyRing();
+        QProcess* const store
+            = desktop.launch(QCoreApplication::applicationFilePath(), { promptingStore });
+        return store != nullptr && waitFor(*store, "ready\n") ? store : nullptr;
+    }
+    [[nodiscard]] static bool waitFor(QProcess& store, const QByteArray& word)
+    {
+        QByteArray told;
+        return QTest::qWaitFor(
+            [&] { return (told += store.readAllStandardOutput()).contains(word); }, 20'000);
     }
     VirtualDesktop desktop { { .windowManager = QString(), .keyRing = true } };
 };
@@ -385,18 +414,15 @@ void LibsecretSecretItemsTest::neverAsksToUnlock()
         { u"--session"_s, u"interface='org.freedesktop.Secret.Prompt',type='method_call'"_s });
     QVERIFY(monitor != nullptr);
     QTRY_VERIFY(monitor->bytesAvailable() > 0);
-    const QString locked = secrets(desktop,
-                                   u"/org/freedesktop/secrets"_s,
-                                   u"org.freedesktop.Secret.Service.Lock"_s,
-                                   { u"['/org/freedesktop/secrets/collection/login']"_s });
-    QVERIFY2(locked.contains(u"/collection/login"_s), qPrintable(locked));
+    QVERIFY(lock().contains(u"/collection/login"_s));
 
     LibsecretSecretItems unconnected;
     for (LibsecretSecretItems* const each : { &items, &unconnected })
         for (const TimedStatus& call : everyCall(*each))
-            QCOMPARE(call.status, SecretStatus::unavailable);
+            QCOMPARE(call.status, SecretStatus::locked);
     const SecretIdentity other { .service = u"QuibelDesktop"_s, .account = u"otherKey"_s };
-    QCOMPARE(items.add(other, "new"), SecretStatus::unavailable);
+    QCOMPARE(items.add(other, "new"), SecretStatus::locked);
+    QCOMPARE(readNow(items, other).status, SecretStatus::locked);
 
     // A program that does ask shows that the monitor would have told.
     QProcess* const asking
@@ -406,6 +432,127 @@ void LibsecretSecretItemsTest::neverAsksToUnlock()
     QCOMPARE(told.count("member=Prompt"), 1);
     desktop.stop(asking);
     desktop.stop(monitor);
+}
+
+void LibsecretSecretItemsTest::changesNoneOfTwoItemsWhileOneIsLocked()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "locked away"), SecretStatus::success);
+    // This key ring is never locked.
+    QVERIFY(desktop.output(u"secret-tool"_s,
+                           QStringList { u"store"_s, u"--collection=session"_s, u"--label=q"_s }
+                               + itemAttributes + QStringList { u"more"_s, u"1"_s },
+                           "open"));
+    QVERIFY(lock().contains(u"/collection/login"_s));
+    QCOMPARE(items.add(identity, "new"), SecretStatus::duplicateItem);
+    QCOMPARE(items.update(identity, "new"), SecretStatus::locked);
+    QCOMPARE(readNow(items), stored("open"));
+}
+
+void LibsecretSecretItemsTest::isDoneWithUnlockingWhenNothingIsLocked()
+{
+    LibsecretSecretItems items;
+    QObject owner;
+    int done = 0;
+    items.unlock(identity, owner, [&done] { ++done; });
+    QCOMPARE(done, 0);
+    QTRY_COMPARE(done, 1);
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    items.unlock(identity, owner, [&done] { ++done; });
+    QTRY_COMPARE(done, 2);
+    desktop.stopKeyRing();
+    items.unlock(identity, owner, [&done] { ++done; });
+    QTRY_COMPARE(done, 3);
+}
+
+void LibsecretSecretItemsTest::isDoneWithUnlockingWhenTheUserHasAnswered()
+{
+    QProcess* const store = startPromptingStore();
+    QVERIFY(store);
+    LibsecretSecretItems items;
+    QObject owner;
+    int done = 0;
+    items.unlock(identity, owner, [&done] { ++done; });
+    QVERIFY(waitFor(*store, "prompted"));
+    QCoreApplication::processEvents();
+    QCOMPARE(done, 0);
+    secrets(desktop, u"/org/freedesktop/secrets"_s, u"org.quibel.Test.AnswerPrompt"_s, {});
+    QTRY_COMPARE(done, 1);
+    desktop.stop(store);
+}
+
+void LibsecretSecretItemsTest::isDoneWithUnlockingWhenTheServiceGoesOrHangs_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("goes") << SIGKILL;
+    QTest::newRow("hangs") << SIGSTOP;
+}
+
+void LibsecretSecretItemsTest::isDoneWithUnlockingWhenTheServiceGoesOrHangs()
+{
+    QFETCH(const int, signal);
+    QProcess* const store = startPromptingStore();
+    QVERIFY(store);
+    LibsecretSecretItems items;
+    QObject owner;
+    bool done = false;
+    items.unlock(identity, owner, [&done] { done = true; });
+    QVERIFY(waitFor(*store, "prompted"));
+    ::kill(static_cast<pid_t>(store->processId()), signal);
+    QTRY_VERIFY_WITH_TIMEOUT(done, 40'000);
+    store->kill();
+    desktop.stop(store);
+}
+
+void LibsecretSecretItemsTest::endsWhileTheUserIsAsked()
+{
+    QProcess* const store = startPromptingStore();
+    QVERIFY(store);
+    std::optional<LibsecretSecretItems> items(std::in_place);
+    QObject owner;
+    bool done = false;
+    items->unlock(identity, owner, [&done] { done = true; });
+    items->awaitChange(owner, [&done] { done = true; });
+    QVERIFY(waitFor(*store, "prompted"));
+    QElapsedTimer timer;
+    timer.start();
+    items.reset();
+    QVERIFY2(timer.elapsed() < ImpatientRead::longestHold.count(), "waited for the user");
+    QCoreApplication::processEvents();
+    QVERIFY(!done);
+    desktop.stop(store);
+}
+
+void LibsecretSecretItemsTest::tellsOfTheNextChangeOnce()
+{
+    LibsecretSecretItems items;
+    QCOMPARE(items.add(identity, "mine"), SecretStatus::success);
+    QObject owner;
+    int told = 0;
+    items.awaitChange(owner, [&told] { ++told; });
+    QCOMPARE(readNow(items), stored("mine")); // Which is no change.
+    QCoreApplication::processEvents();
+    QCOMPARE(told, 0);
+    QVERIFY(lock().contains(u"/collection/login"_s));
+    QTRY_COMPARE(told, 1);
+    desktop.stopKeyRing();
+    QVERIFY(desktop.startKeyRing());
+    QCOMPARE(readNow(items), stored("mine"));
+    QCoreApplication::processEvents();
+    QCOMPARE(told, 1);
+}
+
+void LibsecretSecretItemsTest::tellsWhenAServiceComes()
+{
+    desktop.stopKeyRing();
+    LibsecretSecretItems items;
+    QObject owner;
+    bool told = false;
+    items.awaitChange(owner, [&told] { told = true; });
+    QCOMPARE(readNow(items).status, SecretStatus::unavailable);
+    QVERIFY(!told);
+    QVERIFY(desktop.startKeyRing());
+    QTRY_VERIFY(told);
 }
 
 void LibsecretSecretItemsTest::neverStartsAPromptThatAnswersAChange()
@@ -568,11 +715,7 @@ void LibsecretSecretItemsTest::tellsInWhatStateTheStoreIs()
 {
     LibsecretSecretItems items;
     QCOMPARE(items.state(), SecretStoreState::unlocked);
-    const QString locked = secrets(desktop,
-                                   u"/org/freedesktop/secrets"_s,
-                                   u"org.freedesktop.Secret.Service.Lock"_s,
-                                   { u"['/org/freedesktop/secrets/collection/login']"_s });
-    QVERIFY2(locked.contains(u"/collection/login"_s), qPrintable(locked));
+    QVERIFY(lock().contains(u"/collection/login"_s));
     QCOMPARE(items.state(), SecretStoreState::locked);
 }
 

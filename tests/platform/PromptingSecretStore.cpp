@@ -69,9 +69,20 @@ QDBusMessage PromptingSecretStore::answer(const QDBusMessage& message)
         return message.createReply({ QVariant::fromValue(none), QVariant::fromValue(prompt) });
     if (member == u"Delete"_s)
         return message.createReply(QVariant::fromValue(prompt));
+    if (member == u"Unlock"_s)
+        return message.createReply({ paths({}), QVariant::fromValue(prompt) });
+    if (member == u"Get"_s)
+        return message.createReply(QVariant::fromValue(QDBusVariant(paths({ collection }))));
     if (member == u"Prompt"_s) {
         std::puts("prompted");
         std::fflush(stdout);
+        return message.createReply();
+    }
+    if (member == u"AnswerPrompt"_s) {
+        QDBusMessage completed = QDBusMessage::createSignal(
+            prompt.path(), u"org.freedesktop.Secret.Prompt"_s, u"Completed"_s);
+        completed << true << QVariant::fromValue(QDBusVariant(paths({})));
+        QDBusConnection::sessionBus().send(completed);
         return message.createReply();
     }
     return message.createErrorReply(QDBusError::NotSupported, member);

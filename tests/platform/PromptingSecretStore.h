@@ -5,7 +5,8 @@
 namespace quibel::testing {
 
 /// A Secret Service that answers every change by a prompt, as some do. It has one item, whose
-/// account is "existing", and writes "prompted" to standard output when a prompt is started.
+/// account is "existing", and writes "prompted" to standard output when a prompt is started; a call
+/// of `org.quibel.Test.AnswerPrompt` stands for the user's answer.
 class PromptingSecretStore : public QDBusVirtualObject
 {
     Q_OBJECT
