@@ -163,22 +163,27 @@ void APIKeyPanelController::savePressed()
 
 void APIKeyPanelController::finishCheck(const QString& key, const ProjectsResult& result)
 {
-    saveButton.setEnabled(true);
-    if (const auto* error = std::get_if<APIError>(&result))
+    if (const auto* error = std::get_if<APIError>(&result)) {
+        saveButton.setEnabled(true);
         showError(*error == APIError::unauthorized ? u"Invalid API key."_s
                                                    : u"Unable to connect."_s);
-    else if (!keychain.save(key))
-        showError(u"Unable to save API key."_s);
-    else
-        install(std::get<ProjectList>(result));
+        return;
+    }
+    keychain.save(key, *this, [this, projects = std::get<ProjectList>(result)](bool isSaved) {
+        saveButton.setEnabled(true);
+        if (isSaved)
+            install(projects);
+        else
+            showError(u"Unable to save API key."_s);
+    });
 }
 
 void APIKeyPanelController::install(const ProjectList& projects)
 {
     projectStore.applyFetchedProjects(projects);
     projectStore.didAttemptFetch = true;
-    projectStore.apiKey([&store = projectStore](const std::optional<QString>& key) {
-        if (key)
+    projectStore.apiKey([&store = projectStore](const KeyResult& stored) {
+        if (const auto* key = std::get_if<QString>(&stored))
             store.fetchProjects(*key);
     });
     panel->orderOut();

@@ -6,31 +6,46 @@
 
 #include <chrono>
 #include <functional>
-#include <optional>
+#include <variant>
 
 namespace quibel {
+
+/// Why there is no key.
+enum class KeyError {
+    noKey,    ///< The store has none, or none that can be read as UTF-8 text.
+    noAnswer, ///< The store is locked, gone or silent, and has not said whether it has one.
+};
+
+using KeyResult = std::variant<QString, KeyError>;
 
 /// Keeps the user's API key as one item of the secret store. Knows nothing about the service.
 ///
 /// Holds no cache: every read goes to the store, so several instances with the same identity behave
 /// as one.
 ///
+/// What is read or saved for an `owner` is told once, unless the owner is gone by then.
+///
 /// Thread: main; `save` and `remove` wait for the store.
 class KeychainService
 {
 public:
-    using Receive = std::function<void(const std::optional<QString>& key)>;
+    using Receive = std::function<void(const KeyResult&)>;
 
     KeychainService(SecretItems& items, QString service, QString account);
 
-    /// Stores the key as it is, replacing any previous one. False when the store did not take it.
-    [[nodiscard]] bool save(const QString& key);
+    /// Stores the key as it is, replacing any previous one. A locked store asks the user first.
+    /// `done` gets whether the store took the key: before this returns, if the user is not asked.
+    void save(const QString& key, QObject& owner, std::function<void(bool)> done);
 
-    /// Reads the stored key; none when there is no item, or it cannot be read as UTF-8 text.
-    ///
-    /// `receive` gets it once: before this returns, when the store answers within `hold`; else in a
-    /// later turn of the event loop, unless `owner` is gone by then.
+    /// Reads the stored key: before this returns, if the store answers within `hold`; else in a
+    /// later turn of the event loop.
     void read(QObject& owner, Receive receive, std::chrono::milliseconds hold = {}) const;
+
+    /// The same, but a locked store asks the user first.
+    void readAsking(QObject& owner, Receive receive) const;
+
+    /// The same, but asks nobody, and goes on waiting until the store does answer.
+    void readWhenAnswered(QObject& owner, Receive receive) const;
 
     /// Removes the item, silently also when there is none.
     void remove();
@@ -40,6 +55,8 @@ public:
 
 private:
     [[nodiscard]] SecretIdentity identity() const;
+    [[nodiscard]] SecretStatus replace(const QByteArray& data) const;
+    void readAfterChange(QObject& owner, Receive receive) const;
 
     SecretItems& items;
 };

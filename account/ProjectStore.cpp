@@ -21,11 +21,6 @@ namespace {
 const QString projectsKey = u"ProjectStore.projects"_s;
 const QString lastUsedProjectKey = u"quibel.lastUsedProjectId"_s;
 
-std::optional<QString> nonEmpty(std::optional<QString> text)
-{
-    return text && !text->isEmpty() ? std::move(text) : std::nullopt;
-}
-
 QCollator makeNameCollator()
 {
     QCollator collator;
@@ -102,10 +97,27 @@ void ProjectStore::recordUse(const Project& project)
 
 void ProjectStore::apiKey(KeychainService::Receive receive)
 {
-    keychain.read(*this, [this, receive = std::move(receive)](const std::optional<QString>& key) {
-        const std::optional<QString> stored = nonEmpty(key);
-        receive(stored ? stored : nonEmpty(environment.value(u"QUIBEL_API_KEY"_s)));
+    keychain.read(*this, [this, receive = std::move(receive)](const KeyResult& stored) {
+        receive(effectiveKey(stored));
     });
+}
+
+void ProjectStore::apiKeyWhenAnswered(KeychainService::Receive receive)
+{
+    keychain.readWhenAnswered(*this, [this, receive = std::move(receive)](const KeyResult& stored) {
+        receive(effectiveKey(stored));
+    });
+}
+
+KeyResult ProjectStore::effectiveKey(const KeyResult& stored) const
+{
+    const auto* key = std::get_if<QString>(&stored);
+    if (key != nullptr && !key->isEmpty())
+        return stored;
+    QString fromEnvironment = environment.value(u"QUIBEL_API_KEY"_s);
+    if (!fromEnvironment.isEmpty())
+        return fromEnvironment;
+    return key != nullptr ? KeyResult(KeyError::noKey) : stored;
 }
 
 std::optional<QUrl> ProjectStore::apiBaseURL() const
@@ -114,13 +126,16 @@ std::optional<QUrl> ProjectStore::apiBaseURL() const
     return address ? std::optional(address->url) : std::nullopt;
 }
 
-void ProjectStore::fetchProjects(const QString& apiKey)
+void ProjectStore::fetchProjects(const QString& apiKey, Arrival arrival)
 {
-    requestProjects(apiKey, [store = QPointer(this)](const ProjectsResult& result) {
+    requestProjects(apiKey, [store = QPointer(this), arrival](const ProjectsResult& result) {
         const auto* fetched = std::get_if<ProjectList>(&result);
         if (!store || !fetched || fetched->empty())
             return;
-        store->applyFetchedProjects(*fetched);
+        if (arrival == Arrival::late)
+            store->fillList(*fetched);
+        else
+            store->applyFetchedProjects(*fetched);
         store->standardOutput("Loaded " + QByteArray::number(fetched->size())
                               + " projects from API\n");
     });
@@ -149,6 +164,13 @@ void ProjectStore::requestProjects(const QString& apiKey,
 
 void ProjectStore::applyFetchedProjects(ProjectList fetched)
 {
+    fillList(std::move(fetched));
+    if (onAuthorized)
+        onAuthorized();
+}
+
+void ProjectStore::fillList(ProjectList fetched)
+{
     struct Entry
     {
         qsizetype rank;
@@ -173,8 +195,6 @@ void ProjectStore::applyFetchedProjects(ProjectList fetched)
     fetchedProjects.reserve(entries.size());
     for (Entry& entry : entries)
         fetchedProjects.push_back(std::move(entry.project));
-    if (onAuthorized)
-        onAuthorized();
 }
 
 void ProjectStore::handleUnauthorized()

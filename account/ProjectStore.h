@@ -48,11 +48,17 @@ public:
     /// `receive` gets it as from `KeychainService::read`, unless the store is gone by then.
     void apiKey(KeychainService::Receive receive);
 
+    /// The same as from `KeychainService::readWhenAnswered`.
+    void apiKeyWhenAnswered(KeychainService::Receive receive);
+
     /// Where the service is: preference, environment, built-in default; none when nothing parses.
     [[nodiscard]] std::optional<QUrl> apiBaseURL() const;
 
-    /// Asks the service for the projects and applies an answer that is not empty.
-    void fetchProjects(const QString& apiKey);
+    /// What an answer does: it is applied, or, when it is `late`, fills the list and nothing else.
+    enum class Arrival { inTime, late };
+
+    /// Asks the service for the projects and takes an answer that is not empty.
+    void fetchProjects(const QString& apiKey, Arrival arrival = Arrival::inTime);
 
     /// Asks the service for the projects. `completion` is called once: at once with `network` when
     /// there is no base URL, else in a later turn of the event loop; not when the store is gone.
@@ -73,6 +79,8 @@ public:
     std::function<void()> onAuthorized;
 
 private:
+    [[nodiscard]] KeyResult effectiveKey(const KeyResult& stored) const;
+    void fillList(ProjectList fetched);
     [[nodiscard]] QStringList identifierCache() const;
 
     Preferences& defaults;

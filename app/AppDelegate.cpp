@@ -18,6 +18,7 @@ AppDelegate::AppDelegate(Platform desktop)
                      .session = platform.session,
                      .environment = platform.environment,
                      .standardOutput = platform.standardOutput })
+    , launchFetch(projectStore)
     , keychain(makeAgentKeychain(platform.secretItems))
     , captureFlow(platform, projectStore, keychain)
 {
@@ -83,10 +84,7 @@ void AppDelegate::fetchProjectsOnce()
     if (projectStore.didAttemptFetch)
         return;
     projectStore.didAttemptFetch = true;
-    projectStore.apiKey([this](const std::optional<QString>& key) {
-        if (key)
-            projectStore.fetchProjects(*key);
-    });
+    launchFetch.start();
 }
 
 void AppDelegate::createStatusBar()

@@ -2,6 +2,7 @@
 
 #include "account/APIKeyPanelController.h"
 #include "account/KeychainService.h"
+#include "account/LaunchFetch.h"
 #include "account/ProjectStore.h"
 #include "app/CaptureFlow.h"
 #include "platform/Platform.h"
@@ -53,6 +54,7 @@ private:
     Platform platform;
     PaletteController paletteController;
     ProjectStore projectStore;
+    LaunchFetch launchFetch;
     KeychainService keychain;
     CaptureFlow captureFlow;
     std::unique_ptr<StatusBarController> statusBarController;

@@ -128,8 +128,9 @@ bool CaptureFlow::readSyncWarning()
 {
     openPanel = std::make_unique<QObject>();
     hasKey = false;
-    const auto take = [this](const std::optional<QString>& key) {
-        hasKey = !key.value_or(QString()).isEmpty();
+    const auto take = [this](const KeyResult& stored) {
+        const auto* key = std::get_if<QString>(&stored);
+        hasKey = key != nullptr && !key->isEmpty();
         capturePanelController->setSyncWarning(showsSyncWarning());
     };
     keychain.read(*openPanel, take, longestHold);

@@ -171,8 +171,11 @@ Finding judgeStoreWithoutKey(SecretStoreState store, const SessionBusFacts& bus)
         return failed(u"present, but it has no key ring yet"_s,
                       u"Make a default key ring, for example with seahorse, or log in anew."_s);
     case SecretStoreState::locked:
-        return failed(u"present, but locked, so no key can be read"_s,
-                      u"Unlock the key ring, for example with seahorse."_s);
+        return failed(
+            u"present, but locked, so no key can be read"_s,
+            u"Unlock the key ring, for example with seahorse. It is unlocked at login if you"
+            " log in with a password and the key ring has the same one; after an automatic"
+            " login, only a key ring without a password is."_s);
     case SecretStoreState::unlocked:
         break;
     }

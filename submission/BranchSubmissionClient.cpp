@@ -142,18 +142,19 @@ void BranchSubmissionClient::prepare(const QString& path,
                                      const QByteArray& json,
                                      std::function<void(const Prepared&)> proceed)
 {
-    keychain.read(
-        *this,
-        [this, path, json, proceed = std::move(proceed)](const std::optional<QString>& stored) {
-            const QString key = stored.value_or(QString());
-            const auto base = projectStore.apiBaseURL();
-            if (key.isEmpty())
-                proceed(SubmissionError::noAPIKey);
-            else if (!base)
-                proceed(SubmissionError::network);
-            else
-                proceed(makePostRequest(*base, path, key, json));
-        });
+    keychain.readAsking(*this,
+                        [this, path, json, proceed = std::move(proceed)](const KeyResult& stored) {
+                            const auto* key = std::get_if<QString>(&stored);
+                            const auto base = projectStore.apiBaseURL();
+                            if (stored == KeyResult(KeyError::noAnswer))
+                                proceed(SubmissionError::network);
+                            else if (key == nullptr || key->isEmpty())
+                                proceed(SubmissionError::noAPIKey);
+                            else if (!base)
+                                proceed(SubmissionError::network);
+                            else
+                                proceed(makePostRequest(*base, path, *key, json));
+                        });
 }
 
 void BranchSubmissionClient::send(const HttpRequest& request, Completion completion)

@@ -12,7 +12,7 @@ enum class SubmissionError {
     noAPIKey,     ///< Nothing was sent: no account is connected.
     unauthorized, ///< The service rejected the key.
     offline,      ///< This machine cannot reach the service.
-    network,      ///< Any other failure on the way, or no address to send to.
+    network,      ///< Any other failure on the way, no address to send to, or no word on the key.
     server,       ///< The service answered something else than success.
 };
 

@@ -540,6 +540,7 @@ private Q_SLOTS:
         press(u"sk_1"_s);
         session->answerNext(FakeHttpSession::success(200, twoProjects));
         QTRY_COMPARE(errorText(), u"Unable to save API key."_s);
+        QVERIFY(saveButton()->isEnabled());
         QVERIFY(panel()->isVisible());
         QVERIFY(store->projects().empty());
         QVERIFY(!store->didAttemptFetch);
@@ -547,9 +548,33 @@ private Q_SLOTS:
         QCOMPARE(session->requests.size(), std::size_t(1));
     }
 
+    void savesWhenTheUserHasUnlockedTheKeyRing_data()
+    {
+        QTest::addColumn<bool>("unlocks");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("unlocked") << true << u""_s;
+        QTest::newRow("refused") << false << u"Unable to save API key."_s;
+    }
+
+    void savesWhenTheUserHasUnlockedTheKeyRing()
+    {
+        QFETCH(const bool, unlocks);
+        QFETCH(const QString, error);
+        secretItems->locked = true;
+        press(u"sk_1"_s);
+        session->answerNext(FakeHttpSession::success(200, twoProjects));
+        QTRY_VERIFY(secretItems->calls.contains(u"unlock"_s));
+        QVERIFY(!saveButton()->isEnabled());
+        secretItems->answerPrompts(unlocks);
+        QCOMPARE(errorText(), error);
+        QVERIFY(saveButton()->isEnabled());
+        QCOMPARE(panel()->isVisible(), !unlocks);
+        QCOMPARE(storedKey(*keychain).has_value(), unlocks);
+    }
+
     void losesTheFormerKeyToARejectedOne()
     {
-        QVERIFY(keychain->save(u"old"_s));
+        QVERIFY(saved(*keychain, u"old"_s));
         QStringList events;
         store->onUnauthorized = [&events] { events << u"signed out, "_s + errorText(); };
         press(u"wrong"_s);
@@ -561,7 +586,7 @@ private Q_SLOTS:
 
     void signsNothingOutWhenTheServiceForbids()
     {
-        QVERIFY(keychain->save(u"old"_s));
+        QVERIFY(saved(*keychain, u"old"_s));
         press(u"new"_s);
         session->answerNext(FakeHttpSession::success(403, {}));
         QTRY_COMPARE(errorText(), u"Unable to connect."_s);

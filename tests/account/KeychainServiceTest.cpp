@@ -15,13 +15,14 @@ class KeychainServiceTest : public QObject
 private Q_SLOTS:
     void init()
     {
+        told.clear();
         items.emplace();
         keychain.emplace(*items, u"Shop"_s, u"till"_s);
     }
 
     void keepsTheBytesOfTheKeyUnderItsIdentity()
     {
-        QVERIFY(keychain->save(u"s\u00e9k"_s));
+        QVERIFY(saved(*keychain, u"s\u00e9k"_s));
         QCOMPARE(items->items.size(), std::size_t(1));
         const SecretIdentity identity { .service = u"Shop"_s, .account = u"till"_s };
         QCOMPARE(items->items.front().first, identity);
@@ -31,8 +32,8 @@ private Q_SLOTS:
 
     void updatesOnlyWhenTheItemExists()
     {
-        QVERIFY(keychain->save(u"first"_s));
-        QVERIFY(keychain->save(u"second"_s));
+        QVERIFY(saved(*keychain, u"first"_s));
+        QVERIFY(saved(*keychain, u"second"_s));
         QCOMPARE(items->items.size(), std::size_t(1));
         QCOMPARE(storedKey(*keychain), u"second"_s);
         const QStringList calls { u"add"_s, u"add"_s, u"update"_s, u"copyMatching"_s };
@@ -41,36 +42,36 @@ private Q_SLOTS:
 
     void savesTheSameKeyTwice()
     {
-        QVERIFY(keychain->save(u"same"_s));
-        QVERIFY(keychain->save(u"same"_s));
+        QVERIFY(saved(*keychain, u"same"_s));
+        QVERIFY(saved(*keychain, u"same"_s));
         QCOMPARE(storedKey(*keychain), u"same"_s);
     }
 
     void reportsThatTheStoreRefusedTheUpdate()
     {
-        QVERIFY(keychain->save(u"first"_s));
+        QVERIFY(saved(*keychain, u"first"_s));
         items->takesUpdates = false;
-        QVERIFY(!keychain->save(u"second"_s));
+        QVERIFY(!saved(*keychain, u"second"_s));
         QCOMPARE(storedKey(*keychain), u"first"_s);
     }
 
     void doesNotUpdateAfterAnyOtherFailure()
     {
         items->available = false;
-        QVERIFY(!keychain->save(u"key"_s));
+        QVERIFY(!saved(*keychain, u"key"_s));
         QCOMPARE(items->calls, QStringList { u"add"_s });
     }
 
     void leavesTheStoreAloneWhenTheKeyIsNotText()
     {
-        QVERIFY(!keychain->save(u"a"_s + QChar(0xd800)));
+        QVERIFY(!saved(*keychain, u"a"_s + QChar(0xd800)));
         QVERIFY(items->calls.isEmpty());
     }
 
     void readsNoneWithoutItemOrStore()
     {
         QCOMPARE(storedKey(*keychain), std::nullopt);
-        QVERIFY(keychain->save(u"key"_s));
+        QVERIFY(saved(*keychain, u"key"_s));
         items->available = false;
         QCOMPARE(storedKey(*keychain), std::nullopt);
     }
@@ -87,19 +88,116 @@ private Q_SLOTS:
 
     void readsLateWhatAStoreAnswersLate()
     {
-        QVERIFY(keychain->save(u"key"_s));
+        QVERIFY(saved(*keychain, u"key"_s));
         items->slow = true;
         QObject owner;
-        std::vector<std::optional<QString>> told;
-        keychain->read(owner, [&](const std::optional<QString>& late) { told.push_back(late); });
+        keychain->read(owner, keepRead);
         QVERIFY(told.empty());
         QVERIFY(items->answerLate());
-        QCOMPARE(told, std::vector { std::optional(u"key"_s) });
+        QCOMPARE(told, std::vector<KeyResult> { u"key"_s });
+    }
+
+    void tellsAStoreWithoutAKeyFromOneThatDoesNotSay()
+    {
+        QCOMPARE(storedResult(*keychain), KeyResult(KeyError::noKey));
+        items->available = false;
+        QCOMPARE(storedResult(*keychain), KeyResult(KeyError::noAnswer));
+        items->available = true;
+        items->locked = true;
+        QCOMPARE(storedResult(*keychain), KeyResult(KeyError::noAnswer));
+        QVERIFY(!items->calls.contains(u"unlock"_s));
+    }
+
+    void asksToUnlockWhereTheUserActs_data()
+    {
+        QTest::addColumn<bool>("unlocks");
+        QTest::addColumn<KeyResult>("result");
+        QTest::newRow("unlocked") << true << KeyResult(u"key"_s);
+        QTest::newRow("refused") << false << KeyResult(KeyError::noAnswer);
+    }
+
+    void asksToUnlockWhereTheUserActs()
+    {
+        QFETCH(const bool, unlocks);
+        QFETCH(const KeyResult, result);
+        QVERIFY(saved(*keychain, u"key"_s));
+        items->locked = true;
+        QObject owner;
+        keychain->readAsking(owner, keepRead);
+        QVERIFY(told.empty());
+        items->answerPrompts(unlocks);
+        QCOMPARE(told, std::vector { result });
+        QCOMPARE(items->calls.count(u"unlock"_s), 1);
+    }
+
+    void asksNobodyWhenNothingIsLocked()
+    {
+        QObject owner;
+        keychain->readAsking(owner, keepRead);
+        items->available = false;
+        keychain->readAsking(owner, keepRead);
+        const std::vector<KeyResult> expected { KeyError::noKey, KeyError::noAnswer };
+        QCOMPARE(told, expected);
+        QVERIFY(!items->calls.contains(u"unlock"_s));
+    }
+
+    void waitsUntilTheStoreAnswersWithoutAsking()
+    {
+        QVERIFY(saved(*keychain, u"key"_s));
+        items->locked = true;
+        QObject owner;
+        keychain->readWhenAnswered(owner, keepRead);
+        items->change(); // Of something else.
+        QVERIFY(told.empty());
+        items->locked = false;
+        items->change();
+        items->change();
+        QCOMPARE(told, std::vector<KeyResult> { u"key"_s });
+        QVERIFY(!items->calls.contains(u"unlock"_s));
+    }
+
+    void missesNoChangeBetweenTheAnswerAndTheWait()
+    {
+        QVERIFY(saved(*keychain, u"key"_s));
+        items->locked = true;
+        items->unlockedBeforeAwaited = true;
+        QObject owner;
+        keychain->readWhenAnswered(owner, keepRead);
+        QCOMPARE(told, std::vector<KeyResult> { u"key"_s });
+    }
+
+    void waitsForNoStoreThatHasAnswered()
+    {
+        QObject owner;
+        keychain->readWhenAnswered(owner, keepRead);
+        QCOMPARE(told, std::vector<KeyResult> { KeyError::noKey });
+        QVERIFY(!items->calls.contains(u"awaitChange"_s));
+    }
+
+    void savesWhenTheUserHasUnlockedTheStore_data()
+    {
+        QTest::addColumn<bool>("unlocks");
+        QTest::newRow("unlocked") << true;
+        QTest::newRow("refused") << false;
+    }
+
+    void savesWhenTheUserHasUnlockedTheStore()
+    {
+        QFETCH(const bool, unlocks);
+        QVERIFY(saved(*keychain, u"old"_s));
+        items->locked = true;
+        QObject owner;
+        std::vector<bool> taken;
+        keychain->save(u"new"_s, owner, [&taken](bool isSaved) { taken.push_back(isSaved); });
+        QVERIFY(taken.empty());
+        items->answerPrompts(unlocks);
+        QCOMPARE(taken, std::vector { unlocks });
+        QCOMPARE(items->items.front().second, unlocks ? "new"_ba : "old"_ba);
     }
 
     void readsNoneWhenTheStoreGivesNoData()
     {
-        QVERIFY(keychain->save(u"key"_s));
+        QVERIFY(saved(*keychain, u"key"_s));
         items->givesData = false;
         QCOMPARE(storedKey(*keychain), std::nullopt);
     }
@@ -132,13 +230,13 @@ private Q_SLOTS:
 
     void keepsSurroundingSpaces()
     {
-        QVERIFY(keychain->save(u" key\n"_s));
+        QVERIFY(saved(*keychain, u" key\n"_s));
         QCOMPARE(storedKey(*keychain), u" key\n"_s);
     }
 
     void removesTheItem()
     {
-        QVERIFY(keychain->save(u"key"_s));
+        QVERIFY(saved(*keychain, u"key"_s));
         keychain->remove();
         QCOMPARE(storedKey(*keychain), std::nullopt);
         QVERIFY(items->items.empty());
@@ -153,8 +251,8 @@ private Q_SLOTS:
     void leavesOtherItemsAlone()
     {
         KeychainService other(*items, u"Shop"_s, u"safe"_s);
-        QVERIFY(other.save(u"kept"_s));
-        QVERIFY(keychain->save(u"key"_s));
+        QVERIFY(saved(other, u"kept"_s));
+        QVERIFY(saved(*keychain, u"key"_s));
         keychain->remove();
         QCOMPARE(storedKey(other), u"kept"_s);
     }
@@ -162,9 +260,9 @@ private Q_SLOTS:
     void behavesAsOneWithAnotherInstanceOfItsIdentity()
     {
         KeychainService twin(*items, u"Shop"_s, u"till"_s);
-        QVERIFY(keychain->save(u"first"_s));
+        QVERIFY(saved(*keychain, u"first"_s));
         QCOMPARE(storedKey(twin), u"first"_s);
-        QVERIFY(twin.save(u"second"_s));
+        QVERIFY(saved(twin, u"second"_s));
         QCOMPARE(storedKey(*keychain), u"second"_s);
         keychain->remove();
         QCOMPARE(storedKey(twin), std::nullopt);
@@ -180,6 +278,8 @@ private Q_SLOTS:
 private:
     std::optional<FakeSecretItems> items;
     std::optional<KeychainService> keychain;
+    std::vector<KeyResult> told;
+    KeychainService::Receive keepRead = [this](const KeyResult& result) { told.push_back(result); };
 };
 
 } // namespace quibel

@@ -1,5 +1,6 @@
 #include "account/ProjectStore.h"
 #include "tests/account/CapturedOutput.h"
+#include "tests/account/StoredKey.h"
 #include "tests/fakes/FakeHttpSession.h"
 #include "tests/fakes/FakePreferences.h"
 #include "tests/fakes/FakeSecretItems.h"
@@ -349,7 +350,7 @@ private Q_SLOTS:
         storeSecret("s");
         secretItems->slow = true;
         std::vector<std::optional<QString>> received;
-        store->apiKey([&received](const std::optional<QString>& key) { received.push_back(key); });
+        store->apiKey([&received](const KeyResult& key) { received.push_back(keyIn(key)); });
         QCOMPARE(secretItems->holds, std::vector { std::chrono::milliseconds(0) });
         QVERIFY(received.empty());
         QVERIFY(secretItems->answerLate());
@@ -660,7 +661,7 @@ private:
     [[nodiscard]] std::optional<QString> effectiveKey() const
     {
         std::optional<QString> effective;
-        store->apiKey([&effective](const std::optional<QString>& key) { effective = key; });
+        store->apiKey([&effective](const KeyResult& key) { effective = keyIn(key); });
         return effective;
     }
 

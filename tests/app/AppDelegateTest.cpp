@@ -83,6 +83,52 @@ private Q_SLOTS:
         QCOMPARE(bench.desktop.session.requests.size(), 1U);
     }
 
+    void aLockedStoreIsWaitedForAndItsLateProjectsOnlyFillTheList()
+    {
+        AgentBench bench;
+        bench.storeKey();
+        bench.keepBranch("{}");
+        bench.desktop.secretItems.locked = true;
+        bench.launch();
+        AgentBench::settle();
+        QVERIFY(bench.desktop.session.requests.empty());
+        bench.desktop.secretItems.locked = false;
+        bench.desktop.secretItems.change();
+        QCOMPARE(bench.desktop.session.requests.size(), 1U);
+        bench.desktop.session.answer(
+            0, FakeHttpSession::success(200, R"([{"id":"p1","name":"Atlas"}])"));
+        QTRY_VERIFY(bench.desktop.output.contains("Loaded 1 projects from API\n"));
+        QVERIFY(bench.keptBranch());
+        QVERIFY(!bench.desktop.secretItems.calls.contains(u"unlock"_s));
+    }
+
+    void aLockedStoreIsNotWaitedForWhenTheEnvironmentHasAKey()
+    {
+        AgentBench bench;
+        bench.desktop.environment.insert(u"QUIBEL_API_KEY"_s, u"sk_environment"_s);
+        bench.desktop.secretItems.locked = true;
+        bench.launch();
+        QCOMPARE(bench.desktop.session.requests.size(), 1U);
+    }
+
+    void openingThePanelAsksNobodyToUnlockTheStore()
+    {
+        AgentBench bench;
+        bench.connectAccount({ u"p1"_s });
+        bench.desktop.secretItems.locked = true;
+        bench.launch();
+        bench.pressHotKey();
+        QVERIFY(AgentBench::panelIsOpen());
+        QVERIFY(!bench.desktop.secretItems.calls.contains(u"unlock"_s));
+        AgentBench::type(u"thought"_s);
+        AgentBench::pressKey(Qt::Key_Return);
+        AgentBench::settle();
+        QVERIFY(!AgentBench::panelIsOpen());
+        QCOMPARE(bench.desktop.secretItems.calls.count(u"unlock"_s), 1);
+        bench.desktop.secretItems.answerPrompts(false);
+        QVERIFY(bench.keptBranch());
+    }
+
     void aKeptBranchSurvivesAStartWithoutNetwork()
     {
         AgentBench bench;

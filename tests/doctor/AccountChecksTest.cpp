@@ -37,7 +37,8 @@ private Q_SLOTS:
             << u"--connect-account"_s;
         QTest::newRow("locked") << SecretFacts { .store = Store::locked } << Bus::answers
                                 << Verdict::failure << u"locked"_s
-                                << u"present, but locked, so no key can be read"_s << u"Unlock"_s;
+                                << u"present, but locked, so no key can be read"_s
+                                << u"unlocked at login"_s;
         QTest::newRow("the key in another key ring than the locked one")
             << SecretFacts { .store = Store::locked, .keyIsStored = true } << Bus::answers
             << Verdict::fine << u"locked"_s << u"present, the key is stored"_s << QString();

@@ -249,6 +249,41 @@ private Q_SLOTS:
         QCOMPARE(bench.results.size(), 1U);
     }
 
+    void sendsABranchWhenTheUserHasUnlockedTheStore()
+    {
+        Bench bench;
+        bench.secretItems.locked = true;
+        bench.client->submit("{}", bench.keepResult);
+        QVERIFY(bench.session.requests.empty());
+        bench.secretItems.answerPrompts(true);
+        QCOMPARE(bench.session.requests.size(), 1U);
+        QVERIFY(bench.results.empty());
+    }
+
+    void aStoreThatDoesNotSayWhetherItHasAKeyIsLikeAFailingNetwork_data()
+    {
+        QTest::addColumn<bool>("available");
+        QTest::newRow("it stays locked") << true;
+        QTest::newRow("it is gone") << false;
+    }
+
+    void aStoreThatDoesNotSayWhetherItHasAKeyIsLikeAFailingNetwork()
+    {
+        QFETCH(const bool, available);
+        Bench bench;
+        bench.secretItems.available = available;
+        bench.secretItems.locked = true;
+        bench.client->submit("{}", bench.keepResult);
+        bench.secretItems.answerPrompts(false);
+        QVERIFY(bench.results == std::vector<SubmissionResult> { SubmissionError::network });
+        QVERIFY(bench.session.requests.empty());
+
+        bench.client->resend("{}", bench.keepResult);
+        bench.secretItems.answerPrompts(false);
+        QCOMPARE(bench.results.size(), 1U);
+        QVERIFY(bench.session.requests.empty());
+    }
+
     void aResendIsTheSameRequest()
     {
         Bench bench;

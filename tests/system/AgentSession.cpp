@@ -90,7 +90,7 @@ AgentSession::~AgentSession()
             __LINE__);
 }
 
-bool AgentSession::storeKey(const QByteArray& key)
+bool AgentSession::storeKey(const QByteArray& key) const
 {
     return desktop
         .output(u"secret-tool"_s,

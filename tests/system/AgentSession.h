@@ -52,7 +52,7 @@ public:
     ~AgentSession();
 
     /// Puts a key into the key ring, as if the account had been connected.
-    [[nodiscard]] bool storeKey(const QByteArray& key = "sk_system");
+    [[nodiscard]] bool storeKey(const QByteArray& key = "sk_system") const;
     [[nodiscard]] std::optional<QByteArray> storedKey() const;
     void forgetKey();
 
