@@ -86,7 +86,8 @@ private Q_SLOTS:
         lazy.connectToHost(QStringLiteral("127.0.0.1"), server->port);
         QVERIFY(lazy.waitForConnected());
         lazy.write(events);
-        QTRY_COMPARE(streams.size(), 1);
+        // What is sent before the response goes out is too much as well, but ends it in good order.
+        QTRY_VERIFY(lazy.peek(1024).contains("hello"));
         // Less than its backlog may hold, again and again, until what the system holds is full too.
         const QByteArray much(60'000, 'x');
         QVERIFY(QTest::qWaitFor(
