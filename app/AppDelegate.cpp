@@ -1,14 +1,32 @@
 #include "app/AppDelegate.h"
 
+#include "platform/HotKeyChoice.h"
 #include "platform/Workspace.h"
 
+#include <QKeySequence>
 #include <QPointer>
 
+#include <cstdio>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace quibel {
+
+namespace {
+
+QKeyCombination chosenHotKey(const Platform& platform)
+{
+    const HotKeyChoice choice = chooseHotKey(platform.preferences, platform.hotKeys);
+    if (!choice.refusal.isEmpty())
+        std::fprintf(stderr,
+                     "quibel-capture-agent: %s; the hot key is %s\n",
+                     qUtf8Printable(choice.refusal),
+                     qUtf8Printable(hotKeyText(choice.key)));
+    return choice.key;
+}
+
+} // namespace
 
 AppDelegate::AppDelegate(Platform desktop)
     : platform(std::move(desktop))
@@ -29,14 +47,15 @@ void AppDelegate::applicationDidFinishLaunching()
     platform.workspace.setActivationPolicy(ActivationPolicy::accessory);
     captureFlow.createPanel();
     fetchProjectsOnce();
-    createStatusBar();
+    const QKeyCombination hotKey = chosenHotKey(platform);
+    createStatusBar(hotKey);
     // The request is already on its way; its answer is applied in a later turn of the event loop,
     // when the callbacks are there.
     installAccountCallbacks();
     apiKeyPanelController = std::make_unique<APIKeyPanelController>(
         projectStore, keychain, platform.panelWindows, platform.screens);
     captureFlow.loadLastFailedCapture();
-    registerHotKey();
+    registerHotKey(hotKey);
     captureFlow.preparePanel();
 }
 
@@ -56,9 +75,10 @@ void AppDelegate::connectAccount()
         apiKeyPanelController->show();
 }
 
-bool AppDelegate::holdsHotKey() const
+QString AppDelegate::heldHotKey() const
 {
-    return hotKeyManager && hotKeyManager->isRegistered();
+    const bool isHeld = hotKeyManager && hotKeyManager->isRegistered();
+    return isHeld ? QKeySequence(hotKeyManager->key()).toString() : QString();
 }
 
 void AppDelegate::carryOut(AgentCommand command)
@@ -87,11 +107,12 @@ void AppDelegate::fetchProjectsOnce()
     launchFetch.start();
 }
 
-void AppDelegate::createStatusBar()
+void AppDelegate::createStatusBar(QKeyCombination hotKey)
 {
     const QPointer self(this);
     statusBarController = std::make_unique<StatusBarController>(
         platform.statusArea,
+        hotKey,
         StatusBarController::Actions { .sendBranch =
                                            [self] {
                                                if (self)
@@ -122,10 +143,10 @@ void AppDelegate::installAccountCallbacks()
     };
 }
 
-void AppDelegate::registerHotKey()
+void AppDelegate::registerHotKey(QKeyCombination hotKey)
 {
     const QPointer self(this);
-    hotKeyManager = std::make_unique<HotKeyManager>(platform.hotKeys, [self] {
+    hotKeyManager = std::make_unique<HotKeyManager>(platform.hotKeys, hotKey, [self] {
         if (self)
             self->capture();
     });

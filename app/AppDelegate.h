@@ -11,6 +11,7 @@
 #include "ui/PaletteController.h"
 #include "ui/StatusBarController.h"
 
+#include <QKeyCombination>
 #include <QObject>
 
 #include <memory>
@@ -39,17 +40,17 @@ public:
     /// The menu's "Connect Account…". Does nothing before launch has finished.
     void connectAccount();
 
-    /// Whether the hot key works; another program may have it.
-    [[nodiscard]] bool holdsHotKey() const;
+    /// The hot key that works, as portable text; empty if another program has it.
+    [[nodiscard]] QString heldHotKey() const;
 
     /// What another start of the program asks.
     void carryOut(AgentCommand command);
 
 private:
     void fetchProjectsOnce();
-    void createStatusBar();
+    void createStatusBar(QKeyCombination hotKey);
     void installAccountCallbacks();
-    void registerHotKey();
+    void registerHotKey(QKeyCombination hotKey);
 
     Platform platform;
     PaletteController paletteController;

@@ -54,7 +54,7 @@ CommandLine::Notice usage()
     QString text
         = u"Usage: quibel-capture-agent [COMMAND]\n\n"
           "Branches off a thought with one keystroke: press Super+Shift+B, type, press"
-          " Return.\nWithout a command it starts and waits in the tray; if it runs already, it opens the panel.\n\n"_s;
+          " Return.\nThe preference quibel.hotKey chooses another hot key.\nWithout a command it starts and waits in the tray; if it runs already, it opens the panel.\n\n"_s;
     for (const Form& form : forms())
         text += helpLine(form.option
                              + (form.operands.isEmpty() ? u""_s : u' ' + form.operands.join(u'|')),

@@ -149,8 +149,9 @@ int Quibel_Capture_AgentApp::runAgent(int argc, char* argv[], std::optional<Agen
     neverRestartWithTheSession(application);
     Quibel_Capture_AgentApp agent(desktop->ports());
     agent.appDelegate.applicationDidFinishLaunching();
-    instance->setHotKeyQuestion(
-        [delegate = QPointer(&agent.appDelegate)] { return delegate && delegate->holdsHotKey(); });
+    instance->setHotKeyQuestion([delegate = QPointer(&agent.appDelegate)] {
+        return delegate ? delegate->heldHotKey() : QString();
+    });
     if (command)
         agent.appDelegate.carryOut(*command);
     instance->setHandler([delegate = QPointer(&agent.appDelegate)](AgentCommand asked) {

@@ -4,6 +4,7 @@
 #include "platform/freedesktop/DBusSingleInstance.h"
 #include "platform/freedesktop/DesktopEntries.h"
 #include "platform/freedesktop/JsonFilePreferences.h"
+#include "platform/freedesktop/KeyNames.h"
 #include "platform/freedesktop/PortalAppearance.h"
 #include "platform/freedesktop/SessionBus.h"
 #include "platform/libsecret/LibsecretSecretItems.h"
@@ -34,6 +35,7 @@ struct DesktopPlatform::Adapters
     }
 
     std::unique_ptr<XcbConnection> connection;
+    KeyNames keyNames;
     DesktopEntries entries;
     XcbScreens screens { *connection };
     XcbWorkspace workspace { *connection, screens, entries };

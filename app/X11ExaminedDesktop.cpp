@@ -3,6 +3,7 @@
 #include "platform/freedesktop/DesktopEntries.h"
 #include "platform/freedesktop/JsonFilePreferences.h"
 #include "platform/freedesktop/KeyBindingFiles.h"
+#include "platform/freedesktop/KeyNames.h"
 #include "platform/freedesktop/SessionBus.h"
 #include "platform/libsecret/LibsecretSecretItems.h"
 #include "platform/qt/QtHttpSession.h"
@@ -26,6 +27,7 @@ constexpr auto idleTimeout = 10s; // The diagnosis ends before.
 
 struct ExaminedDesktop::Adapters
 {
+    KeyNames keyNames;
     LibsecretSecretItems secretItems;
     JsonFilePreferences preferences { JsonFilePreferences::defaultPath(),
                                       JsonFilePreferences::Damaged::leave };
@@ -75,8 +77,10 @@ Patient ExaminedDesktop::patient()
     if (!connection)
         return made;
     displayAdapters = std::make_unique<DisplayAdapters>(std::move(connection));
+    const HotKeyChoice hotKey = chooseHotKey(adapters->preferences, displayAdapters->hotKeys);
     made.display.emplace(Patient::Display { .facts = describeDisplay(*displayAdapters->connection),
-                                            .hotKeyBindings = bindingsOfTheHotKey(),
+                                            .hotKey = hotKey,
+                                            .hotKeyBindings = bindingsOf(hotKey.key),
                                             .hotKeys = displayAdapters->hotKeys,
                                             .statusArea = displayAdapters->statusArea,
                                             .workspace = displayAdapters->workspace,

@@ -1,6 +1,9 @@
 #include "doctor/DesktopChecks.h"
 
 #include <QJsonArray>
+#include <QKeySequence>
+
+#include <algorithm>
 
 namespace quibel {
 
@@ -22,25 +25,32 @@ QStringList programsThatBind(const Patient::Display& display, bool toAgent)
     return programs;
 }
 
-Finding judgeFreeHotKeyBesideAgent()
+/// An agent that does not say is taken to hold it.
+bool agentHolds(QKeyCombination hotKey, const SessionBusFacts& bus)
+{
+    return bus.agentHotKey ? *bus.agentHotKey == QKeySequence(hotKey).toString() : bus.agentRuns;
+}
+
+Finding judgeFreeHotKeyBesideAgent(const QString& key)
 {
     return { .verdict = Verdict::failure,
-             .text = u"Super+Shift+B is free, but the running agent does not hold it: it was"
-                     " taken when the agent started"_s,
+             .text = u"%1 is free, but the running agent does not hold it: when the agent started,"
+                     " it was taken or not chosen yet"_s.arg(key),
              .advice = u"Quit the agent and start it again."_s,
              .details = { { u"state"_s, u"freeBesideAgent"_s } } };
 }
 
 Finding judgeTakenHotKey(const SessionBusFacts& bus, const Patient::Display& display)
 {
-    if (bus.agentHoldsHotKey.value_or(bus.agentRuns))
-        return { .text = u"Super+Shift+B is held by the running agent"_s,
+    const QString key = hotKeyText(display.hotKey.key);
+    if (agentHolds(display.hotKey.key, bus))
+        return { .text = u"%1 is held by the running agent"_s.arg(key),
                  .details = { { u"state"_s, u"heldByAgent"_s } } };
     const QStringList toAgent = programsThatBind(display, true);
     const QStringList others = programsThatBind(display, false);
     // A key binding hands its command over on the session bus.
     if (!toAgent.isEmpty() && others.isEmpty() && bus.state == SessionBusFacts::State::answers)
-        return { .text = u"Super+Shift+B is bound to the agent by %1"_s.arg(toAgent.join(u", "_s)),
+        return { .text = u"%1 is bound to the agent by %2"_s.arg(key, toAgent.join(u", "_s)),
                  .details = { { u"state"_s, u"boundToAgent"_s },
                               { u"boundBy"_s, QJsonArray::fromStringList(toAgent) } } };
     const QJsonObject details { { u"state"_s, u"taken"_s },
@@ -48,25 +58,45 @@ Finding judgeTakenHotKey(const SessionBusFacts& bus, const Patient::Display& dis
     if (!others.isEmpty()) {
         const QString programs = others.join(u", "_s);
         return { .verdict = Verdict::failure,
-                 .text = u"Super+Shift+B is taken; the settings of %1 bind it"_s.arg(programs),
-                 .advice
-                 = u"Remove that key binding of %1, then start the agent again."_s.arg(programs),
+                 .text = u"%1 is taken; the settings of %2 bind it"_s.arg(key, programs),
+                 .advice = u"Remove that key binding of %1, or choose another hot key by the"
+                           " preference quibel.hotKey, then start the agent again."_s.arg(programs),
                  .details = details };
     }
     if (bus.state != SessionBusFacts::State::answers)
         return { .verdict = Verdict::warning,
-                 .text = u"Super+Shift+B is taken, perhaps by the agent, which cannot be asked"
-                         " without a session bus"_s,
+                 .text
+                 = u"%1 is taken, perhaps by the agent, which cannot be asked without a session"
+                   " bus"_s.arg(key),
                  .advice = u"Press it: when no panel opens, another program has it."_s,
                  .details = details };
     return { .verdict = Verdict::failure,
-             .text
-             = u"Super+Shift+B is taken by another program; the X server does not tell which"_s,
-             .advice = u"Look for it in the key bindings of %1 and of programs that wait for hot"
-                       " keys, free it there, then start the agent again. Until then the tray"
-                       " menu's \"Send Branch\" does the same."_s.arg(
-                           display.facts.windowManager.value_or(u"the desktop"_s)),
+             .text = u"%1 is taken by another program; the X server does not tell which"_s.arg(key),
+             .advice
+             = u"Look for it in the key bindings of %1 and of programs that wait for hot"
+               " keys and free it there, or choose another by the preference quibel.hotKey;"
+               " then start the agent again. Until then the tray menu's \"Send Branch\""
+               " does the same."_s.arg(display.facts.windowManager.value_or(u"the desktop"_s)),
              .details = details };
+}
+
+Finding judgeChosenHotKey(HotKeyAvailability availability,
+                          const SessionBusFacts& bus,
+                          const Patient::Display& display)
+{
+    const QString key = hotKeyText(display.hotKey.key);
+    if (availability == HotKeyAvailability::taken)
+        return judgeTakenHotKey(bus, display);
+    if (bus.agentRuns)
+        return judgeFreeHotKeyBesideAgent(key);
+    if (availability == HotKeyAvailability::partlyTaken)
+        return { .verdict = Verdict::warning,
+                 .text = u"%1 is taken by another program for some combinations of Caps Lock and"
+                         " Num Lock"_s.arg(key),
+                 .advice = u"Free it in that program, then start the agent again."_s,
+                 .details = { { u"state"_s, u"partlyTaken"_s } } };
+    return { .text = u"%1 could be grabbed; the agent is not running"_s.arg(key),
+             .details = { { u"state"_s, u"free"_s } } };
 }
 
 } // namespace
@@ -112,18 +142,15 @@ Finding judgeHotKey(HotKeyAvailability availability,
                     const SessionBusFacts& bus,
                     const Patient::Display& display)
 {
-    if (availability == HotKeyAvailability::taken)
-        return judgeTakenHotKey(bus, display);
-    if (bus.agentRuns)
-        return judgeFreeHotKeyBesideAgent();
-    if (availability == HotKeyAvailability::partlyTaken)
-        return { .verdict = Verdict::warning,
-                 .text = u"Super+Shift+B is taken by another program for some combinations of Caps"
-                         " Lock and Num Lock"_s,
-                 .advice = u"Free it in that program, then start the agent again."_s,
-                 .details = { { u"state"_s, u"partlyTaken"_s } } };
-    return { .text = u"Super+Shift+B could be grabbed; the agent is not running"_s,
-             .details = { { u"state"_s, u"free"_s } } };
+    Finding finding = judgeChosenHotKey(availability, bus, display);
+    if (!display.hotKey.refusal.isEmpty()) {
+        finding.verdict = std::max(finding.verdict, Verdict::warning);
+        finding.text = display.hotKey.refusal + u"; "_s + finding.text;
+        if (finding.advice.isEmpty())
+            finding.advice = u"Mend that preference, then start the agent again."_s;
+    }
+    finding.details.insert(u"key"_s, QKeySequence(display.hotKey.key).toString());
+    return finding;
 }
 
 Finding judgeTray(StatusAreaKind kind, const DisplayFacts& display)

@@ -77,8 +77,7 @@ void Doctor::examine(QDeadlineTimer deadline, Completion whenDone)
 
 void Doctor::examineDisplay(const Patient::Display& display)
 {
-    const auto availability = display.hotKeys.availability(
-        VirtualKey::b, HotKeyModifiers::command | HotKeyModifiers::shift);
+    const auto availability = display.hotKeys.availability(display.hotKey.key);
     found(Subject::hotKey, judgeHotKey(availability, patient.sessionBus, display));
     display.statusArea.identify(
         [self = QPointer(this), facts = display.facts](StatusAreaKind kind) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/DesktopFacts.h"
+#include "platform/HotKeyChoice.h"
 #include "platform/HotKeyService.h"
 
 #include <QProcessEnvironment>
@@ -24,7 +25,8 @@ struct Patient
     struct Display
     {
         DisplayFacts facts;
-        std::vector<HotKeyBinding> hotKeyBindings; ///< Of programs that tell.
+        HotKeyChoice hotKey;
+        std::vector<HotKeyBinding> hotKeyBindings; ///< Of that key, by programs that tell.
         HotKeyService& hotKeys;
         StatusArea& statusArea;
         Workspace& workspace;

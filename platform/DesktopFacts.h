@@ -30,8 +30,9 @@ struct SessionBusFacts
 
     State state = State::absent;
     bool agentRuns = false;
-    /// Whether the running agent has its hot key; none when it does not say.
-    std::optional<bool> agentHoldsHotKey {};
+    /// The hot key that the running agent has, as portable text, empty for none; nullopt if it does
+    /// not say.
+    std::optional<QString> agentHotKey {};
 
     bool operator==(const SessionBusFacts&) const = default;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <Qt>
 
 #include <cstdint>
 #include <functional>
@@ -17,18 +18,6 @@ struct HotKeyID
 
     bool operator==(const HotKeyID&) const = default;
 };
-
-/// A key by its position, as on the ANSI layout.
-enum class VirtualKey : std::uint32_t { b = 11 };
-
-/// Modifier masks, to be combined by `|`.
-enum class HotKeyModifiers : std::uint32_t { command = 256, shift = 512 };
-
-[[nodiscard]] constexpr HotKeyModifiers operator|(HotKeyModifiers a, HotKeyModifiers b)
-{
-    return static_cast<HotKeyModifiers>(static_cast<std::uint32_t>(a)
-                                        | static_cast<std::uint32_t>(b));
-}
 
 /// Whether this program could register a hot key.
 enum class HotKeyAvailability {
@@ -51,6 +40,9 @@ enum class HotKeyHandlerRef : std::uint32_t {};
 
 /// System-wide hot keys: whichever application is in front, a press reaches the handler.
 ///
+/// A key is named by what it types without modifiers in the current layout. Meta is the Super key,
+/// on a Mac the Command key.
+///
 /// Thread: main; handlers are called there too, once for each press however long it is held.
 class HotKeyService
 {
@@ -69,12 +61,14 @@ public:
     /// Errors: none when the key would not work without lock keys, for example because another
     /// program has it; the adapter says why, once, on standard error. With those lock keys with
     /// which it could be had it works all the same, as long as this service is there.
-    [[nodiscard]] virtual std::optional<HotKeyRef>
-    registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) = 0;
+    [[nodiscard]] virtual std::optional<HotKeyRef> registerHotKey(QKeyCombination key, HotKeyID id)
+        = 0;
+
+    /// Whether the keyboard has `key` in any of its layouts.
+    [[nodiscard]] virtual bool hasKey(Qt::Key key) const = 0;
 
     /// Tries it, and leaves everything as it was. Not while the same key is registered here.
-    [[nodiscard]] virtual HotKeyAvailability availability(VirtualKey key, HotKeyModifiers modifiers)
-        = 0;
+    [[nodiscard]] virtual HotKeyAvailability availability(QKeyCombination key) = 0;
 
     virtual void unregisterHotKey(HotKeyRef hotKey) = 0;
     virtual void removeHandler(HotKeyHandlerRef handler) = 0;

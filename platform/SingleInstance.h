@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <functional>
 
 namespace quibel {
@@ -40,9 +42,9 @@ public:
     /// Always called from the event loop, after the other start has had its answer.
     virtual void setHandler(Handler handler) = 0;
 
-    /// Has a diagnosis told what `holdsHotKey` says when it asks: whether the hot key is in the
-    /// hands of this agent.
-    virtual void setHotKeyQuestion(std::function<bool()> holdsHotKey) = 0;
+    /// Has a diagnosis told what `heldHotKey` says when it asks: the hot key in the hands of this
+    /// agent as portable text, empty for none.
+    virtual void setHotKeyQuestion(std::function<QString()> heldHotKey) = 0;
 };
 
 } // namespace quibel

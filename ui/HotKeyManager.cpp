@@ -4,8 +4,11 @@
 
 namespace quibel {
 
-HotKeyManager::HotKeyManager(HotKeyService& hotKeyService, std::function<void()> pressed)
+HotKeyManager::HotKeyManager(HotKeyService& hotKeyService,
+                             QKeyCombination chosenKey,
+                             std::function<void()> pressed)
     : service(hotKeyService)
+    , hotKey(chosenKey)
     , handler(std::move(pressed))
 {
 }
@@ -24,8 +27,7 @@ void HotKeyManager::registerHotKey()
         if (pressed == hotKeyID)
             handler();
     });
-    hotKeyRef = service.registerHotKey(
-        VirtualKey::b, HotKeyModifiers::command | HotKeyModifiers::shift, hotKeyID);
+    hotKeyRef = service.registerHotKey(hotKey, hotKeyID);
 }
 
 } // namespace quibel

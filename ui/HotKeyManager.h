@@ -7,13 +7,15 @@
 
 namespace quibel {
 
-/// Makes Command-Shift-B call one handler, whichever application is in front.
+/// Makes one key call one handler, whichever application is in front.
 ///
 /// Thread: main; the handler is called there, within the delivery of the key press.
 class HotKeyManager
 {
 public:
-    HotKeyManager(HotKeyService& hotKeyService, std::function<void()> pressed);
+    HotKeyManager(HotKeyService& hotKeyService,
+                  QKeyCombination chosenKey,
+                  std::function<void()> pressed);
     HotKeyManager(const HotKeyManager&) = delete;
     HotKeyManager& operator=(const HotKeyManager&) = delete;
     ~HotKeyManager();
@@ -23,6 +25,8 @@ public:
     /// Errors: none; a refused hot key leaves everything else working.
     void registerHotKey();
 
+    [[nodiscard]] QKeyCombination key() const { return hotKey; }
+
     /// Whether it does work.
     [[nodiscard]] bool isRegistered() const { return hotKeyRef && eventHandlerRef; }
 
@@ -31,6 +35,7 @@ public:
 
 private:
     HotKeyService& service;
+    QKeyCombination hotKey;
     std::optional<HotKeyRef> hotKeyRef;
     std::optional<HotKeyHandlerRef> eventHandlerRef;
     std::function<void()> handler;

@@ -1,5 +1,6 @@
 #include "ui/StatusBarController.h"
 
+#include "platform/HotKeyChoice.h"
 #include "ui/TreeLogo.h"
 
 #include <QCursor>
@@ -23,7 +24,9 @@ QString title(QString text)
 
 } // namespace
 
-StatusBarController::StatusBarController(StatusArea& statusArea, Actions actions)
+StatusBarController::StatusBarController(StatusArea& statusArea,
+                                         QKeyCombination hotKey,
+                                         Actions actions)
     : area(statusArea)
     , logo(treeLogo())
     , messageItem(statusMenu.addAction(QString()))
@@ -31,7 +34,7 @@ StatusBarController::StatusBarController(StatusArea& statusArea, Actions actions
 {
     messageItem->setEnabled(false);
     setStatusMessage(std::nullopt);
-    addItems(std::move(actions));
+    addItems(hotKey, std::move(actions));
     statusMenu.installEventFilter(this);
     connect(&area, &StatusArea::appeared, this, &StatusBarController::showStatusItem);
     connect(&area, &StatusArea::foregroundChanged, this, &StatusBarController::updateImage);
@@ -39,9 +42,10 @@ StatusBarController::StatusBarController(StatusArea& statusArea, Actions actions
         showStatusItem();
 }
 
-void StatusBarController::addItems(Actions actions)
+void StatusBarController::addItems(QKeyCombination hotKey, Actions actions)
 {
-    statusMenu.addAction(u"Send Branch\t⌘⇧B"_s, this, std::move(actions.sendBranch));
+    statusMenu.addAction(
+        title(u"Send Branch\t"_s + hotKeyText(hotKey)), this, std::move(actions.sendBranch));
     statusMenu.addSeparator();
     statusMenu.addAction(u"Connect Account…"_s, this, std::move(actions.connectAccount));
     statusMenu.addSeparator();

@@ -31,7 +31,8 @@ public:
         std::function<void()> terminate = QCoreApplication::quit;
     };
 
-    StatusBarController(StatusArea& statusArea, Actions actions);
+    /// `hotKey` is what the menu says beside "Send Branch".
+    StatusBarController(StatusArea& statusArea, QKeyCombination hotKey, Actions actions);
 
     /// Shows `message` as a line at the top of the menu; none, or an empty one, removes the line.
     void setStatusMessage(const std::optional<QString>& message);
@@ -45,7 +46,7 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    void addItems(Actions actions);
+    void addItems(QKeyCombination hotKey, Actions actions);
     void showStatusItem();
     void updateImage();
     void popUpMenu();

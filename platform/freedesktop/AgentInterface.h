@@ -11,14 +11,15 @@ class AgentInterface : public QDBusAbstractAdaptor
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.quibel.CaptureAgent")
-    Q_PROPERTY(bool HoldsHotKey READ holdsHotKey)
+    Q_PROPERTY(QString HeldHotKey READ heldHotKey)
 
 public:
     explicit AgentInterface(QObject* owner);
 
-    [[nodiscard]] bool holdsHotKey() const { return holds && holds(); }
+    /// As portable text; empty for none.
+    [[nodiscard]] QString heldHotKey() const { return hotKey ? hotKey() : QString(); }
 
-    std::function<bool()> holds;
+    std::function<QString()> hotKey;
 };
 
 } // namespace quibel

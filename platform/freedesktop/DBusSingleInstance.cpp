@@ -139,9 +139,9 @@ void DBusSingleInstance::setHandler(Handler taker)
     deliverLater();
 }
 
-void DBusSingleInstance::setHotKeyQuestion(std::function<bool()> holdsHotKey)
+void DBusSingleInstance::setHotKeyQuestion(std::function<QString()> heldHotKey)
 {
-    agent->holds = std::move(holdsHotKey);
+    agent->hotKey = std::move(heldHotKey);
 }
 
 void DBusSingleInstance::enqueue(AgentCommand command)

@@ -26,7 +26,7 @@ public:
 
     [[nodiscard]] Role takeRole(AgentCommand command) override;
     void setHandler(Handler taker) override;
-    void setHotKeyQuestion(std::function<bool()> holdsHotKey) override;
+    void setHotKeyQuestion(std::function<QString()> heldHotKey) override;
 
 private:
     enum class HandOver { taken, refused, nobodyThere };

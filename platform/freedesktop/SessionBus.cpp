@@ -90,22 +90,22 @@ bool agentRuns(TimedCalls& calls, GDBusConnection* bus)
     return has != FALSE;
 }
 
-std::optional<bool> agentHoldsHotKey(TimedCalls& calls, GDBusConnection* bus)
+std::optional<QString> agentHotKey(TimedCalls& calls, GDBusConnection* bus)
 {
     const Method get { .destination = agentBusName,
                        .path = agentObjectPath,
                        .interface = "org.freedesktop.DBus.Properties",
                        .name = "Get",
                        .answer = "(v)" };
-    const auto answer = call(calls, bus, get, g_variant_new("(ss)", agentBusName, "HoldsHotKey"));
+    const auto answer = call(calls, bus, get, g_variant_new("(ss)", agentBusName, "HeldHotKey"));
     if (!answer)
         return std::nullopt;
     GVariant* property = nullptr;
     g_variant_get(answer.get(), "(v)", &property);
     const GLibHandle<GVariant> value(property);
-    if (g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN) == FALSE)
+    if (g_variant_is_of_type(value.get(), G_VARIANT_TYPE_STRING) == FALSE)
         return std::nullopt;
-    return g_variant_get_boolean(value.get()) != FALSE;
+    return QString::fromUtf8(g_variant_get_string(value.get(), nullptr));
 }
 
 } // namespace
@@ -127,7 +127,7 @@ SessionBusFacts lookAtSessionBus(std::chrono::milliseconds patience)
         return { .state = State::silent };
     return { .state = State::answers,
              .agentRuns = runs,
-             .agentHoldsHotKey = runs ? agentHoldsHotKey(calls, bus.get()) : std::nullopt };
+             .agentHotKey = runs ? agentHotKey(calls, bus.get()) : std::nullopt };
 }
 
 bool sessionBusIsSilent(std::chrono::milliseconds patience)

@@ -1,6 +1,8 @@
 #include "platform/x11/XcbHotKeyService.h"
 
+#include "platform/HotKeyChoice.h"
 #include "platform/TracePoint.h"
+#include "platform/freedesktop/KeySymbols.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -13,11 +15,6 @@ namespace {
 
 /// Where B lies on most keyboards; taken when the layout has no b.
 constexpr xcb_keycode_t usualKeycodeOfB = 56;
-
-bool has(HotKeyModifiers modifiers, HotKeyModifiers one)
-{
-    return (static_cast<std::uint32_t>(modifiers) & static_cast<std::uint32_t>(one)) != 0;
-}
 
 } // namespace
 
@@ -43,10 +40,9 @@ std::optional<HotKeyHandlerRef> XcbHotKeyService::installHandler(Handler handler
     return reference;
 }
 
-std::optional<HotKeyRef>
-XcbHotKeyService::registerHotKey(VirtualKey /*b*/, HotKeyModifiers modifiers, HotKeyID id)
+std::optional<HotKeyRef> XcbHotKeyService::registerHotKey(QKeyCombination key, HotKeyID id)
 {
-    HotKey hotKey { .modifiers = modifiers, .id = id };
+    HotKey hotKey { .key = key, .id = id };
     const Grabs got = grab(hotKey);
     if (!got.any)
         return std::nullopt;
@@ -55,9 +51,14 @@ XcbHotKeyService::registerHotKey(VirtualKey /*b*/, HotKeyModifiers modifiers, Ho
     return got.plain ? std::optional(reference) : std::nullopt;
 }
 
-HotKeyAvailability XcbHotKeyService::availability(VirtualKey /*b*/, HotKeyModifiers modifiers)
+bool XcbHotKeyService::hasKey(Qt::Key key) const
 {
-    HotKey hotKey { .modifiers = modifiers, .id = {} };
+    return !keycodesOf(key).empty();
+}
+
+HotKeyAvailability XcbHotKeyService::availability(QKeyCombination key)
+{
+    HotKey hotKey { .key = key, .id = {} };
     const Grabs got = tryToGrab(hotKey);
     release(hotKey);
     if (!got.plain)
@@ -79,17 +80,23 @@ void XcbHotKeyService::removeHandler(HotKeyHandlerRef handler)
     handlers.erase(handler);
 }
 
+std::vector<xcb_keycode_t> XcbHotKeyService::keycodesOf(Qt::Key key) const
+{
+    const std::uint32_t symbol = keySymbol(key);
+    if (symbol == XKB_KEY_NoSymbol)
+        return {};
+    std::vector<xcb_keycode_t> keycodes = keyboard.keycodesOf(symbol);
+    if (!keycodes.empty())
+        return keycodes;
+    return symbol == XKB_KEY_b ? std::vector { usualKeycodeOfB }
+                               : keyboard.keycodesInAnyLayout(symbol);
+}
+
 void XcbHotKeyService::locate(HotKey& hotKey) const
 {
-    hotKey.keycodes = keyboard.keycodesOf(XKB_KEY_b);
-    if (hotKey.keycodes.empty())
-        hotKey.keycodes = { usualKeycodeOfB };
-    hotKey.masks = has(hotKey.modifiers, HotKeyModifiers::command)
-        ? keyboard.superMasks()
-        : std::vector<std::uint16_t> { 0 };
-    if (has(hotKey.modifiers, HotKeyModifiers::shift))
-        for (std::uint16_t& mask : hotKey.masks)
-            mask |= XCB_MOD_MASK_SHIFT;
+    if (auto keycodes = keycodesOf(hotKey.key.key()); !keycodes.empty())
+        hotKey.keycodes = std::move(keycodes);
+    hotKey.masks = keyboard.masksOf(hotKey.key.keyboardModifiers());
 }
 
 XcbHotKeyService::Grabs XcbHotKeyService::tryToGrab(HotKey& hotKey)
@@ -127,9 +134,11 @@ XcbHotKeyService::Grabs XcbHotKeyService::grab(HotKey& hotKey)
 {
     const Grabs got = tryToGrab(hotKey);
     if (!got.all && !std::exchange(saidTaken, true))
-        std::fputs("quibel-capture-agent: Super+Shift+B is taken by another program; free it there "
-                   "and start the agent again, or use the menu\n",
-                   stderr);
+        std::fprintf(stderr,
+                     "quibel-capture-agent: %s is taken by another program; free it there and start"
+                     " the agent again, choose another by the preference quibel.hotKey, or use the"
+                     " menu\n",
+                     qUtf8Printable(hotKeyText(hotKey.key)));
     return got;
 }
 

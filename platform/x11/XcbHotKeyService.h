@@ -9,7 +9,8 @@ namespace quibel {
 
 /// Hot keys by passive grabs on the root window.
 ///
-/// B is the only key there is.
+/// A layout without the key leaves it to its place in another layout in use, else to the place that
+/// it had last; B, to that of the key that most layouts print it on.
 ///
 /// The grabs freeze the keyboard while handlers run: what is typed right behind a hot key waits in
 /// the server and goes to the window that has the focus afterwards. A handler must not take long.
@@ -23,18 +24,19 @@ public:
     ~XcbHotKeyService() override;
 
     [[nodiscard]] std::optional<HotKeyHandlerRef> installHandler(Handler handler) override;
-    [[nodiscard]] std::optional<HotKeyRef>
-    registerHotKey(VirtualKey b, HotKeyModifiers modifiers, HotKeyID id) override;
-    [[nodiscard]] HotKeyAvailability availability(VirtualKey b, HotKeyModifiers modifiers) override;
+    [[nodiscard]] std::optional<HotKeyRef> registerHotKey(QKeyCombination key,
+                                                          HotKeyID id) override;
+    [[nodiscard]] bool hasKey(Qt::Key key) const override;
+    [[nodiscard]] HotKeyAvailability availability(QKeyCombination key) override;
     void unregisterHotKey(HotKeyRef hotKey) override;
     void removeHandler(HotKeyHandlerRef handler) override;
 
 private:
     struct HotKey
     {
-        HotKeyModifiers modifiers;
+        QKeyCombination key;
         HotKeyID id;
-        /// The modifier bits, without locks; several where two keys of a name differ in them.
+        /// The modifier bits, without locks; several where keys of a name differ in them.
         std::vector<std::uint16_t> masks {};
         std::vector<xcb_keycode_t> keycodes {};
     };
@@ -47,7 +49,9 @@ private:
         bool any = false;
     };
 
-    /// Finds keys and modifiers in the current layout.
+    /// Empty if the keyboard does not have it.
+    [[nodiscard]] std::vector<xcb_keycode_t> keycodesOf(Qt::Key key) const;
+    /// Finds its keys and modifiers in the current layout.
     void locate(HotKey& hotKey) const;
     /// Grabs all combinations it can get.
     [[nodiscard]] Grabs tryToGrab(HotKey& hotKey);

@@ -35,9 +35,27 @@ struct Unref
 template <typename Handle>
 using Owned = std::unique_ptr<Handle, Unref>;
 
+template <typename Symbols>
+std::vector<xcb_keycode_t> keycodesIn(const Symbols& symbols, std::uint32_t symbol)
+{
+    std::vector<xcb_keycode_t> keycodes;
+    for (std::size_t key = 0; key < symbols.size(); ++key)
+        if (symbols[key] == symbol)
+            keycodes.push_back(static_cast<xcb_keycode_t>(key));
+    return keycodes;
+}
+
 bool isOneOf(xkb_keysym_t symbol, std::initializer_list<xkb_keysym_t> wanted)
 {
     return std::ranges::find(wanted, symbol) != wanted.end();
+}
+
+/// What `key` carries without modifiers in `layout`; nothing if that is more than one symbol.
+xkb_keysym_t symbolOf(xkb_keymap* keymap, xkb_keycode_t key, xkb_layout_index_t layout)
+{
+    const xkb_keysym_t* carried = nullptr;
+    const int count = xkb_keymap_key_get_syms_by_level(keymap, key, layout, 0, &carried);
+    return count == 1 ? carried[0] : XKB_KEY_NoSymbol;
 }
 
 void addMissing(std::vector<std::uint16_t>& masks, std::uint16_t mask)
@@ -58,11 +76,36 @@ XcbKeyboard::XcbKeyboard(XcbConnection& connection)
 
 std::vector<xcb_keycode_t> XcbKeyboard::keycodesOf(std::uint32_t symbol) const
 {
-    std::vector<xcb_keycode_t> keycodes;
-    for (std::size_t key = 0; key < symbols.size(); ++key)
-        if (symbols[key] == symbol)
-            keycodes.push_back(static_cast<xcb_keycode_t>(key));
-    return keycodes;
+    return keycodesIn(symbols, symbol);
+}
+
+std::vector<xcb_keycode_t> XcbKeyboard::keycodesInAnyLayout(std::uint32_t symbol) const
+{
+    for (const Symbols& layout : layouts)
+        if (auto keycodes = keycodesIn(layout, symbol); !keycodes.empty())
+            return keycodes;
+    return {};
+}
+
+std::vector<std::uint16_t> XcbKeyboard::masksOf(Qt::KeyboardModifiers modifiers) const
+{
+    std::vector<std::uint16_t> masks { 0 };
+    const auto combineWith = [&masks](const std::vector<std::uint16_t>& bits) {
+        std::vector<std::uint16_t> combined;
+        for (const std::uint16_t mask : masks)
+            for (const std::uint16_t bit : bits)
+                combined.push_back(mask | bit);
+        masks = std::move(combined);
+    };
+    if (modifiers & Qt::ShiftModifier)
+        combineWith({ XCB_MOD_MASK_SHIFT });
+    if (modifiers & Qt::ControlModifier)
+        combineWith({ XCB_MOD_MASK_CONTROL });
+    if (modifiers & Qt::AltModifier)
+        combineWith(alts);
+    if (modifiers & Qt::MetaModifier)
+        combineWith(supers);
+    return masks;
 }
 
 std::vector<std::uint16_t> XcbKeyboard::lockCombinations() const
@@ -112,6 +155,7 @@ void XcbKeyboard::read()
 void XcbKeyboard::readSymbols()
 {
     symbols.fill(XKB_KEY_NoSymbol);
+    layouts.fill(symbols);
     if (xkbEvent == 0)
         return;
     const std::int32_t device = xkb_x11_get_core_keyboard_device_id(x.get());
@@ -125,16 +169,17 @@ void XcbKeyboard::readSymbols()
         return;
     for (std::size_t index = 0; index < symbols.size(); ++index) {
         const auto key = static_cast<xkb_keycode_t>(index);
-        const xkb_layout_index_t layout = xkb_state_key_get_layout(state.get(), key);
-        const xkb_keysym_t* carried = nullptr;
-        if (xkb_keymap_key_get_syms_by_level(keymap.get(), key, layout, 0, &carried) == 1)
-            symbols[index] = carried[0];
+        const auto current = xkb_state_key_get_layout(state.get(), key);
+        symbols[index] = symbolOf(keymap.get(), key, current);
+        for (xkb_layout_index_t layout = 0; layout < layouts.size(); ++layout)
+            layouts[layout][index] = symbolOf(keymap.get(), key, layout);
     }
 }
 
 void XcbKeyboard::readModifiers()
 {
     supers.clear();
+    alts.clear();
     std::uint16_t numLock = 0;
     std::uint16_t scrollLock = 0;
     const auto mapping
@@ -148,6 +193,8 @@ void XcbKeyboard::readModifiers()
             const xkb_keysym_t symbol = symbols[keys[index]];
             if (isOneOf(symbol, { XKB_KEY_Super_L, XKB_KEY_Super_R }))
                 addMissing(supers, mask);
+            else if (isOneOf(symbol, { XKB_KEY_Alt_L, XKB_KEY_Alt_R }))
+                addMissing(alts, mask);
             else if (symbol == XKB_KEY_Num_Lock)
                 numLock |= mask;
             else if (symbol == XKB_KEY_Scroll_Lock)
@@ -156,6 +203,8 @@ void XcbKeyboard::readModifiers()
     }
     if (supers.empty())
         supers = { XCB_MOD_MASK_4 };
+    if (alts.empty())
+        alts = { XCB_MOD_MASK_1 };
     locks.clear();
     for (const std::uint16_t lock :
          { static_cast<std::uint16_t>(XCB_MOD_MASK_LOCK), numLock, scrollLock })

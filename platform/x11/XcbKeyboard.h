@@ -21,9 +21,12 @@ public:
     ///
     /// Source: the key symbols of xkbcommon, which are those of X11.
     [[nodiscard]] std::vector<xcb_keycode_t> keycodesOf(std::uint32_t symbol) const;
+    /// The same in the first layout in use that has any.
+    [[nodiscard]] std::vector<xcb_keycode_t> keycodesInAnyLayout(std::uint32_t symbol) const;
 
-    /// The modifier bits that the Super keys set: one, or more where those keys differ in it.
-    [[nodiscard]] const std::vector<std::uint16_t>& superMasks() const { return supers; }
+    /// The bits of `modifiers`: one mask for each choice of keys where those of a name differ in
+    /// their bit. Meta is the Super key.
+    [[nodiscard]] std::vector<std::uint16_t> masksOf(Qt::KeyboardModifiers modifiers) const;
 
     /// Every combination of the bits that Caps Lock, Num Lock and Scroll Lock set.
     [[nodiscard]] std::vector<std::uint16_t> lockCombinations() const;
@@ -33,6 +36,9 @@ Q_SIGNALS:
     void changed();
 
 private:
+    /// What each key carries without modifiers; 0 for nothing.
+    using Symbols = std::array<std::uint32_t, 256>;
+
     void selectEvents();
     void read();
     void readSymbols();
@@ -41,9 +47,10 @@ private:
 
     XcbConnection& x;
     std::uint8_t xkbEvent = 0; ///< The number of all events of the extension; 0 without it.
-    /// What each key carries without modifiers in the current layout; 0 for nothing.
-    std::array<std::uint32_t, 256> symbols {};
+    Symbols symbols {};        ///< In the current layout.
+    std::array<Symbols, 4> layouts {};
     std::vector<std::uint16_t> supers;
+    std::vector<std::uint16_t> alts;
     std::vector<std::uint16_t> locks;
 };
 

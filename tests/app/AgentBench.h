@@ -74,10 +74,7 @@ public:
         delegate->applicationDidFinishLaunching();
     }
 
-    void pressHotKey()
-    {
-        desktop.hotKeys.press(VirtualKey::b, HotKeyModifiers::command | HotKeyModifiers::shift);
-    }
+    void pressHotKey() { desktop.hotKeys.press(Qt::META | Qt::SHIFT | Qt::Key_B); }
 
     [[nodiscard]] static QLineEdit* textField()
     {
@@ -112,15 +109,18 @@ public:
         });
     }
 
-    /// The first item of the tray menu.
-    [[nodiscard]] static QAction& statusLine()
+    /// What is in the tray menu.
+    [[nodiscard]] static QList<QAction*> menuItems()
     {
         const auto widgets = QApplication::allWidgets();
         for (QWidget* widget : widgets)
             if (auto* menu = qobject_cast<QMenu*>(widget))
-                return *menu->actions().constFirst();
+                return menu->actions();
         qFatal("there is no menu");
     }
+
+    /// The first item of the tray menu.
+    [[nodiscard]] static QAction& statusLine() { return *menuItems().constFirst(); }
 
     static void enterKey(const QString& key)
     {

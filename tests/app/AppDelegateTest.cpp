@@ -53,7 +53,7 @@ private Q_SLOTS:
         QVERIFY(bench.desktop.session.requests.empty());
         QVERIFY(!bench.statusLine().isVisible());
         QVERIFY(!bench.desktop.hotKeys.registrations.empty());
-        QVERIFY(bench.delegate->holdsHotKey());
+        QCOMPARE(bench.delegate->heldHotKey(), u"Meta+Shift+B"_s);
         bench.pressHotKey();
         QVERIFY(AgentBench::panelIsOpen());
         QVERIFY(bench.syncWarningIsShown());
@@ -77,7 +77,7 @@ private Q_SLOTS:
         bench.desktop.secretItems.slow = true;
         bench.launch();
         QCOMPARE(bench.desktop.secretItems.holds, std::vector { std::chrono::milliseconds(0) });
-        QVERIFY(bench.delegate->holdsHotKey());
+        QCOMPARE(bench.delegate->heldHotKey(), u"Meta+Shift+B"_s);
         QVERIFY(bench.desktop.session.requests.empty());
         QVERIFY(bench.desktop.secretItems.answerLate());
         QCOMPARE(bench.desktop.session.requests.size(), 1U);
@@ -259,8 +259,22 @@ private Q_SLOTS:
         AgentBench bench;
         bench.desktop.hotKeys.refusesHotKeys = true;
         bench.launch();
-        QVERIFY(!bench.delegate->holdsHotKey());
+        QCOMPARE(bench.delegate->heldHotKey(), QString());
         bench.delegate->sendBranch();
+        QVERIFY(AgentBench::panelIsOpen());
+        AgentBench::pressKey(Qt::Key_Escape);
+    }
+
+    void takesAnotherHotKeyFromThePreferences()
+    {
+        AgentBench bench;
+        bench.desktop.preferences.values.insert(u"quibel.hotKey"_s, u"Ctrl+Alt+Space"_s);
+        bench.launch();
+        QCOMPARE(bench.delegate->heldHotKey(), u"Ctrl+Alt+Space"_s);
+        QCOMPARE(bench.menuItems().at(2)->text(), u"Send Branch\tCtrl+Alt+Space"_s);
+        bench.pressHotKey();
+        QVERIFY(!AgentBench::panelIsOpen());
+        bench.desktop.hotKeys.press(Qt::CTRL | Qt::ALT | Qt::Key_Space);
         QVERIFY(AgentBench::panelIsOpen());
         AgentBench::pressKey(Qt::Key_Escape);
     }

@@ -1,4 +1,5 @@
 #include "doctor/DesktopChecks.h"
+#include "platform/freedesktop/KeyNames.h"
 #include "tests/fakes/FakeHotKeyService.h"
 #include "tests/fakes/FakeScreenCapture.h"
 #include "tests/fakes/FakeScreens.h"
@@ -80,8 +81,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("said");
         const Bus alone { .state = State::answers };
         const Bus beside { .state = State::answers, .agentRuns = true };
-        const Bus holding { .state = State::answers, .agentRuns = true, .agentHoldsHotKey = true };
-        const Bus without { .state = State::answers, .agentRuns = true, .agentHoldsHotKey = false };
+        const Bus holding { .state = State::answers,
+                            .agentRuns = true,
+                            .agentHotKey = u"Meta+N"_s };
+        const Bus without { .state = State::answers, .agentRuns = true, .agentHotKey = u""_s };
+        const Bus other { .state = State::answers, .agentRuns = true, .agentHotKey = u"Meta+B"_s };
         const Bus noBus {};
         const auto free = HotKeyAvailability::available;
         const auto partly = HotKeyAvailability::partlyTaken;
@@ -105,6 +109,11 @@ private Q_SLOTS:
             << u"held by the running agent"_s;
         QTest::newRow("taken beside an agent without it")
             << taken << without << nobody << Verdict::failure << u"taken"_s << u"another program"_s;
+        QTest::newRow("free beside an agent with another key")
+            << free << other << nobody << Verdict::failure << u"freeBesideAgent"_s
+            << u"not chosen yet"_s;
+        QTest::newRow("taken beside an agent with another key")
+            << taken << other << nobody << Verdict::failure << u"taken"_s << u"another program"_s;
         QTest::newRow("taken") << taken << alone << nobody << Verdict::failure << u"taken"_s
                                << u"another program"_s;
         QTest::newRow("taken, by whom")
@@ -142,11 +151,36 @@ private Q_SLOTS:
         const Finding finding = judgeHotKey(availability, bus, examined);
         QCOMPARE(finding.verdict, verdict);
         QCOMPARE(finding.details.value(u"state"_s).toString(), state);
+        QVERIFY2(finding.text.startsWith(u"Super+N is "_s)
+                     || finding.text.startsWith(u"Super+N could "_s),
+                 qPrintable(finding.text));
         QVERIFY2(finding.text.contains(said), qPrintable(finding.text));
+        QCOMPARE(finding.details.value(u"key"_s).toString(), u"Meta+N"_s);
         QCOMPARE(finding.advice.isEmpty(), verdict == Verdict::fine);
         if (said.contains(u"sxhkd"_s))
             QVERIFY(finding.advice.contains(said.contains(u"Openbox"_s) ? u"of Openbox, sxhkd"_s
                                                                         : u"of sxhkd"_s));
+    }
+
+    void namesAHotKeyThatCannotBe_data()
+    {
+        QTest::addColumn<HotKeyAvailability>("availability");
+        QTest::addColumn<Verdict>("verdict");
+        QTest::newRow("free") << HotKeyAvailability::available << Verdict::warning;
+        QTest::newRow("taken") << HotKeyAvailability::taken << Verdict::failure;
+    }
+
+    void namesAHotKeyThatCannotBe()
+    {
+        QFETCH(const HotKeyAvailability, availability);
+        QFETCH(const Verdict, verdict);
+        Patient::Display examined = display({ .server = u"X11"_s, .windowManager = {} });
+        examined.hotKey.refusal = u"that cannot be"_s;
+        const Finding finding
+            = judgeHotKey(availability, { .state = SessionBusFacts::State::answers }, examined);
+        QCOMPARE(finding.verdict, verdict);
+        QVERIFY2(finding.text.startsWith(u"that cannot be; Super+N "_s), qPrintable(finding.text));
+        QVERIFY(!finding.advice.isEmpty());
     }
 
     void judgesTheTray_data()
@@ -255,6 +289,7 @@ private:
     [[nodiscard]] Patient::Display display(const DisplayFacts& facts)
     {
         return { .facts = facts,
+                 .hotKey = { .key = Qt::META | Qt::Key_N },
                  .hotKeyBindings = {},
                  .hotKeys = hotKeys,
                  .statusArea = statusArea,
@@ -263,6 +298,7 @@ private:
                  .screenCapture = screenCapture };
     }
 
+    KeyNames keyNames;
     FakeHotKeyService hotKeys;
     FakeStatusArea statusArea;
     FakeWorkspace workspace;

@@ -151,6 +151,7 @@ private Q_SLOTS:
         desktop->hotKeys.available = HotKeyAvailability::taken;
         const auto diagnosis = examine([&] { answer(200, "[]"); });
         QCOMPARE(desktop->hotKeys.calls, QStringList());
+        QCOMPARE(desktop->hotKeys.tried, std::optional(superN));
         QCOMPARE(finding(diagnosis, u"hotKey"_s).verdict, Verdict::failure);
     }
 
@@ -219,6 +220,7 @@ private:
             made.display.emplace(Patient::Display { .facts = { .server = u"X11"_s,
                                                                .windowManager = u"Openbox"_s,
                                                                .keepsCoveredWindows = true },
+                                                    .hotKey = { .key = superN },
                                                     .hotKeyBindings = {},
                                                     .hotKeys = desktop->hotKeys,
                                                     .statusArea = desktop->statusArea,
@@ -252,6 +254,8 @@ private:
         const auto check = std::ranges::find(diagnosis, name, &Check::name);
         return check == diagnosis.end() ? Finding { .text = u"missing"_s } : check->finding;
     }
+
+    static constexpr QKeyCombination superN = Qt::META | Qt::Key_N;
 
     std::unique_ptr<FakePlatform> desktop;
     bool hasDisplay = true;

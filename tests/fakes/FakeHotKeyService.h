@@ -3,6 +3,7 @@
 #include "platform/HotKeyService.h"
 #include "tests/fakes/Journal.h"
 
+#include <QList>
 #include <QStringList>
 
 #include <map>
@@ -10,14 +11,13 @@
 
 namespace quibel {
 
-/// Hot keys that the test presses. It can refuse handlers and hot keys.
+/// Hot keys that the test presses. It can refuse handlers and hot keys, and lack keys.
 class FakeHotKeyService final : public HotKeyService
 {
 public:
     struct Registration
     {
-        VirtualKey key;
-        HotKeyModifiers modifiers;
+        QKeyCombination key;
         HotKeyID id;
 
         bool operator==(const Registration&) const = default;
@@ -34,21 +34,22 @@ public:
         return reference;
     }
 
-    [[nodiscard]] std::optional<HotKeyRef>
-    registerHotKey(VirtualKey key, HotKeyModifiers modifiers, HotKeyID id) override
+    [[nodiscard]] std::optional<HotKeyRef> registerHotKey(QKeyCombination key, HotKeyID id) override
     {
         calls << QStringLiteral("registerHotKey");
         note(journal, QStringLiteral("registerHotKey"));
         if (refusesHotKeys)
             return std::nullopt;
         const HotKeyRef reference { ++lastReference };
-        registrations.emplace(reference, Registration { key, modifiers, id });
+        registrations.emplace(reference, Registration { key, id });
         return reference;
     }
 
-    [[nodiscard]] HotKeyAvailability availability(VirtualKey /*key*/,
-                                                  HotKeyModifiers /*modifiers*/) override
+    [[nodiscard]] bool hasKey(Qt::Key key) const override { return !missingKeys.contains(key); }
+
+    [[nodiscard]] HotKeyAvailability availability(QKeyCombination key) override
     {
+        tried = key;
         return available;
     }
 
@@ -64,12 +65,12 @@ public:
         handlers.erase(handler);
     }
 
-    /// The user presses `key` with `modifiers`, whatever application is in front.
-    void press(VirtualKey key, HotKeyModifiers modifiers) const
+    /// The user presses `key`, whatever application is in front.
+    void press(QKeyCombination key) const
     {
         const auto pressed = registrations;
         for (const auto& [reference, registration] : pressed)
-            if (registration.key == key && registration.modifiers == modifiers)
+            if (registration.key == key)
                 deliver(registration.id);
     }
 
@@ -86,6 +87,8 @@ public:
     std::map<HotKeyHandlerRef, Handler> handlers;
     bool refusesHandlers = false;
     bool refusesHotKeys = false;
+    QList<Qt::Key> missingKeys;           ///< The keyboard does not have them.
+    std::optional<QKeyCombination> tried; ///< Whose availability was asked for last.
     HotKeyAvailability available = HotKeyAvailability::available;
     Journal* journal = nullptr;
 

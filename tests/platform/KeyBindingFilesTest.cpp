@@ -22,7 +22,7 @@ private Q_SLOTS:
         qputenv("XDG_CONFIG_DIRS", (folder->path() + u"/nowhere"_s).toUtf8());
     }
 
-    void findsNobodyWithoutFiles() { QVERIFY(bindingsOfTheHotKey().empty()); }
+    void findsNobodyWithoutFiles() { QVERIFY(bindingsOf(superShiftB).empty()); }
 
     void findsWhoBindsTheKey_data()
     {
@@ -118,20 +118,70 @@ private Q_SLOTS:
         QFETCH(const QByteArray, content);
         QFETCH(const QStringList, programs);
         QFETCH(const QStringList, toAgent);
-        QFile file(folder->filePath(path));
-        QVERIFY(QDir().mkpath(QFileInfo(file).path()));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        file.close();
+        write(path, content);
         QStringList all;
         QStringList agents;
-        for (const HotKeyBinding& binding : bindingsOfTheHotKey())
+        for (const HotKeyBinding& binding : bindingsOf(superShiftB))
             (binding.isToAgent ? agents : all).append(binding.program);
         QCOMPARE(all, programs);
         QCOMPARE(agents, toAgent);
     }
 
+    void findsAnyKeyAsItIsSpeltThere_data()
+    {
+        QTest::addColumn<QKeyCombination>("hotKey");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("content");
+        const auto openbox = u"openbox/rc.xml"_s;
+        const auto xfce = u"xfce4/xfconf/xfce-perchannel-xml/xfce4-keyboard-shortcuts.xml"_s;
+        const auto i3 = u"i3/config"_s;
+        const auto sxhkd = u"sxhkd/sxhkdrc"_s;
+        const auto ctrlAltSpace = Qt::CTRL | Qt::ALT | Qt::Key_Space;
+        const auto superPageUp = Qt::META | Qt::Key_PageUp;
+        QTest::newRow("Openbox, Space")
+            << ctrlAltSpace << openbox << R"(<keybind key="C-A-space">)"_ba;
+        QTest::newRow("Xfce, Space")
+            << ctrlAltSpace << xfce
+            << R"(<property name="&lt;Primary&gt;&lt;Alt&gt;space" value="x"/>)"_ba;
+        QTest::newRow("i3, Space")
+            << ctrlAltSpace << i3 << "set $mod Mod1\nbindsym Control+$mod+space exec x\n"_ba;
+        QTest::newRow("sxhkd, Space") << ctrlAltSpace << sxhkd << "ctrl + alt + space\n\tx\n"_ba;
+        QTest::newRow("Openbox, Page Up")
+            << superPageUp << openbox << R"(<keybind key="W-Prior">)"_ba;
+        QTest::newRow("Xfce, Page Up")
+            << superPageUp << xfce << R"(<property name="&lt;Super&gt;Page_Up" type="empty"/>)"_ba;
+        QTest::newRow("i3, Page Up") << superPageUp << i3 << "bindsym Mod4+Prior exec x\n"_ba;
+        QTest::newRow("i3, a letter of another alphabet")
+            << (Qt::META | Qt::Key_Odiaeresis) << i3 << "bindsym Mod4+odiaeresis exec x\n"_ba;
+        QTest::newRow("sxhkd, a sign")
+            << (Qt::META | Qt::Key_Plus) << sxhkd << "super + plus\n\tx\n"_ba;
+        QTest::newRow("Openbox, a function key")
+            << (Qt::META | Qt::Key_F9) << openbox << R"(<keybind key="W-F9">)"_ba;
+    }
+
+    void findsAnyKeyAsItIsSpeltThere()
+    {
+        QFETCH(const QKeyCombination, hotKey);
+        QFETCH(const QString, path);
+        QFETCH(const QByteArray, content);
+        write(path, content);
+        QCOMPARE(bindingsOf(hotKey).size(), 1U);
+        QVERIFY(bindingsOf(superShiftB).empty());
+        const auto modifiers = hotKey.keyboardModifiers() | Qt::ShiftModifier;
+        QVERIFY(bindingsOf(QKeyCombination(modifiers, hotKey.key())).empty());
+    }
+
 private:
+    static constexpr QKeyCombination superShiftB = Qt::META | Qt::SHIFT | Qt::Key_B;
+
+    void write(const QString& path, const QByteArray& content) const
+    {
+        QFile file(folder->filePath(path));
+        QVERIFY(QDir().mkpath(QFileInfo(file).path()));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+
     std::unique_ptr<QTemporaryDir> folder;
 };
 

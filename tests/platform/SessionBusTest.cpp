@@ -46,26 +46,26 @@ private Q_SLOTS:
         QVERIFY(bus.unregisterService(u"org.quibel.CaptureAgent"_s));
         QDBusConnection::disconnectFromBus(bus.name());
         QVERIFY(facts.agentRuns);
-        QCOMPARE(facts.agentHoldsHotKey, std::nullopt);
+        QCOMPARE(facts.agentHotKey, std::nullopt);
     }
 
     void asksTheAgentForItsHotKey_data()
     {
-        QTest::addColumn<bool>("holds");
-        QTest::newRow("has it") << true;
-        QTest::newRow("has it not") << false;
+        QTest::addColumn<QString>("hotKey");
+        QTest::newRow("has one") << u"Meta+Shift+B"_s;
+        QTest::newRow("has none") << u""_s;
     }
 
     void asksTheAgentForItsHotKey()
     {
-        QFETCH(const bool, holds);
+        QFETCH(const QString, hotKey);
         DBusSingleInstance agent;
         QCOMPARE(agent.takeRole(AgentCommand::capture), SingleInstance::Role::agent);
-        agent.setHotKeyQuestion([holds] { return holds; });
+        agent.setHotKeyQuestion([hotKey] { return hotKey; });
         // The agent answers from its event loop.
         auto facts = std::async(std::launch::async, [] { return lookAtSessionBus(patience); });
         QTRY_VERIFY(facts.wait_for(0s) == std::future_status::ready);
-        QCOMPARE(facts.get().agentHoldsHotKey, std::optional(holds));
+        QCOMPARE(facts.get().agentHotKey, std::optional(hotKey));
     }
 
     void tellsABusThatIsSilentFromOneThatAnswersAndFromNone()
@@ -86,7 +86,7 @@ private Q_SLOTS:
         const SessionBusFacts facts = lookAtSessionBus(300ms);
         QCOMPARE(facts.state, State::answers);
         QVERIFY(facts.agentRuns);
-        QCOMPARE(facts.agentHoldsHotKey, std::nullopt);
+        QCOMPARE(facts.agentHotKey, std::nullopt);
     }
 
     void findsTheBusInItsUsualPlace()

@@ -1,3 +1,4 @@
+#include "platform/freedesktop/KeyNames.h"
 #include "platform/x11/XcbHotKeyService.h"
 #include "tests/desktop/RunOnDesktop.h"
 #include "tests/platform/ClientWindow.h"
@@ -22,7 +23,7 @@ namespace quibel {
 namespace {
 
 constexpr HotKeyID agentKey { .signature = 0x5142484B, .id = 1 };
-constexpr HotKeyModifiers commandShift = HotKeyModifiers::command | HotKeyModifiers::shift;
+constexpr QKeyCombination superShiftB = Qt::META | Qt::SHIFT | Qt::Key_B;
 constexpr std::uint16_t superShift = XCB_MOD_MASK_4 | XCB_MOD_MASK_SHIFT;
 
 /// What goes to standard error while it lives.
@@ -83,6 +84,11 @@ private Q_SLOTS:
     void worksWithEitherOfTwoSuperKeysOnModifiersOfTheirOwn();
     void findsTheKeyInTheLayout_data();
     void findsTheKeyInTheLayout();
+    void takesAnyKeyWithModifiers_data();
+    void takesAnyKeyWithModifiers();
+    void knowsWhichKeysThereAre_data();
+    void knowsWhichKeysThereAre();
+    void staysInItsPlaceInALayoutWithoutTheKey();
     void followsAChangeOfLayout();
     void followsAToggleBetweenLayouts();
     void takesAHeldKeyForOnePress();
@@ -103,13 +109,13 @@ private:
     {
         QVERIFY(desktop.output(u"setxkbmap"_s, QStringList { u"-option"_s, {} } + arguments));
     }
-    void registerKey()
+    void registerKey(QKeyCombination key = superShiftB)
     {
         handler = service->installHandler([this](std::optional<HotKeyID> id) {
             QCOMPARE(id, std::optional(agentKey));
             ++presses;
         });
-        hotKey = service->registerHotKey(VirtualKey::b, commandShift, agentKey);
+        hotKey = service->registerHotKey(key, agentKey);
     }
     void pressHotKey(xcb_keycode_t key = Keyboard::b)
     {
@@ -163,6 +169,7 @@ private:
     }
 
     VirtualDesktop& desktop;
+    KeyNames keyNames;
     Keyboard keyboard;
     std::unique_ptr<XcbConnection> x = XcbConnection::open(); ///< Another program.
     std::unique_ptr<ClientWindow> editor;
@@ -230,7 +237,7 @@ void XcbHotKeyServiceTest::leavesOtherCombinationsAlone_data()
     QTest::newRow("Super B") << QList<int> { Keyboard::super, Keyboard::b };
     QTest::newRow("Super Shift N") << QList<int> { Keyboard::super, Keyboard::shift, Keyboard::n };
     QTest::newRow("Control Super Shift B")
-        << QList<int> { 37, Keyboard::super, Keyboard::shift, Keyboard::b };
+        << QList<int> { Keyboard::control, Keyboard::super, Keyboard::shift, Keyboard::b };
 }
 
 void XcbHotKeyServiceTest::leavesOtherCombinationsAlone()
@@ -351,6 +358,88 @@ void XcbHotKeyServiceTest::findsTheKeyInTheLayout()
     QCOMPARE(presses, 1);
 }
 
+void XcbHotKeyServiceTest::takesAnyKeyWithModifiers_data()
+{
+    QTest::addColumn<QKeyCombination>("key");
+    QTest::addColumn<QStringList>("layout");
+    QTest::addColumn<QList<int>>("pressed");
+    const QStringList us { u"us"_s };
+    const auto odiaeresis = Qt::META | Qt::SHIFT | Qt::Key_Odiaeresis;
+    const QList<int> rightOfL { Keyboard::super, Keyboard::shift, Keyboard::semicolon };
+    QTest::newRow("Ctrl+Alt+Space")
+        << (Qt::CTRL | Qt::ALT | Qt::Key_Space) << us
+        << QList<int> { Keyboard::control, Keyboard::alt, Keyboard::space };
+    QTest::newRow("Super+F9") << (Qt::META | Qt::Key_F9) << us
+                              << QList<int> { Keyboard::super, Keyboard::f9 };
+    QTest::newRow("Alt+Q in a French layout") << (Qt::ALT | Qt::Key_Q) << QStringList { u"fr"_s }
+                                              << QList<int> { Keyboard::alt, Keyboard::a };
+    QTest::newRow("Super+Shift+Ö") << odiaeresis << QStringList { u"de"_s } << rightOfL;
+    QTest::newRow("Super+Shift+Ö while another layout is in use")
+        << odiaeresis << QStringList { u"us,de"_s } << rightOfL;
+    QTest::newRow("Super+Т in a Cyrillic layout")
+        << (Qt::META | static_cast<Qt::Key>(0x422)) << QStringList { u"ru"_s }
+        << QList<int> { Keyboard::super, Keyboard::n };
+}
+
+void XcbHotKeyServiceTest::takesAnyKeyWithModifiers()
+{
+    QFETCH(const QKeyCombination, key);
+    QFETCH(const QStringList, layout);
+    QFETCH(const QList<int>, pressed);
+    setLayout(layout);
+    const auto press = [this](const QList<int>& keys) {
+        for (const int each : keys)
+            keyboard.press(static_cast<xcb_keycode_t>(each));
+        for (const int each : keys)
+            keyboard.release(static_cast<xcb_keycode_t>(each));
+        return settle();
+    };
+    service = std::make_unique<XcbHotKeyService>(*connection);
+    registerKey(key);
+    QVERIFY(hotKey);
+    QVERIFY(press(pressed));
+    QCOMPARE(presses, 1);
+    QVERIFY(press(pressed.sliced(1)));
+    QVERIFY(press({ Keyboard::super, Keyboard::shift, Keyboard::b }));
+    QCOMPARE(presses, 1);
+}
+
+void XcbHotKeyServiceTest::knowsWhichKeysThereAre_data()
+{
+    QTest::addColumn<Qt::Key>("key");
+    QTest::addColumn<QString>("layout");
+    QTest::addColumn<bool>("isThere");
+    QTest::newRow("n") << Qt::Key_N << u"us"_s << true;
+    QTest::newRow("n, Cyrillic") << Qt::Key_N << u"ru"_s << false;
+    QTest::newRow("n, Latin beside Cyrillic") << Qt::Key_N << u"ru,us"_s << true;
+    QTest::newRow("b, Cyrillic") << Qt::Key_B << u"ru"_s << true;
+    QTest::newRow("ö") << Qt::Key_Odiaeresis << u"us"_s << false;
+    QTest::newRow("F9") << Qt::Key_F9 << u"ru"_s << true;
+    QTest::newRow("F35") << Qt::Key_F35 << u"us"_s << false;
+    QTest::newRow("Page Up") << Qt::Key_PageUp << u"us"_s << true;
+    QTest::newRow("no symbol") << Qt::Key_Dead_Grave << u"us"_s << false;
+    QTest::newRow("typed with Shift only") << Qt::Key_Exclam << u"us"_s << false;
+}
+
+void XcbHotKeyServiceTest::knowsWhichKeysThereAre()
+{
+    QFETCH(const Qt::Key, key);
+    QFETCH(const QString, layout);
+    QFETCH(const bool, isThere);
+    setLayout({ layout });
+    QCOMPARE(XcbHotKeyService(*connection).hasKey(key), isThere);
+}
+
+void XcbHotKeyServiceTest::staysInItsPlaceInALayoutWithoutTheKey()
+{
+    setLayout({ u"de"_s });
+    QTRY_VERIFY(service->hasKey(Qt::Key_Odiaeresis));
+    registerKey(Qt::META | Qt::SHIFT | Qt::Key_Odiaeresis);
+    setLayout({ u"us"_s });
+    QTRY_VERIFY(!service->hasKey(Qt::Key_Odiaeresis));
+    QVERIFY(reachesHandler(Keyboard::semicolon));
+}
+
 void XcbHotKeyServiceTest::followsAChangeOfLayout()
 {
     registerKey();
@@ -414,7 +503,7 @@ void XcbHotKeyServiceTest::letsTypingBehindThePressWaitForTheHandler()
         // Whoever types fast has typed by now.
         giveFocus(panel);
     }));
-    QVERIFY(service->registerHotKey(VirtualKey::b, commandShift, agentKey));
+    QVERIFY(service->registerHotKey(superShiftB, agentKey));
     pressHotKey();
     keyboard.type({ Keyboard::a });
     keyboard.type({ Keyboard::n });
@@ -446,6 +535,7 @@ void XcbHotKeyServiceTest::runsOnWhenAnotherProgramHasTheKey()
     registerKey();
     QVERIFY(!hotKey);
     QVERIFY(errors.text().contains("Super+Shift+B is taken by another program"));
+    QVERIFY(errors.text().contains("quibel.hotKey"));
     QCOMPARE(errors.text().count('\n'), 1);
 }
 
@@ -543,7 +633,7 @@ void XcbHotKeyServiceTest::tellsWhetherTheKeyIsToBeHad()
     if (grabbed)
         QVERIFY(grab(Keyboard::b, *grabbed));
     const StandardError errors;
-    QCOMPARE(service->availability(VirtualKey::b, commandShift), availability);
+    QCOMPARE(service->availability(superShiftB), availability);
     QCOMPARE(errors.text(), QByteArray());
     ungrabAll();
     QVERIFY2(grab(Keyboard::b, XCB_MOD_MASK_ANY), "something was kept");

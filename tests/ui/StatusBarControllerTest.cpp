@@ -1,3 +1,4 @@
+#include "platform/freedesktop/KeyNames.h"
 #include "tests/fakes/FakeStatusArea.h"
 #include "ui/StatusBarController.h"
 
@@ -32,8 +33,10 @@ QColor inkOf(const QIcon& icon)
     return color.alpha() == 255 ? color : QColor();
 }
 
+constexpr QKeyCombination superShiftB = Qt::META | Qt::SHIFT | Qt::Key_B;
+
 const QStringList titlesAtLaunch {
-    u"Send Branch\t⌘⇧B"_s, u"---"_s, u"Connect Account…"_s, u"---"_s, u"Quit"_s
+    u"Send Branch\tSuper+Shift+B"_s, u"---"_s, u"Connect Account…"_s, u"---"_s, u"Quit"_s
 };
 
 } // namespace
@@ -44,6 +47,7 @@ struct Bench
     FakeStatusArea area;
     QStringList done;
     StatusBarController controller { area,
+                                     superShiftB,
                                      { .sendBranch = [this] { done << u"send"_s; },
                                        .connectAccount = [this] { done << u"connect"_s; },
                                        .terminate = [this] { done << u"terminate"_s; } } };
@@ -62,6 +66,8 @@ struct Bench
 class StatusBarControllerTest : public QObject
 {
     Q_OBJECT
+
+    KeyNames keyNames;
 
 private Q_SLOTS:
     void cleanup() { QApplication::setPalette({}); }
@@ -89,7 +95,7 @@ private Q_SLOTS:
     void runsItsCommands()
     {
         Bench bench;
-        bench.command(u"Send Branch\t⌘⇧B"_s)->trigger();
+        bench.command(u"Send Branch\tSuper+Shift+B"_s)->trigger();
         QCOMPARE(bench.done, QStringList(u"send"_s));
         bench.command(u"Connect Account…"_s)->trigger();
         QCOMPARE(bench.done.last(), u"connect"_s);
@@ -104,6 +110,17 @@ private Q_SLOTS:
             QCOMPARE(action->shortcut(),
                      action->text() == u"Quit"_s ? QKeySequence(Qt::META | Qt::Key_Q)
                                                  : QKeySequence());
+    }
+
+    void writesItsKeysAsTheDesktopDoes()
+    {
+        Bench bench;
+        // What a menu of the toolkit draws beside an item.
+        QCOMPARE(bench.command(u"Quit"_s)->shortcut().toString(QKeySequence::NativeText),
+                 u"Super+Q"_s);
+        FakeStatusArea area;
+        StatusBarController other(area, Qt::CTRL | Qt::ALT | Qt::Key_Ampersand, {});
+        QCOMPARE(shownTitles(other.menu()).constFirst(), u"Send Branch\tCtrl+Alt+&&"_s);
     }
 
     void quitsByItsKeyWhileTheMenuIsOpen()
@@ -124,7 +141,8 @@ private Q_SLOTS:
     void endsTheProgramUnlessToldOtherwise()
     {
         FakeStatusArea area;
-        StatusBarController controller(area, { .sendBranch = {}, .connectAccount = {} });
+        StatusBarController controller(
+            area, superShiftB, { .sendBranch = {}, .connectAccount = {} });
         QMetaObject::invokeMethod(
             this,
             [&controller] { controller.menu().actions().last()->trigger(); },
@@ -175,7 +193,7 @@ private Q_SLOTS:
     {
         FakeStatusArea area;
         area.appear();
-        const StatusBarController controller(area, {});
+        const StatusBarController controller(area, superShiftB, {});
         QVERIFY(controller.statusItem());
         QVERIFY(controller.statusItem()->isVisible());
     }
