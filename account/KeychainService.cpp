@@ -61,14 +61,15 @@ void KeychainService::read(QObject& owner, Receive receive, std::chrono::millise
 
 void KeychainService::readAsking(QObject& owner, Receive receive) const
 {
-    const auto take = [self = *this, &owner, receive = std::move(receive)](
-                          const SecretAnswer& answer) {
-        if (answer.status == SecretStatus::locked)
-            self.items.unlock(
-                self.identity(), owner, [self, &owner, receive] { self.read(owner, receive); });
-        else
-            receive(keyOf(answer));
-    };
+    const auto take
+        = [self = *this, &owner, receive = std::move(receive)](const SecretAnswer& answer) {
+              if (answer.status == SecretStatus::locked)
+                  self.items.unlock(self.identity(), owner, [self, &owner, receive] {
+                      self.read(owner, receive);
+                  });
+              else
+                  receive(keyOf(answer));
+          };
     items.copyMatching(identity(), {}, owner, take);
 }
 

@@ -23,9 +23,9 @@ struct SecretIdentity
 enum class SecretStatus {
     success,
     duplicateItem, ///< `add`: an item with this identity exists.
-    itemNotFound, ///< The store says so.
-    locked,       ///< The store has not said what there is, and nothing was changed.
-    unavailable,  ///< No store, one that went away, or no answer in time.
+    itemNotFound,  ///< The store says so.
+    locked,        ///< The store has not said what there is, and nothing was changed.
+    unavailable,   ///< No store, one that went away, or no answer in time.
 };
 
 struct SecretAnswer

@@ -109,10 +109,8 @@ SecretStatus LibsecretSecretItems::update(const SecretIdentity& identity, const 
 
 SecretStatus LibsecretSecretItems::remove(const SecretIdentity& identity)
 {
-    return changeEach(identity,
-                      secret_item_delete,
-                      secret_item_delete_finish,
-                      IfSomeAreLocked::changeOthers);
+    return changeEach(
+        identity, secret_item_delete, secret_item_delete_finish, IfSomeAreLocked::changeOthers);
 }
 
 void LibsecretSecretItems::copyMatching(const SecretIdentity& identity,

@@ -37,7 +37,8 @@ public:
                       QObject& owner,
                       std::function<void(const SecretAnswer&)> receive) override;
     SecretStatus remove(const SecretIdentity& identity) override;
-    void unlock(const SecretIdentity& identity, QObject& owner, std::function<void()> done) override;
+    void
+    unlock(const SecretIdentity& identity, QObject& owner, std::function<void()> done) override;
     void awaitChange(QObject& owner, std::function<void()> changed) override;
 
 private:

@@ -15,8 +15,7 @@ void callSecretService(SecretService* service,
     GDBusConnection* const bus = g_dbus_proxy_get_connection(G_DBUS_PROXY(service));
     auto finish = [bus, receive = std::move(receive)](GAsyncResult* result) {
         GLibError error;
-        receive(
-            GLibHandle<GVariant>(g_dbus_connection_call_finish(bus, result, error.receiver())));
+        receive(GLibHandle<GVariant>(g_dbus_connection_call_finish(bus, result, error.receiver())));
     };
     g_dbus_connection_call(bus,
                            g_dbus_proxy_get_name(G_DBUS_PROXY(service)),

@@ -28,7 +28,8 @@ private:
     void takeFound(GAsyncResult* result);
     void unlock(GVariant* paths);
     void takePrompt(GVariant* reply);
-    /// Looks at the service again after a while, if the last call was answered and the user has not.
+    /// Looks at the service again after a while, if the last call was answered and the user has
+    /// not.
     void goOnAfter(GVariant* reply);
     void look();
     void stop();
