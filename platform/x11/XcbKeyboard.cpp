@@ -1,7 +1,12 @@
 #include "platform/x11/XcbKeyboard.h"
 
+#include <QGuiApplication>
+#include <QWindow>
+
 #include <algorithm>
+#include <chrono>
 #include <memory>
+#include <tuple>
 
 // A member of a C structure in the header has this name.
 #define explicit explicitly // NOLINT(clang-diagnostic-keyword-macro)
@@ -12,6 +17,10 @@
 namespace quibel {
 
 namespace {
+
+/// On-screen keyboards, text expanders and remote desktops change what a spare key means twice for
+/// each character that no key carries.
+constexpr std::chrono::milliseconds gatheringTime { 100 };
 
 constexpr std::uint16_t relevantEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY
     | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
@@ -70,6 +79,14 @@ XcbKeyboard::XcbKeyboard(XcbConnection& connection)
     : x(connection)
 {
     connect(&x, &XcbConnection::received, this, &XcbKeyboard::handleEvent);
+    gathering.setSingleShot(true);
+    gathering.setInterval(gatheringTime);
+    connect(&gathering, &QTimer::timeout, this, &XcbKeyboard::readChanges);
+    if (const auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+        connect(application,
+                &QGuiApplication::focusWindowChanged,
+                &gathering,
+                qOverload<>(&QTimer::start));
     selectEvents();
     read();
 }
@@ -146,6 +163,17 @@ void XcbKeyboard::selectEvents()
     x.flush();
 }
 
+void XcbKeyboard::readChanges()
+{
+    if (!isStale || QGuiApplication::focusWindow() != nullptr)
+        return;
+    isStale = false;
+    const auto before = std::tuple(symbols, layouts, supers, alts, locks);
+    read();
+    if (before != std::tie(symbols, layouts, supers, alts, locks))
+        Q_EMIT changed();
+}
+
 void XcbKeyboard::read()
 {
     readSymbols();
@@ -214,17 +242,24 @@ void XcbKeyboard::readModifiers()
 
 void XcbKeyboard::handleEvent(const xcb_generic_event_t* event)
 {
+    if (!changesMeaning(event))
+        return;
+    isStale = true;
+    if (!gathering.isActive())
+        gathering.start();
+}
+
+bool XcbKeyboard::changesMeaning(const xcb_generic_event_t* event) const
+{
     const std::uint8_t type = event->response_type & 0x7FU;
-    const bool isXkb = xkbEvent != 0 && type == xkbEvent;
-    if (!isXkb && type != XCB_MAPPING_NOTIFY)
-        return;
+    if (type == XCB_MAPPING_NOTIFY)
+        return eventAs<xcb_mapping_notify_event_t>(event).request != XCB_MAPPING_POINTER;
+    if (xkbEvent == 0 || type != xkbEvent)
+        return false;
     // A modifier that goes down or up is a change of state too; only groups matter here.
-    if (isXkb && eventAs<XkbEventHead>(event).xkbType == XCB_XKB_STATE_NOTIFY
-        && (eventAs<xcb_xkb_state_notify_event_t>(event).changed & XCB_XKB_STATE_PART_GROUP_STATE)
-            == 0)
-        return;
-    read();
-    Q_EMIT changed();
+    return eventAs<XkbEventHead>(event).xkbType != XCB_XKB_STATE_NOTIFY
+        || (eventAs<xcb_xkb_state_notify_event_t>(event).changed & XCB_XKB_STATE_PART_GROUP_STATE)
+        != 0;
 }
 
 } // namespace quibel

@@ -3,6 +3,7 @@
 #include "platform/x11/XcbConnection.h"
 
 #include <QObject>
+#include <QTimer>
 
 #include <array>
 #include <vector>
@@ -10,6 +11,10 @@
 namespace quibel {
 
 /// What the keys of the X server mean now: layouts, and the bits that modifier keys have.
+///
+/// Changes are read together a little later, and never while a window of this program has the
+/// keyboard: reading waits for the server, and meanwhile what is typed there would lose its
+/// meaning.
 class XcbKeyboard : public QObject
 {
     Q_OBJECT
@@ -40,12 +45,16 @@ private:
     using Symbols = std::array<std::uint32_t, 256>;
 
     void selectEvents();
+    void readChanges();
     void read();
     void readSymbols();
     void readModifiers();
     void handleEvent(const xcb_generic_event_t* event);
+    [[nodiscard]] bool changesMeaning(const xcb_generic_event_t* event) const;
 
     XcbConnection& x;
+    QTimer gathering; ///< Runs from the first change until all of them are read.
+    bool isStale = false;
     std::uint8_t xkbEvent = 0; ///< The number of all events of the extension; 0 without it.
     Symbols symbols {};        ///< In the current layout.
     std::array<Symbols, 4> layouts {};

@@ -350,12 +350,8 @@ void XcbHotKeyServiceTest::findsTheKeyInTheLayout()
     setLayout(layout);
     registerKey();
     QVERIFY(hotKey);
-    pressHotKey(static_cast<xcb_keycode_t>(other));
-    QVERIFY(settle());
-    QCOMPARE(presses, 0);
-    pressHotKey(static_cast<xcb_keycode_t>(key));
-    QVERIFY(settle());
-    QCOMPARE(presses, 1);
+    QTRY_VERIFY(reachesHandler(static_cast<xcb_keycode_t>(key)));
+    QVERIFY(!reachesHandler(static_cast<xcb_keycode_t>(other)));
 }
 
 void XcbHotKeyServiceTest::takesAnyKeyWithModifiers_data()
