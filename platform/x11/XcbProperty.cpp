@@ -50,6 +50,14 @@ bool XcbProperty::contains(std::uint32_t value) const
     return std::ranges::find(all, value) != all.end();
 }
 
+std::vector<int> XcbProperty::pixels() const
+{
+    std::vector<int> pixels;
+    for (const std::uint32_t value : values())
+        pixels.push_back(static_cast<int>(std::min<std::uint32_t>(value, 0xFFFF)));
+    return pixels;
+}
+
 std::optional<QByteArray> XcbProperty::bytes() const
 {
     if (!exists() || reply->format != 8)

@@ -26,6 +26,9 @@ public:
     [[nodiscard]] std::vector<std::uint32_t> values() const;
     [[nodiscard]] std::optional<std::uint32_t> firstValue() const;
     [[nodiscard]] bool contains(std::uint32_t value) const;
+    /// The elements of a list of lengths and coordinates, none larger than the 16 bits that X11 has
+    /// for them, so that sums cannot overflow; empty for any other property.
+    [[nodiscard]] std::vector<int> pixels() const;
 
     /// The bytes of a text; none for any other property.
     [[nodiscard]] std::optional<QByteArray> bytes() const;

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "platform/Screens.h"
-#include "platform/x11/XcbConnection.h"
-
-class QScreen;
+#include "platform/x11/XcbWorkAreas.h"
 
 namespace quibel {
 
-/// The toolkit's screens, with the space that panels and docks leave on them.
+/// The toolkit's screens, with the space that bars and docks leave on them.
 class XcbScreens final : public Screens
 {
 public:
@@ -19,13 +17,8 @@ public:
     [[nodiscard]] QPoint pointerLocation() override;
 
 private:
-    [[nodiscard]] Screen describe(const QScreen& screen);
-    /// What panels and docks leave of an area, in pixels of the root window.
-    [[nodiscard]] QRect unreserved(const QRect& area);
-    [[nodiscard]] std::optional<QRect> workArea();
-    [[nodiscard]] std::vector<QRect> struts();
-
     XcbConnection& x;
+    XcbWorkAreas workAreas;
 };
 
 } // namespace quibel

@@ -1,20 +1,32 @@
+#include "platform/x11/XcbProperty.h"
 #include "platform/x11/XcbScreens.h"
 #include "tests/desktop/VirtualDesktop.h"
-#include "tests/platform/ClientWindow.h"
+#include "tests/platform/DockWindow.h"
 
 #include <QGuiApplication>
-#include <QRasterWindow>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-using quibel::testing::ClientWindow;
+using quibel::testing::Dock;
+using quibel::testing::DockWindow;
+using quibel::testing::settleWindowManager;
 using quibel::testing::VirtualDesktop;
 
 namespace quibel {
 
+namespace {
+
+using Numbers = std::vector<std::uint32_t>;
+
+const QRect leftFrame(0, 0, 1280, 800);
+const QRect rightFrame(1280, 0, 500, 500);
+
+} // namespace
+
 /// First one monitor, then two side by side: 1280×800 on the left and, with two pixels to the
-/// point, 1000×800 pixels on the right.
+/// point, 1000×1000 pixels on the right.
 class XcbScreensTest : public QObject
 {
     Q_OBJECT
@@ -26,15 +38,23 @@ public:
     }
 
 private Q_SLOTS:
+    void init();
     void describesTheOnlyScreen();
     void leavesRoomForADockOnTheOnlyScreen();
-    void knowsNoScreenOfAKeyWindowThatIsNotThere();
+    void leavesRoomForADockWithoutAWorkArea();
     void tellsWhereThePointerIs();
     void describesASecondScreenThatIsConnected();
     void leavesRoomForDocksOnTheirScreenOnly_data();
     void leavesRoomForDocksOnTheirScreenOnly();
     void tellsWhereThePointerIsOnAScaledScreen();
-    void knowsTheScreenOfTheKeyWindow();
+    void leavesRoomForTheDocksOfEitherScreen();
+    void leavesNoRoomForADockOnAnotherDesktop();
+    void cutsTheWorkAreaWithEachScreen_data();
+    void cutsTheWorkAreaWithEachScreen();
+    void prefersDocksToTheWorkArea();
+    void prefersTheAreasOfEachScreen_data();
+    void prefersTheAreasOfEachScreen();
+    void takesTheAreasOfTheCurrentDesktop();
 
 private:
     void movePointer(int xInPixels, int yInPixels)
@@ -48,18 +68,41 @@ private:
         QVERIFY(desktop.output(u"xrandr"_s, { u"--setmonitor"_s, name, geometry, output }));
     }
     [[nodiscard]] QRect visible(std::size_t index) { return screens.all().at(index).visibleFrame; }
+    /// Has the root window say something, as a window manager would.
+    void tell(const QByteArray& property, const Numbers& numbers)
+    {
+        xcb_change_property(x->get(),
+                            XCB_PROP_MODE_REPLACE,
+                            x->root(),
+                            x->atom(property),
+                            XCB_ATOM_CARDINAL,
+                            32,
+                            static_cast<std::uint32_t>(numbers.size()),
+                            numbers.data());
+        x->flush();
+    }
+    [[nodiscard]] Numbers told(const QByteArray& property)
+    {
+        return XcbProperty(x->get(), askProperty(x->get(), x->root(), x->atom(property))).values();
+    }
 
     VirtualDesktop& desktop;
     std::unique_ptr<XcbConnection> x = XcbConnection::open();
     XcbScreens screens { *x };
 };
 
+void XcbScreensTest::init()
+{
+    // The docks of the test before, and the work area without them.
+    QVERIFY(settleWindowManager());
+}
+
 void XcbScreensTest::describesTheOnlyScreen()
 {
     const Screen only { .displayID = x->atom("screen"),
-                        .frame = { 0, 0, 2280, 800 },
-                        .visibleFrame = { 0, 0, 2280, 800 },
-                        .pixelFrame = { 0, 0, 2280, 800 } };
+                        .frame = { 0, 0, 2280, 1000 },
+                        .visibleFrame = { 0, 0, 2280, 1000 },
+                        .pixelFrame = { 0, 0, 2280, 1000 } };
     QCOMPARE(screens.all(), std::vector { only });
     QCOMPARE(screens.main(), std::optional(only));
 }
@@ -67,20 +110,23 @@ void XcbScreensTest::describesTheOnlyScreen()
 void XcbScreensTest::leavesRoomForADockOnTheOnlyScreen()
 {
     {
-        ClientWindow dock({ .geometry = { 0, 770, 2280, 30 }, .type = "DOCK" });
-        dock.setNumbers(
-            "_NET_WM_STRUT_PARTIAL", "CARDINAL", { 0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0, 2279 });
-        dock.map();
-        QTRY_COMPARE(visible(0), QRect(0, 0, 2280, 770));
-        QCOMPARE(screens.main()->visibleFrame, QRect(0, 0, 2280, 770));
-        QCOMPARE(screens.main()->frame, QRect(0, 0, 2280, 800));
+        const DockWindow dock({ .strut = { 0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0, 2279 } });
+        QTRY_COMPARE(visible(0), QRect(0, 0, 2280, 970));
+        QCOMPARE(screens.main()->visibleFrame, QRect(0, 0, 2280, 970));
+        QCOMPARE(screens.main()->frame, QRect(0, 0, 2280, 1000));
     }
-    QTRY_COMPARE(visible(0), QRect(0, 0, 2280, 800));
+    QTRY_COMPARE(visible(0), QRect(0, 0, 2280, 1000));
 }
 
-void XcbScreensTest::knowsNoScreenOfAKeyWindowThatIsNotThere()
+void XcbScreensTest::leavesRoomForADockWithoutAWorkArea()
 {
-    QCOMPARE(screens.ofKeyWindow(), std::nullopt);
+    const DockWindow dock({ .strut = { 0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0, 2279 } });
+    QTRY_COMPARE(visible(0), QRect(0, 0, 2280, 970));
+    QVERIFY(settleWindowManager());
+    const Numbers former = told("_NET_WORKAREA");
+    xcb_delete_property(x->get(), x->root(), x->atom("_NET_WORKAREA"));
+    QCOMPARE(visible(0), QRect(0, 0, 2280, 970));
+    tell("_NET_WORKAREA", former);
 }
 
 void XcbScreensTest::tellsWhereThePointerIs()
@@ -92,53 +138,102 @@ void XcbScreensTest::tellsWhereThePointerIs()
 void XcbScreensTest::describesASecondScreenThatIsConnected()
 {
     setMonitor(u"*left"_s, u"1280/338x800/211+0+0"_s, u"screen"_s);
-    setMonitor(u"right"_s, u"1000/264x800/211+1280+0"_s, u"none"_s);
+    setMonitor(u"right"_s, u"1000/264x1000/264+1280+0"_s, u"none"_s);
     const Screen left { .displayID = x->atom("left"),
-                        .frame = { 0, 0, 1280, 800 },
-                        .visibleFrame = { 0, 0, 1280, 800 },
-                        .pixelFrame = { 0, 0, 1280, 800 } };
+                        .frame = leftFrame,
+                        .visibleFrame = leftFrame,
+                        .pixelFrame = leftFrame };
     const Screen right { .displayID = x->atom("right"),
-                         .frame = { 1280, 0, 500, 400 },
-                         .visibleFrame = { 1280, 0, 500, 400 },
-                         .pixelFrame = { 1280, 0, 1000, 800 } };
+                         .frame = rightFrame,
+                         .visibleFrame = rightFrame,
+                         .pixelFrame = { 1280, 0, 1000, 1000 } };
     QTRY_COMPARE(screens.all(), (std::vector { left, right }));
     QCOMPARE(screens.main(), std::optional(left));
 }
 
 void XcbScreensTest::leavesRoomForDocksOnTheirScreenOnly_data()
 {
-    using Strut = QList<std::uint32_t>;
-    QTest::addColumn<Strut>("strut");
+    QTest::addColumn<Dock>("dock");
     QTest::addColumn<QRect>("left");
     QTest::addColumn<QRect>("right");
-    const QRect left(0, 0, 1280, 800);
-    const QRect right(1280, 0, 500, 400);
-    QTest::newRow("below, on the left")
-        << Strut { 0, 0, 0, 40, 0, 0, 0, 0, 0, 0, 0, 1279 } << QRect(0, 0, 1280, 760) << right;
-    QTest::newRow("above, on the right")
-        << Strut { 0, 0, 40, 0, 0, 0, 0, 0, 1280, 2279, 0, 0 } << left << QRect(1280, 20, 500, 380);
-    QTest::newRow("at the left edge")
-        << Strut { 60, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0 } << QRect(60, 0, 1220, 800) << right;
-    QTest::newRow("at the right edge")
-        << Strut { 0, 60, 0, 0, 0, 0, 0, 799, 0, 0, 0, 0 } << left << QRect(1280, 0, 470, 400);
-    QTest::newRow("above, on both") << Strut { 0, 0, 20, 0, 0, 0, 0, 0, 0, 2279, 0, 0 }
-                                    << QRect(0, 20, 1280, 780) << QRect(1280, 10, 500, 390);
+    const auto row = [](const char* name, const Dock& dock, const QRect& left, const QRect& right) {
+        QTest::newRow(name) << dock << left << right;
+    };
+    const QRect shorter(0, 0, 1280, 760);
+    row("below, on the left, in the middle of the desktop",
+        { .strut = { 0, 0, 0, 240, 0, 0, 0, 0, 0, 0, 0, 1279 } },
+        shorter,
+        rightFrame);
+    row("the same, with an end that is a pixel too far",
+        { .strut = { 0, 0, 0, 240, 0, 0, 0, 0, 0, 0, 0, 1280 } },
+        shorter,
+        rightFrame);
+    row("the same, without ends",
+        { .strut = { 0, 0, 0, 240 }, .property = "_NET_WM_STRUT", .frame = { 0, 760, 1280, 40 } },
+        shorter,
+        rightFrame);
+    row("below, on the right",
+        { .strut = { 0, 0, 0, 40, 0, 0, 0, 0, 0, 0, 1280, 2279 } },
+        leftFrame,
+        QRect(1280, 0, 500, 480));
+    row("above, on the right",
+        { .strut = { 0, 0, 40, 0, 0, 0, 0, 0, 1280, 2279, 0, 0 } },
+        leftFrame,
+        QRect(1280, 20, 500, 480));
+    row("above, on both",
+        { .strut = { 0, 0, 20, 0, 0, 0, 0, 0, 0, 2279, 0, 0 } },
+        QRect(0, 20, 1280, 780),
+        QRect(1280, 10, 500, 490));
+    row("above, on both, without ends",
+        { .strut = { 0, 0, 20, 0 }, .property = "_NET_WM_STRUT", .frame = { 0, 0, 2280, 20 } },
+        QRect(0, 20, 1280, 780),
+        QRect(1280, 10, 500, 490));
+    row("at the left edge",
+        { .strut = { 60, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0 } },
+        QRect(60, 0, 1220, 800),
+        rightFrame);
+    row("at the right edge",
+        { .strut = { 0, 60, 0, 0, 0, 0, 0, 999, 0, 0, 0, 0 } },
+        leftFrame,
+        QRect(1280, 0, 470, 500));
+    row("at the inner edge of the left one",
+        { .strut = { 0, 1060, 0, 0, 0, 0, 0, 799, 0, 0, 0, 0 } },
+        QRect(0, 0, 1220, 800),
+        rightFrame);
+    row("at the inner edge of the right one",
+        { .strut = { 1340, 0, 0, 0, 0, 999, 0, 0, 0, 0, 0, 0 } },
+        leftFrame,
+        QRect(1310, 0, 470, 500));
+    row("nothing", { .strut = Numbers(12) }, leftFrame, rightFrame);
+    row("more than there is", { .strut = Numbers(12, 0xFFFFFFFF) }, leftFrame, rightFrame);
+    row("all of the left one",
+        { .strut = { 1280, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0 } },
+        leftFrame,
+        rightFrame);
+    row("too few numbers", { .strut = { 0, 0, 0, 240, 0, 0, 0 } }, leftFrame, rightFrame);
 }
 
 void XcbScreensTest::leavesRoomForDocksOnTheirScreenOnly()
 {
-    QFETCH(const QList<std::uint32_t>, strut);
+    QFETCH(const Dock, dock);
     QFETCH(const QRect, left);
     QFETCH(const QRect, right);
     {
-        ClientWindow dock({ .type = "DOCK" });
-        dock.setNumbers("_NET_WM_STRUT_PARTIAL", "CARDINAL", { strut.begin(), strut.end() });
-        dock.map();
+        const DockWindow window(dock);
         QTRY_COMPARE(visible(0), left);
         QTRY_COMPARE(visible(1), right);
     }
-    QTRY_COMPARE(visible(0), QRect(0, 0, 1280, 800));
-    QTRY_COMPARE(visible(1), QRect(1280, 0, 500, 400));
+    QTRY_COMPARE(visible(0), leftFrame);
+    QTRY_COMPARE(visible(1), rightFrame);
+}
+
+void XcbScreensTest::leavesRoomForTheDocksOfEitherScreen()
+{
+    const DockWindow below({ .strut = { 0, 0, 0, 240, 0, 0, 0, 0, 0, 0, 0, 1279 } });
+    const DockWindow higher({ .strut = { 0, 0, 0, 260, 0, 0, 0, 0, 0, 0, 400, 879 } });
+    const DockWindow inner({ .strut = { 1340, 0, 0, 0, 0, 999, 0, 0, 0, 0, 0, 0 } });
+    QTRY_COMPARE(visible(0), QRect(0, 0, 1280, 740));
+    QTRY_COMPARE(visible(1), QRect(1310, 0, 470, 500));
 }
 
 void XcbScreensTest::tellsWhereThePointerIsOnAScaledScreen()
@@ -147,15 +242,106 @@ void XcbScreensTest::tellsWhereThePointerIsOnAScaledScreen()
     QTRY_COMPARE(screens.pointerLocation(), QPoint(1280 + 150, 100));
 }
 
-void XcbScreensTest::knowsTheScreenOfTheKeyWindow()
+void XcbScreensTest::leavesNoRoomForADockOnAnotherDesktop()
 {
-    QRasterWindow window;
-    window.setGeometry(1400, 100, 100, 100);
-    window.show();
-    window.requestActivate();
-    QTRY_COMPARE(QGuiApplication::focusWindow(), &window);
-    QTRY_VERIFY(screens.ofKeyWindow());
-    QTRY_COMPARE(screens.ofKeyWindow()->displayID, std::optional<DisplayID>(x->atom("right")));
+    const DockWindow here({ .strut = { 60, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0 } });
+    DockWindow elsewhere({ .strut = { 0, 0, 0, 240, 0, 0, 0, 0, 0, 0, 0, 1279 } });
+    QTRY_COMPARE(visible(0), QRect(60, 0, 1220, 760));
+    elsewhere.requestFromRoot("_NET_WM_DESKTOP", { 2 });
+    QTRY_COMPARE(visible(0), QRect(60, 0, 1220, 800));
+}
+
+void XcbScreensTest::cutsTheWorkAreaWithEachScreen_data()
+{
+    QTest::addColumn<Numbers>("area");
+    QTest::addColumn<QRect>("left");
+    QTest::addColumn<QRect>("right");
+    QTest::newRow("bar above") << Numbers { 0, 40, 2280, 960 } << QRect(0, 40, 1280, 760)
+                               << QRect(1280, 20, 500, 480);
+    QTest::newRow("bar at the left")
+        << Numbers { 60, 0, 2220, 1000 } << QRect(60, 0, 1220, 800) << rightFrame;
+    QTest::newRow("on the right only")
+        << Numbers { 1280, 40, 1000, 960 } << leftFrame << QRect(1280, 20, 500, 480);
+    QTest::newRow("of each desktop") << Numbers { 0, 40, 2280, 960, 0, 80, 2280, 920 }
+                                     << QRect(0, 40, 1280, 760) << QRect(1280, 20, 500, 480);
+    QTest::newRow("none") << Numbers {} << leftFrame << rightFrame;
+    QTest::newRow("nothing") << Numbers(4) << leftFrame << rightFrame;
+    QTest::newRow("out of sight") << Numbers { 9000, 9000, 9, 9 } << leftFrame << rightFrame;
+    QTest::newRow("too large") << Numbers(4, 0xFFFFFFFF) << leftFrame << rightFrame;
+    QTest::newRow("too few numbers") << Numbers { 0, 40, 2280 } << leftFrame << rightFrame;
+}
+
+void XcbScreensTest::cutsTheWorkAreaWithEachScreen()
+{
+    QFETCH(const Numbers, area);
+    QFETCH(const QRect, left);
+    QFETCH(const QRect, right);
+    const Numbers former = told("_NET_WORKAREA");
+    const auto restored = qScopeGuard([&] { tell("_NET_WORKAREA", former); });
+    tell("_NET_WORKAREA", area);
+    QCOMPARE(visible(0), left);
+    QCOMPARE(visible(1), right);
+}
+
+void XcbScreensTest::prefersDocksToTheWorkArea()
+{
+    const DockWindow dock({ .strut = { 60, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0 } });
+    QTRY_COMPARE(visible(0), QRect(60, 0, 1220, 800));
+    QVERIFY(settleWindowManager());
+    const Numbers former = told("_NET_WORKAREA");
+    const auto restored = qScopeGuard([&] { tell("_NET_WORKAREA", former); });
+    tell("_NET_WORKAREA", { 0, 40, 2280, 960 });
+    QCOMPARE(visible(0), QRect(60, 0, 1220, 800));
+    QCOMPARE(visible(1), rightFrame);
+}
+
+void XcbScreensTest::prefersTheAreasOfEachScreen_data()
+{
+    QTest::addColumn<Numbers>("areas");
+    QTest::addColumn<QRect>("left");
+    QTest::addColumn<QRect>("right");
+    const QRect lower(0, 27, 1280, 773);
+    const QRect narrower(1280, 0, 450, 500);
+    const QRect dockedLeft(60, 0, 1220, 800);
+    QTest::newRow("in order") << Numbers { 0, 27, 1280, 773, 1280, 0, 900, 1000 } << lower
+                              << narrower;
+    QTest::newRow("in another order")
+        << Numbers { 1280, 0, 900, 1000, 0, 27, 1280, 773 } << lower << narrower;
+    QTest::newRow("one that laps over")
+        << Numbers { 1280, 0, 900, 1000, 0, 27, 1300, 773 } << lower << narrower;
+    QTest::newRow("of one screen") << Numbers { 0, 27, 1280, 773 } << lower << rightFrame;
+    QTest::newRow("none") << Numbers {} << dockedLeft << rightFrame;
+    QTest::newRow("too many numbers")
+        << Numbers { 0, 27, 1280, 773, 1280, 0 } << dockedLeft << rightFrame;
+}
+
+void XcbScreensTest::prefersTheAreasOfEachScreen()
+{
+    QFETCH(const Numbers, areas);
+    QFETCH(const QRect, left);
+    QFETCH(const QRect, right);
+    const DockWindow dock({ .strut = { 60, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0 } });
+    QTRY_COMPARE(visible(0), QRect(60, 0, 1220, 800));
+    tell("_GTK_WORKAREAS_D0", areas);
+    const auto restored = qScopeGuard([&] { tell("_GTK_WORKAREAS_D0", {}); });
+    QCOMPARE(visible(0), left);
+    QCOMPARE(visible(1), right);
+}
+
+void XcbScreensTest::takesTheAreasOfTheCurrentDesktop()
+{
+    tell("_GTK_WORKAREAS_D0", { 0, 27, 1280, 773, 1280, 0, 1000, 1000 });
+    tell("_GTK_WORKAREAS_D2", { 0, 0, 1280, 700, 1280, 0, 1000, 900 });
+    const auto restored = qScopeGuard([&] {
+        tell("_GTK_WORKAREAS_D0", {});
+        tell("_GTK_WORKAREAS_D2", {});
+    });
+    QCOMPARE(visible(0), QRect(0, 27, 1280, 773));
+    QVERIFY(desktop.output(u"xdotool"_s, { u"set_desktop"_s, u"2"_s }));
+    QTRY_COMPARE(visible(0), QRect(0, 0, 1280, 700));
+    QCOMPARE(visible(1), QRect(1280, 0, 500, 450));
+    QVERIFY(desktop.output(u"xdotool"_s, { u"set_desktop"_s, u"0"_s }));
+    QTRY_COMPARE(visible(0), QRect(0, 27, 1280, 773));
 }
 
 } // namespace quibel
@@ -163,7 +349,7 @@ void XcbScreensTest::knowsTheScreenOfTheKeyWindow()
 int main(int argc, char* argv[])
 {
     VirtualDesktop desktop(
-        { .screen = u"2280x800x24"_s,
+        { .screen = u"2280x1000x24"_s,
           .windowManager = qEnvironmentVariable("QUIBEL_TEST_WINDOW_MANAGER", u"openbox"_s) });
     if (!desktop.start())
         return 1;

@@ -1,7 +1,9 @@
+#include "tests/platform/DockWindow.h"
 #include "tests/system/AgentSession.h"
 #include "tests/system/DesktopTest.h"
 
 #include <QApplication>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QTest>
 
@@ -36,13 +38,58 @@ private Q_SLOTS:
         QCOMPARE(QApplication::screens().size(), 2);
         AgentSession session(desktop);
         QVERIFY(session.launch());
-        QVERIFY(desktop.output(
-            u"xdotool"_s,
-            { u"mousemove"_s, QString::number(pointer.x()), QString::number(pointer.y()) }));
+        movePointer(pointer);
         QVERIFY(session.openPanel());
         const QPointF found = QRectF(session.panel()->geometry).center();
         QVERIFY2((found - centre).manhattanLength() <= 2,
                  qPrintable(u"at %1, %2"_s.arg(found.x()).arg(found.y())));
+        session.press(u"Escape"_s);
+    }
+
+    void thePanelKeepsClearOfABarThatTheShellDraws_data()
+    {
+        QTest::addColumn<QString>("property");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("work area") << u"_NET_WORKAREA"_s << u"0,40,2280,760"_s;
+        QTest::newRow("an area for each monitor")
+            << u"_GTK_WORKAREAS_D0"_s << u"1280,40,1000,760,0,0,1280,800"_s;
+    }
+
+    void thePanelKeepsClearOfABarThatTheShellDraws()
+    {
+        QFETCH(const QString, property);
+        QFETCH(const QString, value);
+        AgentSession session(desktop);
+        QVERIFY(session.launch());
+        QVERIFY(settleWindowManager());
+        QVERIFY(desktop.output(
+            u"xprop"_s, { u"-root"_s, u"-f"_s, property, u"32c"_s, u"-set"_s, property, value }));
+        const auto removed = qScopeGuard([&] {
+            static_cast<void>(desktop.output(u"xprop"_s, { u"-root"_s, u"-remove"_s, property }));
+        });
+        movePointer({ 1800, 5 });
+        QVERIFY(session.openPanel());
+        QCOMPARE(session.panel()->geometry.top(), 40);
+        session.press(u"Escape"_s);
+    }
+
+    void aDockBetweenTheMonitorsTakesRoomFromItsOwnOnly()
+    {
+        AgentSession session(desktop);
+        QVERIFY(session.launch());
+        const DockWindow below(
+            { .strut = { 0, 0, 0, 40, 0, 0, 0, 0, 0, 0, 0, 1279 }, .frame = { 0, 760, 1280, 40 } });
+        const DockWindow between({ .strut = { 1340, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0 },
+                                   .frame = { 1280, 0, 60, 800 } });
+        QVERIFY(settleWindowManager());
+        movePointer({ 600, 799 });
+        QVERIFY(session.openPanel());
+        QCOMPARE(session.panel()->geometry.bottom(), 759);
+        session.press(u"Escape"_s);
+        QTRY_VERIFY(!session.panel());
+        movePointer({ 1280, 300 });
+        QVERIFY(session.openPanel());
+        QCOMPARE(session.panel()->geometry.left(), 1340);
         session.press(u"Escape"_s);
     }
 
@@ -58,6 +105,14 @@ private Q_SLOTS:
         session.press(u"Right"_s);
         session.press(u"Return"_s);
         QTRY_VERIFY(session.output().contains("dimensions : 400 x 300\n"));
+    }
+
+private:
+    void movePointer(QPoint place)
+    {
+        QVERIFY(desktop.output(
+            u"xdotool"_s,
+            { u"mousemove"_s, QString::number(place.x()), QString::number(place.y()) }));
     }
 };
 
