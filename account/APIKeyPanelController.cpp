@@ -4,11 +4,14 @@
 #include "panels/LegibleColor.h"
 #include "platform/PanelWindows.h"
 #include "platform/Screens.h"
+#include "platform/Workspace.h"
 
 #include <QFontInfo>
 #include <QPointer>
 #include <QVBoxLayout>
 #include <QWindow>
+
+#include <algorithm>
 
 namespace quibel {
 
@@ -22,12 +25,15 @@ constexpr int spacing = 8;
 constexpr double smallFontScale = 11.0 / 13.0;
 constexpr QColor systemRed { 255, 59, 48 };
 
-QString settingsPage(const QUrl& base)
+/// Where to get a key; empty for a base URL without a host, of which there is no such page.
+QString hintFor(const QUrl& base)
 {
+    if (base.host().isEmpty())
+        return {};
     QUrl shown = base.adjusted(QUrl::RemoveUserInfo);
     if (shown.port() == (shown.scheme() == u"https"_s ? 443 : 80))
         shown.setPort(-1);
-    return shown.authority() + u"/settings"_s;
+    return u"Generate an API key at %1/settings"_s.arg(shown.authority());
 }
 
 void makeSmallPrint(QLabel& label, const QColor& color, const QPalette& surroundings)
@@ -39,6 +45,22 @@ void makeSmallPrint(QLabel& label, const QColor& color, const QPalette& surround
     QPalette palette;
     palette.setColor(QPalette::WindowText, legibleColor(color, surroundings));
     label.setPalette(palette);
+    label.setMinimumHeight(label.fontMetrics().size(Qt::TextSingleLine, u"x"_s).height());
+}
+
+void prepareLine(QLabel& label, const QString& name)
+{
+    label.setObjectName(name);
+    label.setTextFormat(Qt::PlainText);
+    QSizePolicy keepingItsPlace = label.sizePolicy();
+    keepingItsPlace.setRetainSizeWhenHidden(true);
+    label.setSizePolicy(keepingItsPlace);
+}
+
+void showLine(QLabel& label, const QString& text)
+{
+    label.setText(text);
+    PanelPart::setShown(label, !text.isEmpty());
 }
 
 } // namespace
@@ -46,21 +68,18 @@ void makeSmallPrint(QLabel& label, const QColor& color, const QPalette& surround
 APIKeyPanelController::APIKeyPanelController(ProjectStore& store,
                                              KeychainService& keychainService,
                                              PanelWindows& panelWindows,
+                                             Workspace& desktopWorkspace,
                                              Screens& desktopScreens)
     : projectStore(store)
     , keychain(keychainService)
     , windows(panelWindows)
+    , workspace(desktopWorkspace)
     , screens(desktopScreens)
     , saveButton(u"Save"_s)
 {
     keyField.setObjectName(u"keyField"_s);
-    hintLabel.setObjectName(u"hintLabel"_s);
-    hintLabel.setTextFormat(Qt::PlainText);
-    errorLabel.setObjectName(u"errorLabel"_s);
-    errorLabel.setTextFormat(Qt::PlainText);
-    QSizePolicy keepingItsPlace = errorLabel.sizePolicy();
-    keepingItsPlace.setRetainSizeWhenHidden(true);
-    errorLabel.setSizePolicy(keepingItsPlace);
+    prepareLine(hintLabel, u"hintLabel"_s);
+    prepareLine(errorLabel, u"errorLabel"_s);
     saveButton.setObjectName(u"saveButton"_s);
 }
 
@@ -70,6 +89,7 @@ void APIKeyPanelController::show()
         buildPanel();
     showError({});
     keyField.clear();
+    showLine(hintLabel, hintFor(projectStore.apiBaseURL().value_or(QUrl())));
     adoptAppearance();
     centerPanel();
     windows.makeKeyAndOrderFront(*panel->windowHandle());
@@ -81,8 +101,6 @@ void APIKeyPanelController::buildPanel()
     panel = std::make_unique<EscapeDismissPanel>(windows);
     panel->installEventFilter(this);
     panel->setWindowTitle(u"Connect Quibel"_s);
-    if (const std::optional<QUrl> base = projectStore.apiBaseURL())
-        hintLabel.setText(u"Generate an API key at "_s + settingsPage(*base));
 
     auto* title = new QLabel(u"API Key"_s, panel.get());
     title->setBuddy(&keyField);
@@ -116,20 +134,20 @@ void APIKeyPanelController::adoptAppearance()
     fieldColors.setColor(QPalette::PlaceholderText,
                          legibleFieldColor(palette.color(QPalette::PlaceholderText), palette));
     keyField.setPalette(fieldColors);
-    errorLabel.setMinimumHeight(hintLabel.sizeHint().height());
     panel->setFixedSize(contentSize.expandedTo(panel->sizeHint()));
 }
 
 void APIKeyPanelController::showError(const QString& error)
 {
-    errorLabel.setText(error);
-    PanelPart::setShown(errorLabel, !error.isEmpty());
+    showLine(errorLabel, error);
     announcer->announce(error);
 }
 
 void APIKeyPanelController::centerPanel()
 {
-    std::optional<Screen> screen = screens.ofKeyWindow();
+    std::optional<Screen> screen = screenOfKeyWindow();
+    if (!screen)
+        screen = screenAt(screens.pointerLocation(), screens.all());
     if (!screen)
         screen = screens.main();
     if (!screen)
@@ -140,6 +158,19 @@ void APIKeyPanelController::centerPanel()
     const QSize free = screen->visibleFrame.size() - panel->size();
     windows.place(*panel->windowHandle(),
                   screen->visibleFrame.topLeft() + QPoint(free.width() / 2, free.height() / 2));
+}
+
+std::optional<Screen> APIKeyPanelController::screenOfKeyWindow()
+{
+    const auto frontmost = workspace.frontmostApplication();
+    const auto windowList = workspace.onScreenWindows();
+    if (!frontmost || !windowList)
+        return std::nullopt;
+    const std::optional<WindowNumber> number = frontmost->keyWindow;
+    const auto keyWindow = std::ranges::find(*windowList, number, &WindowInfo::number);
+    if (keyWindow == windowList->end() || !keyWindow->bounds)
+        return std::nullopt;
+    return screenAt(keyWindow->bounds->center().toPoint(), screens.all());
 }
 
 void APIKeyPanelController::savePressed()

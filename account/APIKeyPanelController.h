@@ -8,12 +8,15 @@
 #include <QPushButton>
 
 #include <memory>
+#include <optional>
 
 namespace quibel {
 
 class Announcer;
 class PanelWindows;
 class Screens;
+class Workspace;
+struct Screen;
 
 /// Lets the user paste the API key of their account and keeps it once the service accepted it.
 ///
@@ -27,9 +30,11 @@ public:
     APIKeyPanelController(ProjectStore& store,
                           KeychainService& keychain,
                           PanelWindows& panelWindows,
+                          Workspace& workspace,
                           Screens& screens);
 
-    /// Presents the panel, emptied, in the middle of the screen that the user works on.
+    /// Presents the panel, emptied, in the middle of the screen of the window that has the
+    /// keyboard, else of the pointer's screen.
     void show();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -39,6 +44,7 @@ private:
     void adoptAppearance();
     void showError(const QString& error);
     void centerPanel();
+    [[nodiscard]] std::optional<Screen> screenOfKeyWindow();
     void savePressed();
     void finishCheck(const QString& key, const ProjectsResult& result);
     void install(const ProjectList& projects);
@@ -46,6 +52,7 @@ private:
     ProjectStore& projectStore;
     KeychainService& keychain;
     PanelWindows& windows;
+    Workspace& workspace;
     Screens& screens;
     std::unique_ptr<EscapeDismissPanel> panel;
     APIKeyField keyField;

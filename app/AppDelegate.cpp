@@ -53,7 +53,7 @@ void AppDelegate::applicationDidFinishLaunching()
     // when the callbacks are there.
     installAccountCallbacks();
     apiKeyPanelController = std::make_unique<APIKeyPanelController>(
-        projectStore, keychain, platform.panelWindows, platform.screens);
+        projectStore, keychain, platform.panelWindows, platform.workspace, platform.screens);
     captureFlow.loadLastFailedCapture();
     registerHotKey(hotKey);
     captureFlow.preparePanel();

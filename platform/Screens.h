@@ -41,11 +41,11 @@ public:
     /// The main (primary) screen; none while no screen is connected.
     [[nodiscard]] virtual std::optional<Screen> main() = 0;
 
-    /// The screen of this program's window that has the keyboard; none when none has it.
-    [[nodiscard]] virtual std::optional<Screen> ofKeyWindow() = 0;
-
     /// The pointer, in points, in the coordinates of `Screen::frame`.
     [[nodiscard]] virtual QPoint pointerLocation() = 0;
 };
+
+/// The first of `screens` whose frame holds `point`; nullopt if none does.
+[[nodiscard]] std::optional<Screen> screenAt(QPoint point, const std::vector<Screen>& screens);
 
 } // namespace quibel

@@ -137,17 +137,14 @@ void CapturePanelController::fillState(ShowRequest& request)
 
 void CapturePanelController::positionPanel()
 {
-    QPointF point = screens.pointerLocation();
-    const auto holdsPointer
-        = [pointer = point.toPoint()](const Screen& each) { return each.frame.contains(pointer); };
-    const std::vector<Screen> all = screens.all();
-    const auto pointed = std::ranges::find_if(all, holdsPointer);
-    const std::optional<Screen> screen = pointed == all.end() ? screens.main() : *pointed;
+    const QPoint pointer = screens.pointerLocation();
+    std::optional<Screen> screen = screenAt(pointer, screens.all());
+    if (!screen)
+        screen = screens.main();
     if (!screen)
         return;
     const QRectF visible = screen->visibleFrame;
-    if (!holdsPointer(*screen))
-        point = visible.center();
+    const QPointF point = screen->frame.contains(pointer) ? pointer : visible.center();
     panelWindows.place(*panel->windowHandle(), fittingOrigin(panel->size(), point, visible));
 }
 

@@ -3,7 +3,6 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QWindow>
 
 #include <algorithm>
 
@@ -66,14 +65,6 @@ std::optional<Screen> XcbScreens::main()
     // The toolkit's list begins with the primary screen.
     const std::vector<Screen> screens = all();
     return screens.empty() ? std::nullopt : std::optional(screens.front());
-}
-
-std::optional<Screen> XcbScreens::ofKeyWindow()
-{
-    const QWindow* window = QGuiApplication::focusWindow();
-    const qsizetype index
-        = window != nullptr ? QGuiApplication::screens().indexOf(window->screen()) : -1;
-    return index < 0 ? std::nullopt : std::optional(all().at(static_cast<std::size_t>(index)));
 }
 
 QPoint XcbScreens::pointerLocation()

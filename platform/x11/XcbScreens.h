@@ -13,7 +13,6 @@ public:
 
     [[nodiscard]] std::vector<Screen> all() override;
     [[nodiscard]] std::optional<Screen> main() override;
-    [[nodiscard]] std::optional<Screen> ofKeyWindow() override;
     [[nodiscard]] QPoint pointerLocation() override;
 
 private:

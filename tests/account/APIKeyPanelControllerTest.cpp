@@ -6,6 +6,7 @@
 #include "tests/fakes/FakePreferences.h"
 #include "tests/fakes/FakeScreens.h"
 #include "tests/fakes/FakeSecretItems.h"
+#include "tests/fakes/FakeWorkspace.h"
 #include "tests/panels/Announcements.h"
 
 #include <QAccessible>
@@ -74,6 +75,7 @@ private Q_SLOTS:
         session.emplace();
         output.clear();
         panelWindows.emplace();
+        workspace.emplace();
         screens.emplace();
         screens->mainScreen = makeScreen({ 100, 50, 1000, 700 });
         store = std::make_unique<ProjectStore>(ProjectStore::Surroundings {
@@ -83,8 +85,8 @@ private Q_SLOTS:
             .environment = QProcessEnvironment(),
             .standardOutput = [this](const QByteArray& text) { output += text; } });
         keychain = std::make_unique<KeychainService>(*secretItems, u"QuibelDesktop"_s, u"apiKey"_s);
-        controller
-            = std::make_unique<APIKeyPanelController>(*store, *keychain, *panelWindows, *screens);
+        controller = std::make_unique<APIKeyPanelController>(
+            *store, *keychain, *panelWindows, *workspace, *screens);
     }
 
     void cleanup()
@@ -171,6 +173,43 @@ private Q_SLOTS:
         QCOMPARE(label("hintLabel")->text(), u"Generate an API key at "_s + page);
     }
 
+    void namesTheSettingsPageAnewAtEachShowing()
+    {
+        controller->show();
+        preferences->setText(u"quibel.apiBaseURL"_s, u"https://other.example"_s);
+        controller->show();
+        QCOMPARE(label("hintLabel")->text(), u"Generate an API key at other.example/settings"_s);
+    }
+
+    void namesNoSettingsPageWithoutAHost_data()
+    {
+        QTest::addColumn<QString>("base");
+        QTest::newRow("no authority") << u"https:"_s;
+        QTest::newRow("empty authority") << u"https:///team"_s;
+        QTest::newRow("host taken for a scheme") << u"localhost:8787"_s;
+        QTest::newRow("path") << u"h.example"_s;
+    }
+
+    void namesNoSettingsPageWithoutAHost()
+    {
+        QFETCH(const QString, base);
+        controller->show();
+        const QSize size = panel()->size();
+        const QRect hint = label("hintLabel")->geometry();
+        preferences->setText(u"quibel.apiBaseURL"_s, base);
+        controller->show();
+        QCOMPARE(store->apiBaseURL(), QUrl(base));
+        QCOMPARE(label("hintLabel")->text(), u""_s);
+        QVERIFY(!label("hintLabel")->isVisible());
+        QCOMPARE(panel()->size(), size);
+        QCOMPARE(label("hintLabel")->y(), hint.y());
+        QCOMPARE(label("hintLabel")->height(), hint.height());
+
+        preferences->setText(u"quibel.apiBaseURL"_s, u"https://h.example"_s);
+        controller->show();
+        QVERIFY(label("hintLabel")->isVisible());
+    }
+
     void printsHintAndErrorSmallAndLegible_data()
     {
         QTest::addColumn<QPalette>("palette");
@@ -254,14 +293,65 @@ private Q_SLOTS:
         QCOMPARE(*panelWindows->origin, expected);
     }
 
-    void centresOnTheScreenOfTheKeyWindowWhereThereIsOne()
+    void centresOnTheScreenInUse_data()
     {
-        screens->keyWindowScreen = makeScreen({ -1920, 0, 1920, 1080 });
+        using Windows = std::vector<WindowInfo>;
+        QTest::addColumn<std::optional<WindowNumber>>("keyWindow");
+        QTest::addColumn<std::optional<Windows>>("windows");
+        QTest::addColumn<QPoint>("pointer");
+        QTest::addColumn<int>("screen");
+        const auto window = [](WindowNumber number, const std::optional<QRectF>& bounds) {
+            return WindowInfo {
+                .number = number, .ownerProcess = {}, .name = {}, .layer = 0, .bounds = bounds
+            };
+        };
+        const Windows all { window(7, QRectF(1100, 100, 500, 300)),
+                            window(8, QRectF(100, 100, 500, 300)),
+                            window(9, QRectF(900, 100, 500, 300)),
+                            window(10, QRectF(-5000, 100, 500, 300)) };
+        const Windows unplaced { window(7, {}) };
+        const QPoint first(500, 400);
+        const QPoint second(2500, 400);
+        const QPoint nowhere(9000, 9000);
+        const auto row
+            = [](const char* name,
+                 std::optional<WindowNumber> keyWindow,
+                 const std::optional<Windows>& windows,
+                 QPoint pointer,
+                 int screen) { QTest::newRow(name) << keyWindow << windows << pointer << screen; };
+        row("the key window's", 7, all, first, 1);
+        row("not the front window's", 8, all, second, 0);
+        row("of most of the key window", 9, all, first, 1);
+        row("key window out of sight", 10, all, second, 1);
+        row("key window not listed", 11, all, second, 1);
+        row("key window without a place", 7, unplaced, first, 0);
+        row("no list", 7, {}, second, 1);
+        row("no key window", {}, all, second, 1);
+        row("neither key window nor pointer", {}, all, nowhere, 0);
+    }
+
+    void centresOnTheScreenInUse()
+    {
+        QFETCH(const std::optional<WindowNumber>, keyWindow);
+        QFETCH(const std::optional<std::vector<WindowInfo>>, windows);
+        QFETCH(const QPoint, pointer);
+        QFETCH(const int, screen);
+        const std::vector<Screen> both { makeScreen({ 10, 30, 980, 760 }),
+                                         makeScreen({ 1010, 30, 1980, 1160 }) };
+        screens->screens = both;
+        screens->mainScreen = both.front();
+        screens->pointer = pointer;
+        workspace->windows = windows;
+        if (keyWindow)
+            workspace->frontmost = RunningApplication { .localizedName = {},
+                                                        .bundleIdentifier = {},
+                                                        .processIdentifier = {},
+                                                        .keyWindow = *keyWindow };
         controller->show();
-        const QSize size = panel()->size();
-        const QPoint expected(-1920 + (1920 - size.width()) / 2, (1080 - size.height()) / 2);
-        QVERIFY(panelWindows->origin);
-        QCOMPARE(*panelWindows->origin, expected);
+        const QRect visible = both.at(static_cast<std::size_t>(screen)).visibleFrame;
+        const QSize free = visible.size() - panel()->size();
+        QCOMPARE(panelWindows->origin,
+                 std::optional(visible.topLeft() + QPoint(free.width() / 2, free.height() / 2)));
     }
 
     void centresEachTime()
@@ -701,6 +791,7 @@ private:
     std::optional<FakeHttpSession> session;
     QByteArray output;
     std::optional<FakePanelWindows> panelWindows;
+    std::optional<FakeWorkspace> workspace;
     std::optional<FakeScreens> screens;
     std::unique_ptr<ProjectStore> store;
     std::unique_ptr<KeychainService> keychain;

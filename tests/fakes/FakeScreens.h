@@ -10,12 +10,10 @@ class FakeScreens final : public Screens
 public:
     [[nodiscard]] std::vector<Screen> all() override { return screens; }
     [[nodiscard]] std::optional<Screen> main() override { return mainScreen; }
-    [[nodiscard]] std::optional<Screen> ofKeyWindow() override { return keyWindowScreen; }
     [[nodiscard]] QPoint pointerLocation() override { return pointer; }
 
     std::vector<Screen> screens;
     std::optional<Screen> mainScreen;
-    std::optional<Screen> keyWindowScreen;
     QPoint pointer;
 };
 

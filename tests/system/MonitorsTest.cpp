@@ -1,8 +1,10 @@
 #include "tests/platform/DockWindow.h"
+#include "tests/system/AgentRun.h"
 #include "tests/system/AgentSession.h"
 #include "tests/system/DesktopTest.h"
 
 #include <QApplication>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QScreen>
 #include <QTest>
@@ -93,6 +95,57 @@ private Q_SLOTS:
         session.press(u"Escape"_s);
     }
 
+    void theKeyPanelOpensOnTheMonitorOfTheKeyboard_data()
+    {
+        QTest::addColumn<int>("editor");
+        QTest::addColumn<QPoint>("pointer");
+        QTest::addColumn<QRect>("monitor");
+        const QRect left(0, 0, 1280, 800);
+        const QRect right(1280, 0, 1000, 800);
+        const QPoint onTheLeft(600, 700);
+        const QPoint onTheRight(1800, 700);
+        QTest::newRow("left") << 200 << onTheRight << left;
+        QTest::newRow("right") << 1500 << onTheLeft << right;
+        QTest::newRow("across, more on the right") << 1100 << onTheLeft << right;
+        QTest::newRow("no window, pointer on the left") << -1 << onTheLeft << left;
+        QTest::newRow("no window, pointer on the right") << -1 << onTheRight << right;
+    }
+
+    void theKeyPanelOpensOnTheMonitorOfTheKeyboard()
+    {
+        QFETCH(const int, editor);
+        QFETCH(const QPoint, pointer);
+        QFETCH(const QRect, monitor);
+        AgentSession session(desktop);
+        QVERIFY(session.launch());
+        EditorWindow window(u"notes"_s);
+        window.move(editor, 100);
+        if (editor >= 0)
+            QVERIFY(window.bringToFront());
+        movePointer(pointer);
+        QVERIFY(AgentRun::of(desktop.environment(), { u"--connect-account"_s }));
+        QTRY_VERIFY(centreOfKeyPanel());
+        const QPoint centre = *centreOfKeyPanel();
+        QVERIFY2((centre - monitor.center()).manhattanLength() <= 30,
+                 qPrintable(u"at %1, %2"_s.arg(centre.x()).arg(centre.y())));
+    }
+
+    void theMenuOpensTheKeyPanelOnTheMonitorOfTheKeyboard()
+    {
+        QVERIFY(desktop.startTray());
+        const auto stopped = qScopeGuard([this] { desktop.stopTray(); });
+        AgentSession session(desktop);
+        QVERIFY(session.launch());
+        QTRY_VERIFY(session.trayIcon());
+        QVERIFY(session.trayIcon()->geometry.right() < 1280);
+        EditorWindow editor(u"notes"_s);
+        editor.move(1500, 100);
+        QVERIFY(editor.bringToFront());
+        QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
+        QTRY_VERIFY(centreOfKeyPanel());
+        QVERIFY(centreOfKeyPanel()->x() > 1280);
+    }
+
     void aWindowOnTheSecondMonitorIsCaptured()
     {
         AgentSession session(desktop);
@@ -113,6 +166,21 @@ private:
         QVERIFY(desktop.output(
             u"xdotool"_s,
             { u"mousemove"_s, QString::number(place.x()), QString::number(place.y()) }));
+    }
+
+    /// The middle of the window that has the keyboard; none while it is not the key panel.
+    [[nodiscard]] std::optional<QPoint> centreOfKeyPanel() const
+    {
+        const auto told = desktop.output(
+            u"xdotool"_s, { u"getwindowfocus"_s, u"getwindowname"_s, u"getwindowgeometry"_s });
+        static const QRegularExpression parts(u"^Connect Quibel\n.*Position: (-?\\d+),(-?\\d+).*"
+                                              "Geometry: (\\d+)x(\\d+)"_s,
+                                              QRegularExpression::DotMatchesEverythingOption);
+        const auto found = parts.match(QString::fromUtf8(told.value_or(QByteArray())));
+        const auto number = [&found](int index) { return found.captured(index).toInt(); };
+        return found.hasMatch()
+            ? std::optional(QPoint(number(1) + number(3) / 2, number(2) + number(4) / 2))
+            : std::nullopt;
     }
 };
 
