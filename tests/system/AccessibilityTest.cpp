@@ -129,7 +129,8 @@ private Q_SLOTS:
         const AssistiveTool tool;
         QVERIFY(session.launch());
         QVERIFY(session.chooseInMenu(AgentSession::MenuItem::connectAccount));
-        QTRY_VERIFY(tool.events().contains(u"object:state-changed:focused 1 Send Branch\tSuper+Shift+B"_s));
+        QTRY_VERIFY(
+            tool.events().contains(u"object:state-changed:focused 1 Send Branch\tSuper+Shift+B"_s));
         QTRY_VERIFY(tool.events().contains(u"object:state-changed:focused 1 Connect Account…"_s));
         QVERIFY(dismissPanel(session));
     }
