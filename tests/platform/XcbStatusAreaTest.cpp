@@ -1,6 +1,7 @@
 #include "platform/x11/XcbStatusArea.h"
 #include "tests/desktop/RunOnDesktop.h"
 #include "tests/platform/ClientWindow.h"
+#include "tests/platform/StatusNotifierWatcher.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -9,52 +10,10 @@
 
 using namespace Qt::StringLiterals;
 using quibel::testing::ClientWindow;
+using quibel::testing::StatusNotifierWatcher;
 using quibel::testing::VirtualDesktop;
 
 namespace quibel {
-
-/// A watcher of status notifier items, as a desktop's shell or a panel brings it along.
-class StatusNotifierWatcher : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
-    Q_PROPERTY(bool IsStatusNotifierHostRegistered MEMBER hasHost)
-
-public:
-    StatusNotifierWatcher()
-    {
-        bus.registerObject(u"/StatusNotifierWatcher"_s,
-                           this,
-                           QDBusConnection::ExportAllProperties
-                               | QDBusConnection::ExportAllSignals);
-        bus.registerService(u"org.kde.StatusNotifierWatcher"_s);
-    }
-    StatusNotifierWatcher(const StatusNotifierWatcher&) = delete;
-    StatusNotifierWatcher& operator=(const StatusNotifierWatcher&) = delete;
-    ~StatusNotifierWatcher() override
-    {
-        bus.unregisterObject(u"/StatusNotifierWatcher"_s);
-        bus.unregisterService(u"org.kde.StatusNotifierWatcher"_s);
-        QDBusConnection::disconnectFromBus(bus.name());
-    }
-
-    void setHost(bool present)
-    {
-        hasHost = present;
-        if (present)
-            Q_EMIT StatusNotifierHostRegistered();
-        else
-            Q_EMIT StatusNotifierHostUnregistered();
-    }
-
-Q_SIGNALS:
-    void StatusNotifierHostRegistered();   // NOLINT(readability-identifier-naming): as on the bus.
-    void StatusNotifierHostUnregistered(); // NOLINT(readability-identifier-naming): as on the bus.
-
-private:
-    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"watcher"_s);
-    bool hasHost = false;
-};
 
 class XcbStatusAreaTest : public QObject
 {

@@ -233,7 +233,16 @@ bool AgentSession::panelHasKeyboard() const
     return shown && focus && focus->trimmed().toULongLong() == shown->id;
 }
 
-bool AgentSession::chooseInMenu(MenuItem item) const
+std::optional<AgentSession::Window> AgentSession::menu() const
+{
+    for (const Window& window : visibleWindows())
+        if (window.geometry.width() > largestIcon
+            && window.geometry.width() != qRound(panelWidth * panelScale))
+            return window;
+    return std::nullopt;
+}
+
+bool AgentSession::openMenu() const
 {
     std::optional<Window> icon;
     if (!waitUntil([&] { return (icon = trayIcon()).has_value(); })) {
@@ -250,13 +259,20 @@ bool AgentSession::chooseInMenu(MenuItem item) const
                                           QString::number(centre.y()),
                                           u"click"_s,
                                           u"1"_s });
-    if (!clicked || !waitUntil([this] { return visibleWindows().size() >= 2; })) {
+    if (!clicked || !waitUntil([this] { return menu().has_value(); })) {
         qWarning() << "no menu after a click on the icon at" << icon->geometry << "; the pointer is"
                    << desktop.output(u"xdotool"_s, { u"getmouselocation"_s }).value_or("lost");
         for (const Window& window : visibleWindows())
             qWarning() << "there is the window" << window.id << "at" << window.geometry;
         return false;
     }
+    return true;
+}
+
+bool AgentSession::chooseInMenu(MenuItem item) const
+{
+    if (!openMenu())
+        return false;
     for (int step = 0; step < static_cast<int>(item); ++step)
         press(u"Down"_s);
     press(u"Return"_s);

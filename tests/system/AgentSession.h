@@ -93,6 +93,11 @@ public:
     /// The agent's icon in the tray; none while it is not shown.
     [[nodiscard]] std::optional<Window> trayIcon() const;
 
+    /// The menu where the agent draws it; none while it is closed.
+    [[nodiscard]] std::optional<Window> menu() const;
+    /// Clicks the icon and waits for the menu.
+    [[nodiscard]] bool openMenu() const;
+
     /// How many times Down is pressed to get there from a menu that has just opened.
     enum class MenuItem { sendBranch = 1, connectAccount = 2, quit = 3 };
     /// Clicks the icon and chooses an item by the keyboard.
