@@ -51,6 +51,9 @@ public:
     /// Shows or hides the offline line of the panel that is up; nothing else of it changes.
     void setSyncWarning(bool shown);
 
+    /// What the panel shows; null before the first showing.
+    [[nodiscard]] const CapturePanelState* shownState() const { return state.get(); }
+
     /// Hides the panel and leaves the arrow keys alone again.
     void close();
 

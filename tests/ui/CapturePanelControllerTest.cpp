@@ -35,6 +35,22 @@ void press(QWindow* window, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::N
     QTest::keyClick(window, key, modifiers);
 }
 
+/// Counts the keys that its monitor is given.
+class CountingController : public CapturePanelController
+{
+public:
+    using CapturePanelController::CapturePanelController;
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::KeyPress)
+            ++deliveries;
+        return CapturePanelController::eventFilter(watched, event);
+    }
+
+    int deliveries = 0;
+};
+
 } // namespace
 
 /// A controller on a desktop of its own, and what its callbacks were told.
@@ -42,7 +58,7 @@ struct Bench
 {
     FakePanelWindows windows;
     FakeScreens screens;
-    CapturePanelController controller { windows, screens };
+    CountingController controller { windows, screens };
 
     struct Submission
     {
@@ -235,6 +251,51 @@ private Q_SLOTS:
         QCOMPARE(
             bench.submit(),
             (Bench::Submission { u""_s, { .id = u"n"_s, .name = u"New"_s }, ScreenshotMode::off }));
+    }
+
+    void refillsItsStateInOrder()
+    {
+        Bench bench;
+        bench.show();
+        bench.controller.close();
+        const CapturePanelState& state = *bench.controller.shownState();
+        const auto filled = [&state] {
+            return u"%1 projects, index %2, warning %3, %4"_s.arg(state.projects().size())
+                .arg(state.selectedIndex())
+                .arg(state.showSyncWarning())
+                .arg(rawValue(state.screenshotMode()));
+        };
+        QStringList steps;
+        connect(&state, &CapturePanelState::willChange, this, [&] { steps << filled(); });
+        auto request = bench.request();
+        request.projects = { { .id = u"n"_s, .name = u"New"_s } };
+        request.showSyncWarning = true;
+        request.screenshotMode = ScreenshotMode::on;
+        bench.show(request);
+        steps << filled();
+        QCOMPARE(steps,
+                 QStringList({ u"3 projects, index 1, warning 0, off"_s,
+                               u"1 projects, index 1, warning 0, off"_s,
+                               u"1 projects, index 0, warning 0, off"_s,
+                               u"1 projects, index 0, warning 1, off"_s,
+                               u"1 projects, index 0, warning 1, on"_s }));
+        steps.clear();
+        bench.show(request);
+        QCOMPARE(steps.size(), 4);
+    }
+
+    void focusesTheTextFieldInTheTurnAfterTheShowing()
+    {
+        Bench bench;
+        bench.show();
+        bench.controller.show(bench.request());
+        QLineEdit other(bench.panel());
+        other.show();
+        other.setFocus();
+        QVERIFY(other.hasFocus());
+        QVERIFY(!bench.field()->hasFocus());
+        QCoreApplication::processEvents();
+        QVERIFY(bench.field()->hasFocus());
     }
 
     void showsTheListThatItIsGiven()
@@ -499,8 +560,22 @@ private Q_SLOTS:
     void hasOneKeyMonitorHoweverOftenItIsShown()
     {
         Bench bench;
+        const auto deliveriesOfOneKey = [&bench] {
+            bench.controller.deliveries = 0;
+            QObject receiver;
+            QKeyEvent keyDown(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier);
+            QCoreApplication::sendEvent(&receiver, &keyDown);
+            return bench.controller.deliveries;
+        };
+        QCOMPARE(deliveriesOfOneKey(), 0);
+        for (int showing = 0; showing < 3; ++showing) {
+            bench.show();
+            QCOMPARE(deliveriesOfOneKey(), 1);
+        }
+        bench.controller.close();
+        QCOMPARE(deliveriesOfOneKey(), 0);
         bench.show();
-        bench.show();
+        QCOMPARE(deliveriesOfOneKey(), 1);
         press(bench.windows.panel, Qt::Key_Down);
         QCOMPARE(bench.submit().project, threeProjects[2]);
         press(bench.windows.panel, Qt::Key_Left);

@@ -47,6 +47,23 @@ double contrast(const QColor& a, const QColor& b)
     return (light + 0.05) / (dark + 0.05);
 }
 
+/// The colour of a dark text on light ground, painted so large that its strokes are filled.
+QColor strongestColor(QWidget& text)
+{
+    constexpr int scale = 8;
+    QImage picture(text.size() * scale, QImage::Format_RGB32);
+    picture.setDevicePixelRatio(scale);
+    picture.fill(Qt::white);
+    text.render(&picture);
+    QColor strongest = Qt::white;
+    for (int y = 0; y < picture.height(); ++y)
+        for (int x = 0; x < picture.width(); ++x)
+            if (const QColor color = picture.pixelColor(x, y);
+                color.lightness() < strongest.lightness())
+                strongest = color;
+    return strongest;
+}
+
 /// The text of each row, top to bottom; hidden labels left out.
 QStringList shownTexts(const QWidget& view)
 {
@@ -205,6 +222,36 @@ private Q_SLOTS:
         QCOMPARE(bench.label(text)->sizeHint(),
                  QSize(qCeil(metrics.horizontalAdvance(text)), qCeil(metrics.height())));
         QCOMPARE(bench.label(text)->content().style.weight, weight);
+    }
+
+    void hasTheColorsOfItsTextStyles_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("primary");
+        QTest::newRow("product") << u"Quibel"_s << false;
+        QTest::newRow("project") << u"Project:"_s << false;
+        QTest::newRow("name") << u"Alpha"_s << false;
+        QTest::newRow("project hint") << u"↑↓"_s << false;
+        QTest::newRow("offline") << u"Offline — not syncing"_s << false;
+        QTest::newRow("chosen mode") << u"No screenshot"_s << true;
+        QTest::newRow("other mode") << u"Take screenshot"_s << false;
+        QTest::newRow("mode hint") << u"← / → to change"_s << false;
+    }
+
+    void hasTheColorsOfItsTextStyles()
+    {
+        QFETCH(const QString, text);
+        QFETCH(const bool, primary);
+        const QColor strong = Qt::black;
+        QApplication::setPalette(QPalette(Qt::white, Qt::white));
+        Bench bench;
+        bench.state.setShowSyncWarning(true);
+        QTRY_VERIFY(bench.label(u"Offline — not syncing"_s)->isVisible());
+        QCOMPARE(bench.view.palette().color(QPalette::WindowText), strong);
+        const QColor weak
+            = TextStyle { .foreground = Foreground::secondary }.color(bench.view.palette());
+        QVERIFY(weak.lightness() > 60);
+        QCOMPARE(strongestColor(*bench.label(text)), primary ? strong : weak);
     }
 
     void hasALargerTextFieldWithoutAFrame()
