@@ -37,13 +37,14 @@ bool XcbConnection::serverAnswersWithin(std::chrono::milliseconds patience)
     return answer.wait_for(patience) == std::future_status::ready && answer.get();
 }
 
-XcbConnection::XcbConnection(xcb_connection_t* opened, int screenNumber)
+XcbConnection::XcbConnection(xcb_connection_t* opened, int numberOfScreen)
     : connection(opened)
+    , screenNumber(numberOfScreen)
     , notifier(
           std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(opened), QSocketNotifier::Read))
 {
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (; screenNumber > 0 && screens.rem > 1; --screenNumber)
+    for (int before = screenNumber; before > 0 && screens.rem > 1; --before)
         xcb_screen_next(&screens);
     defaultScreen = screens.data;
 
@@ -74,6 +75,11 @@ xcb_atom_t XcbConnection::atom(const QByteArray& name)
     if (reply)
         atoms.insert(name, atom);
     return atom;
+}
+
+xcb_atom_t XcbConnection::screenAtom(const QByteArray& prefix)
+{
+    return atom(prefix + QByteArray::number(screenNumber));
 }
 
 void XcbConnection::flush()

@@ -37,6 +37,8 @@ public:
 
     /// The atom of that name, asked from the server once. Errors: XCB_ATOM_NONE.
     [[nodiscard]] xcb_atom_t atom(const QByteArray& name);
+    /// The atom that begins with `prefix` and ends with the number of the screen.
+    [[nodiscard]] xcb_atom_t screenAtom(const QByteArray& prefix);
 
     /// Sends what is buffered; needed after requests that no reply is waited for.
     void flush();
@@ -46,11 +48,12 @@ Q_SIGNALS:
     void received(const xcb_generic_event_t* event);
 
 private:
-    XcbConnection(xcb_connection_t* opened, int screenNumber);
+    XcbConnection(xcb_connection_t* opened, int numberOfScreen);
 
     void dispatch();
 
     xcb_connection_t* connection;
+    int screenNumber;
     xcb_screen_t* defaultScreen = nullptr;
     QHash<QByteArray, xcb_atom_t> atoms;
     std::unique_ptr<QSocketNotifier> notifier;

@@ -17,9 +17,9 @@ bool hasExtension(XcbConnection& x, const QByteArray& name)
     return answer && answer->present != 0;
 }
 
-bool hasOwner(XcbConnection& x, const QByteArray& selection)
+bool hasOwner(XcbConnection& x, xcb_atom_t selection)
 {
-    const auto question = xcb_get_selection_owner(x.get(), x.atom(selection));
+    const auto question = xcb_get_selection_owner(x.get(), selection);
     const auto answer = xcbReply(xcb_get_selection_owner_reply, x.get(), question);
     return answer && answer->owner != XCB_WINDOW_NONE;
 }
@@ -50,7 +50,7 @@ DisplayFacts describeDisplay(XcbConnection& connection)
     return { .server = isInsideWayland ? u"Xwayland"_s : u"X11"_s,
              .isInsideWayland = isInsideWayland,
              .windowManager = nameOfWindowManager(connection),
-             .hasCompositor = hasOwner(connection, "_NET_WM_CM_S0"),
+             .hasCompositor = hasOwner(connection, connection.screenAtom("_NET_WM_CM_S")),
              .keepsCoveredWindows = hasExtension(connection, "Composite") };
 }
 

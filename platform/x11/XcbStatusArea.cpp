@@ -12,8 +12,6 @@
 #include <array>
 #include <utility>
 
-#include <xcb/xfixes.h>
-
 using namespace Qt::StringLiterals;
 
 namespace quibel {
@@ -27,26 +25,26 @@ const QString watcherPath = u"/StatusNotifierWatcher"_s;
 
 XcbStatusArea::XcbStatusArea(XcbConnection& connection)
     : x(connection)
-    , traySelection(x.atom("_NET_SYSTEM_TRAY_S0"))
+    , tray(x, x.screenAtom("_NET_SYSTEM_TRAY_S"))
 {
     connect(&x, &XcbConnection::received, this, &XcbStatusArea::handleEvent);
-    watchTraySelection();
-    updateTray();
+    connect(&tray, &XcbSelectionOwner::changed, this, &XcbStatusArea::greetTray);
+    greetTray();
     watchBus();
 }
 
 bool XcbStatusArea::isPresent() const
 {
-    return host || tray != XCB_WINDOW_NONE;
+    return host || tray.window() != XCB_WINDOW_NONE;
 }
 
 std::optional<QColor> XcbStatusArea::foreground() const
 {
-    if (host || tray == XCB_WINDOW_NONE)
+    if (host || tray.window() == XCB_WINDOW_NONE)
         return std::nullopt;
     // Source: System Tray Protocol 0.3: red, green and blue of 16 bits, first those of the
     // foreground.
-    const auto question = askProperty(x.get(), tray, x.atom("_NET_SYSTEM_TRAY_COLORS"));
+    const auto question = askProperty(x.get(), tray.window(), x.atom("_NET_SYSTEM_TRAY_COLORS"));
     const std::vector<std::uint32_t> colors = XcbProperty(x.get(), question).values();
     if (colors.size() < 3)
         return std::nullopt;
@@ -77,7 +75,7 @@ void XcbStatusArea::identify(std::function<void(StatusAreaKind)> completion)
 {
     askBus([this, completion = std::move(completion)](bool present) {
         setHost(present);
-        const bool hasTray = tray != XCB_WINDOW_NONE;
+        const bool hasTray = tray.window() != XCB_WINDOW_NONE;
         if (present)
             completion(StatusAreaKind::statusNotifier);
         else
@@ -123,51 +121,29 @@ void XcbStatusArea::setHost(bool present)
     Q_EMIT foregroundChanged();
 }
 
-void XcbStatusArea::watchTraySelection()
+void XcbStatusArea::greetTray()
 {
-    const auto* extension = xcb_get_extension_data(x.get(), &xcb_xfixes_id);
-    if (extension == nullptr || extension->present == 0)
-        return;
-    selectionEvent = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
-    const auto version
-        = xcb_xfixes_query_version(x.get(), XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION);
-    const auto agreed = xcbReply(xcb_xfixes_query_version_reply, x.get(), version);
-    xcb_xfixes_select_selection_input(x.get(),
-                                      x.root(),
-                                      traySelection,
-                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
-                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
-                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-}
-
-void XcbStatusArea::updateTray()
-{
-    const auto question = xcb_get_selection_owner(x.get(), traySelection);
-    const auto answer = xcbReply(xcb_get_selection_owner_reply, x.get(), question);
-    const xcb_window_t owner = answer ? answer->owner : xcb_window_t { XCB_WINDOW_NONE };
-    if (owner == tray)
-        return;
-    tray = owner;
-    if (tray != XCB_WINDOW_NONE) {
-        const std::array<std::uint32_t, 1> properties { XCB_EVENT_MASK_PROPERTY_CHANGE };
-        xcb_change_window_attributes(x.get(), tray, XCB_CW_EVENT_MASK, properties.data());
-        x.flush();
+    if (tray.window() != XCB_WINDOW_NONE) {
+        watchTrayColors();
         Q_EMIT appeared();
     }
     Q_EMIT foregroundChanged();
 }
 
+void XcbStatusArea::watchTrayColors()
+{
+    const std::array<std::uint32_t, 1> properties { XCB_EVENT_MASK_PROPERTY_CHANGE };
+    xcb_change_window_attributes(x.get(), tray.window(), XCB_CW_EVENT_MASK, properties.data());
+    x.flush();
+}
+
 void XcbStatusArea::handleEvent(const xcb_generic_event_t* event)
 {
-    const std::uint8_t type = event->response_type & 0x7FU;
-    if (selectionEvent != 0 && type == selectionEvent) {
-        if (eventAs<xcb_xfixes_selection_notify_event_t>(event).selection == traySelection)
-            updateTray();
-    } else if (type == XCB_PROPERTY_NOTIFY) {
-        const auto& changed = eventAs<xcb_property_notify_event_t>(event);
-        if (changed.window == tray && changed.atom == x.atom("_NET_SYSTEM_TRAY_COLORS"))
-            Q_EMIT foregroundChanged();
-    }
+    if ((event->response_type & 0x7FU) != XCB_PROPERTY_NOTIFY)
+        return;
+    const auto& property = eventAs<xcb_property_notify_event_t>(event);
+    if (property.window == tray.window() && property.atom == x.atom("_NET_SYSTEM_TRAY_COLORS"))
+        Q_EMIT foregroundChanged();
 }
 
 } // namespace quibel

@@ -2,6 +2,7 @@
 
 #include "platform/StatusArea.h"
 #include "platform/x11/XcbConnection.h"
+#include "platform/x11/XcbSelectionOwner.h"
 
 namespace quibel {
 
@@ -28,15 +29,13 @@ private:
     /// `completion` is called in a later turn of the event loop.
     void askBus(std::function<void(bool hasHost)> completion);
     void watchBus();
-    void watchTraySelection();
     void setHost(bool present);
-    void updateTray();
+    void greetTray();
+    void watchTrayColors();
     void handleEvent(const xcb_generic_event_t* event);
 
     XcbConnection& x;
-    xcb_atom_t traySelection;
-    std::uint8_t selectionEvent = 0; ///< The number of the event that tells of selections.
-    xcb_window_t tray = XCB_WINDOW_NONE;
+    XcbSelectionOwner tray;
     bool host = false; ///< Whether a StatusNotifier host is there.
 };
 
