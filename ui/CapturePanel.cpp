@@ -2,6 +2,7 @@
 
 #include "platform/TracePoint.h"
 #include "ui/CapturePanelView.h"
+#include "ui/PanelFrame.h"
 
 #include <QCloseEvent>
 #include <QPainter>
@@ -15,7 +16,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize emptySize(320, 60);
-constexpr float lineShare = 0.3F;
 
 } // namespace
 
@@ -23,6 +23,7 @@ CapturePanel::CapturePanel()
     : PanelPart(nullptr, Qt::Window | Qt::FramelessWindowHint)
 {
     setAccessibleName(u"Quibel"_s);
+    setAttribute(Qt::WA_TranslucentBackground);
     resize(emptySize);
     create();
 }
@@ -32,13 +33,32 @@ void CapturePanel::setContentView(std::unique_ptr<CapturePanelView> view)
     CapturePanelView* former = std::exchange(contentView, view.release());
     contentView->setParent(this);
     contentView->adjustSize();
-    setFixedSize(contentView->size());
+    fitContentView();
     setShown(*contentView, true);
     if (former) {
         setShown(*former, false);
         // The former view may be the one whose key press led here.
         former->deleteLater();
     }
+}
+
+void CapturePanel::setFloating(bool nowFloating)
+{
+    floating = nowFloating;
+    if (contentView)
+        fitContentView();
+}
+
+QRect CapturePanel::frame() const
+{
+    return floating ? rect() - shadowMargins : rect();
+}
+
+void CapturePanel::fitContentView()
+{
+    const QMargins around = floating ? shadowMargins : QMargins();
+    contentView->move(around.left(), around.top());
+    setFixedSize(contentView->size().grownBy(around));
 }
 
 void CapturePanel::closeEvent(QCloseEvent* event)
@@ -52,10 +72,10 @@ void CapturePanel::paintEvent(QPaintEvent* /*event*/)
 {
     tracePoint("paint");
     QPainter painter(this);
-    QColor line = palette().color(QPalette::WindowText);
-    line.setAlphaF(lineShare);
-    painter.setPen(line);
-    painter.drawRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5));
+    if (floating)
+        paintFloatingFrame(painter, frame(), palette());
+    else
+        paintSquareFrame(painter, frame(), palette());
 }
 
 } // namespace quibel

@@ -8,9 +8,11 @@ namespace quibel {
 
 class CapturePanelView;
 
-/// The window of the capture panel: no frame but a thin line, as large as its content.
+/// The window of the capture panel: its content within a thin line.
 ///
-/// Its native window is there from the start.
+/// A panel that floats has rounded corners and a shadow around its frame, which takes a desktop
+/// that shows what lies below where a window is transparent. Its native window is there from the
+/// start.
 class CapturePanel : public PanelPart
 {
     Q_OBJECT
@@ -18,8 +20,13 @@ class CapturePanel : public PanelPart
 public:
     CapturePanel();
 
-    /// Replaces the content; the panel takes its fitting size.
+    /// Replaces the content; the frame takes its fitting size.
     void setContentView(std::unique_ptr<CapturePanelView> view);
+
+    void setFloating(bool nowFloating);
+
+    /// The panel without its shadow, in the coordinates of the window.
+    [[nodiscard]] QRect frame() const;
 
 protected:
     /// Closing from outside, as by a window manager's key, is Escape.
@@ -27,7 +34,10 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void fitContentView();
+
     CapturePanelView* contentView = nullptr;
+    bool floating = false;
 };
 
 } // namespace quibel

@@ -56,6 +56,10 @@ CapturePanelController::CapturePanelController(PanelWindows& windows, Screens& d
     : panelWindows(windows)
     , screens(desktopScreens)
 {
+    connect(&windows,
+            &PanelWindows::translucencyChanged,
+            this,
+            &CapturePanelController::followTranslucency);
 }
 
 void CapturePanelController::prepare()
@@ -82,6 +86,7 @@ void CapturePanelController::show(ShowRequest request)
     window.setContentView(std::move(view));
     tracePoint("view");
     positionPanel();
+    panelWindows.setFrame(*window.windowHandle(), window.frame());
     panelWindows.makeKeyAndOrderFront(*window.windowHandle());
     installKeyMonitor();
     const auto focus = [this, &root] { focusTextField(root); };
@@ -116,6 +121,7 @@ CapturePanel& CapturePanelController::existingPanel()
 {
     if (!panel) {
         panel = std::make_unique<CapturePanel>();
+        panel->setFloating(panelWindows.areTranslucent());
         panelWindows.prepare(*panel->windowHandle(), PanelKind::capture);
     }
     return *panel;
@@ -145,7 +151,22 @@ void CapturePanelController::positionPanel()
         return;
     const QRectF visible = screen->visibleFrame;
     const QPointF point = screen->frame.contains(pointer) ? pointer : visible.center();
-    panelWindows.place(*panel->windowHandle(), fittingOrigin(panel->size(), point, visible));
+    placeFrame(fittingOrigin(panel->frame().size(), point, visible));
+}
+
+void CapturePanelController::placeFrame(QPoint origin)
+{
+    panelWindows.place(*panel->windowHandle(), origin - panel->frame().topLeft());
+}
+
+void CapturePanelController::followTranslucency()
+{
+    if (!panel)
+        return;
+    const QPoint origin = panel->windowHandle()->position() + panel->frame().topLeft();
+    panel->setFloating(panelWindows.areTranslucent());
+    placeFrame(origin);
+    panelWindows.setFrame(*panel->windowHandle(), panel->frame());
 }
 
 void CapturePanelController::installKeyMonitor()

@@ -63,6 +63,8 @@ private:
     [[nodiscard]] CapturePanel& existingPanel();
     void fillState(ShowRequest& request);
     void positionPanel();
+    void placeFrame(QPoint origin);
+    void followTranslucency();
     void focusTextField(QWidget& root);
     void installKeyMonitor();
     void handleArrowKey(int key);

@@ -5,13 +5,18 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QScreen>
 #include <QWindow>
 
 #include <array>
 
+#include <xcb/shape.h>
+
 namespace quibel {
 
 namespace {
+
+constexpr std::uint8_t depthWithAlpha = 32;
 
 /// The toolkit's connection: on it, the requests here stay in order with its own for the window.
 xcb_connection_t* toolkitConnection()
@@ -20,7 +25,7 @@ xcb_connection_t* toolkitConnection()
     return x11 != nullptr ? x11->connection() : nullptr;
 }
 
-xcb_window_t windowOf(QWindow& panel)
+xcb_window_t windowOf(const QWindow& panel)
 {
     return static_cast<xcb_window_t>(panel.winId());
 }
@@ -45,11 +50,50 @@ void setFocus(xcb_window_t window)
         xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME)));
 }
 
+bool hasVisualWithAlpha(const xcb_screen_t& screen)
+{
+    for (auto depths = xcb_screen_allowed_depths_iterator(&screen); depths.rem > 0;
+         xcb_depth_next(&depths))
+        if (depths.data->depth == depthWithAlpha && depths.data->visuals_len > 0)
+            return true;
+    return false;
+}
+
+/// Asks picom, which gives one to every window, for no shadow.
+void forgoShadow(XcbConnection& atoms, xcb_window_t window)
+{
+    constexpr std::array<std::uint32_t, 1> none { 0 };
+    xcb_change_property(toolkitConnection(),
+                        XCB_PROP_MODE_REPLACE,
+                        window,
+                        atoms.atom("_COMPTON_SHADOW"),
+                        XCB_ATOM_CARDINAL,
+                        32,
+                        none.size(),
+                        none.data());
+}
+
+/// Has the server fill the window with nothing whenever it fills it, instead of leaving what lay
+/// there before.
+void setBackground(xcb_window_t window, bool transparent)
+{
+    const std::uint32_t mask = transparent ? XCB_CW_BACK_PIXEL : XCB_CW_BACK_PIXMAP;
+    constexpr std::array<std::uint32_t, 1> nothing { 0 };
+    xcb_change_window_attributes(toolkitConnection(), window, mask, nothing.data());
+}
+
 } // namespace
 
 XcbPanelWindows::XcbPanelWindows(XcbConnection& connection)
     : x(connection)
+    , compositor(x, x.screenAtom("_NET_WM_CM_S"))
 {
+    connect(&compositor, &XcbSelectionOwner::changed, this, &PanelWindows::translucencyChanged);
+}
+
+bool XcbPanelWindows::areTranslucent() const
+{
+    return compositor.window() != XCB_WINDOW_NONE && hasVisualWithAlpha(*x.screen());
 }
 
 void XcbPanelWindows::prepare(QWindow& panel, PanelKind kind)
@@ -59,6 +103,9 @@ void XcbPanelWindows::prepare(QWindow& panel, PanelKind kind)
     if (kind == PanelKind::capture) {
         panel.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint);
         panel.installEventFilter(this);
+        forgoShadow(x, windowOf(panel));
+        // A screen may have more pixels to the point than the one before.
+        connect(&panel, &QWindow::screenChanged, this, [this, &panel] { shapeInput(panel); });
     } else
         panel.setFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint
                        | Qt::WindowCloseButtonHint);
@@ -67,6 +114,36 @@ void XcbPanelWindows::prepare(QWindow& panel, PanelKind kind)
 void XcbPanelWindows::place(QWindow& panel, QPoint origin)
 {
     panel.setPosition(origin);
+}
+
+void XcbPanelWindows::setFrame(QWindow& panel, const QRect& frame)
+{
+    frames.insert(&panel, frame);
+    shapeInput(panel);
+}
+
+void XcbPanelWindows::shapeInput(const QWindow& panel) const
+{
+    xcb_connection_t* connection = toolkitConnection();
+    const auto* shape = xcb_get_extension_data(connection, &xcb_shape_id);
+    if (shape == nullptr || shape->present == 0)
+        return;
+    const QRectF frame = frames.value(&panel);
+    const double scale = panel.devicePixelRatio();
+    const QRect pixels = QRectF(frame.topLeft() * scale, frame.size() * scale).toAlignedRect();
+    const xcb_rectangle_t area { .x = static_cast<std::int16_t>(pixels.x()),
+                                 .y = static_cast<std::int16_t>(pixels.y()),
+                                 .width = static_cast<std::uint16_t>(pixels.width()),
+                                 .height = static_cast<std::uint16_t>(pixels.height()) };
+    xcb_shape_rectangles(connection,
+                         XCB_SHAPE_SO_SET,
+                         XCB_SHAPE_SK_INPUT,
+                         XCB_CLIP_ORDERING_UNSORTED,
+                         windowOf(panel),
+                         0,
+                         0,
+                         1,
+                         &area);
 }
 
 void XcbPanelWindows::makeKeyAndOrderFront(QWindow& panel)
@@ -79,10 +156,14 @@ void XcbPanelWindows::makeKeyAndOrderFront(QWindow& panel)
 
 void XcbPanelWindows::orderOut(QWindow& panel)
 {
+    const bool isCapture = kinds.value(&panel) == PanelKind::capture;
     // Left to itself, the server gives the focus of a window that vanishes to the root, where some
     // window managers pick it up late and put it into a window of their own choice.
-    if (kinds.value(&panel) == PanelKind::capture && focusedWindow() == windowOf(panel))
+    if (isCapture && focusedWindow() == windowOf(panel))
         setFocus(focusBefore);
+    // A compositor that fades windows out does so with what they showed last.
+    if (isCapture && areTranslucent())
+        xcb_clear_area(toolkitConnection(), 0, windowOf(panel), 0, 0, 0, 0);
     panel.hide();
 }
 
@@ -96,6 +177,7 @@ bool XcbPanelWindows::eventFilter(QObject* watched, QEvent* event)
 
 void XcbPanelWindows::makeCapturePanelKey(QWindow& panel)
 {
+    setBackground(windowOf(panel), areTranslucent());
     panel.show();
     tracePoint("map");
     const std::array<std::uint32_t, 1> above { XCB_STACK_MODE_ABOVE };

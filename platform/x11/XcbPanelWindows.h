@@ -2,8 +2,10 @@
 
 #include "platform/PanelWindows.h"
 #include "platform/x11/XcbConnection.h"
+#include "platform/x11/XcbSelectionOwner.h"
 
 #include <QHash>
+#include <QRect>
 
 namespace quibel {
 
@@ -13,15 +15,17 @@ namespace quibel {
 /// press and the panel, no prevention of focus stealing applies, and it lies over full-screen
 /// windows and on every desktop. It takes the input focus itself and hands it back. The dialog is
 /// an ordinary window that floats and that no task bar, pager or switcher offers.
-class XcbPanelWindows final : public QObject, public PanelWindows
+class XcbPanelWindows final : public PanelWindows
 {
     Q_OBJECT
 
 public:
     explicit XcbPanelWindows(XcbConnection& connection);
 
+    [[nodiscard]] bool areTranslucent() const override;
     void prepare(QWindow& panel, PanelKind kind) override;
     void place(QWindow& panel, QPoint origin) override;
+    void setFrame(QWindow& panel, const QRect& frame) override;
     void makeKeyAndOrderFront(QWindow& panel) override;
     void orderOut(QWindow& panel) override;
 
@@ -32,9 +36,12 @@ private:
     void makeDialogKey(QWindow& panel);
     void makeCapturePanelKey(QWindow& panel);
     void takeFocus(QWindow& panel);
+    void shapeInput(const QWindow& panel) const;
 
     XcbConnection& x; ///< Knows the atoms; requests go over the toolkit's connection.
+    XcbSelectionOwner compositor;
     QHash<const QWindow*, PanelKind> kinds;
+    QHash<const QWindow*, QRect> frames;
     /// What had the keyboard before a capture panel took it, and gets it back.
     xcb_window_t focusBefore = XCB_INPUT_FOCUS_POINTER_ROOT;
 };

@@ -3,6 +3,7 @@
 #include "platform/PanelWindows.h"
 #include "tests/fakes/Journal.h"
 
+#include <QRect>
 #include <QStringList>
 #include <QWindow>
 
@@ -14,6 +15,13 @@ namespace quibel {
 class FakePanelWindows final : public PanelWindows
 {
 public:
+    [[nodiscard]] bool areTranslucent() const override { return translucent; }
+    void setTranslucent(bool nowTranslucent)
+    {
+        translucent = nowTranslucent;
+        Q_EMIT translucencyChanged();
+    }
+
     void prepare(QWindow& window, PanelKind panelKind) override
     {
         calls << QStringLiteral("prepare");
@@ -28,6 +36,8 @@ public:
         origin = topLeft;
         window.setPosition(topLeft);
     }
+
+    void setFrame(QWindow& /*window*/, const QRect& area) override { frame = area; }
 
     void makeKeyAndOrderFront(QWindow& window) override
     {
@@ -47,7 +57,11 @@ public:
     QWindow* panel = nullptr; ///< As last prepared.
     std::optional<PanelKind> kind;
     std::optional<QPoint> origin; ///< As last placed.
+    std::optional<QRect> frame;   ///< As last set.
     Journal* journal = nullptr;
+
+private:
+    bool translucent = false;
 };
 
 } // namespace quibel

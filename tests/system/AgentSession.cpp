@@ -20,6 +20,7 @@ namespace quibel::testing {
 namespace {
 
 constexpr int panelWidth = 484;
+constexpr int panelShadow = 24;
 constexpr int largestIcon = 64;
 constexpr QSize unusedPanelSize(320, 60);
 constexpr int patienceMs = 20'000;
@@ -212,9 +213,15 @@ std::vector<AgentSession::Window> AgentSession::windows(const QStringList& restr
 
 std::optional<AgentSession::Window> AgentSession::panel() const
 {
-    for (const Window& window : visibleWindows())
-        if (window.geometry.width() == qRound(panelWidth * panelScale))
+    const int width = qRound(panelWidth * panelScale);
+    const int shadow = qRound(panelShadow * panelScale);
+    for (const Window& window : visibleWindows()) {
+        const QRect inner = window.geometry.adjusted(shadow, shadow, -shadow, -shadow);
+        if (window.geometry.width() == width)
             return window;
+        if (inner.width() == width)
+            return Window { .id = window.id, .geometry = inner };
+    }
     return std::nullopt;
 }
 

@@ -82,7 +82,8 @@ public:
         WId id = 0;
         QRect geometry;
     };
-    /// The visible window of the panel; none while it is closed.
+    /// The visible window of the panel, as large as its frame is without a shadow; none while it is
+    /// closed.
     [[nodiscard]] std::optional<Window> panel() const;
     [[nodiscard]] bool panelHasKeyboard() const;
     /// Presses the hot key and waits until the panel has the keyboard.

@@ -59,7 +59,7 @@ private Q_SLOTS:
         const QRect area = session.panel()->geometry;
         const auto corner = [&] {
             return editor.screen()
-                ->grabWindow(0, area.x() + 3, area.y() + 3, 1, 1)
+                ->grabWindow(0, area.x() + 6, area.y() + 6, 1, 1)
                 .toImage()
                 .pixelColor(0, 0);
         };

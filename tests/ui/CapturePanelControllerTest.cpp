@@ -343,6 +343,54 @@ private Q_SLOTS:
             QVERIFY(qAbs(panel.top() + panel.height() / 2.0 - pointer.y()) <= 0.5);
     }
 
+    void placesTheFrameOfAPanelThatFloats_data() { placesThePanelOnThePointer_data(); }
+
+    void placesTheFrameOfAPanelThatFloats()
+    {
+        QFETCH(const QPoint, pointer);
+        Bench square;
+        square.screens.pointer = pointer;
+        square.show();
+        Bench floating;
+        floating.screens.pointer = pointer;
+        floating.windows.setTranslucent(true);
+        floating.show();
+        const QRect frame = *floating.windows.frame;
+        QCOMPARE(*square.windows.frame, square.panel()->rect());
+        QCOMPARE(frame.size(), square.panel()->size());
+        QCOMPARE(floating.view()->geometry(), frame);
+        QVERIFY(frame.left() > 0 && frame.top() > 0);
+        QVERIFY(floating.panel()->rect().contains(frame.adjusted(-1, -1, 1, 1)));
+        QCOMPARE(*floating.windows.origin + frame.topLeft(), *square.windows.origin);
+    }
+
+    void floatsAsLongAsWindowsAreTranslucent_data()
+    {
+        QTest::addColumn<bool>("shown");
+        QTest::newRow("shown") << true;
+        QTest::newRow("between two showings") << false;
+    }
+
+    void floatsAsLongAsWindowsAreTranslucent()
+    {
+        QFETCH(const bool, shown);
+        Bench bench;
+        bench.show();
+        QTest::keyClicks(bench.field(), u"typed"_s);
+        const QRect square(*bench.windows.origin, bench.panel()->size());
+        for (const bool floating : { true, false, true }) {
+            if (!shown)
+                bench.controller.close();
+            bench.windows.setTranslucent(floating);
+            if (!shown)
+                bench.show();
+            QCOMPARE(bench.windows.frame->translated(*bench.windows.origin), square);
+            QCOMPARE(bench.view()->geometry(), *bench.windows.frame);
+            QCOMPARE(*bench.windows.frame == bench.panel()->rect(), !floating);
+            QCOMPARE(bench.field()->text(), shown ? u"typed"_s : u""_s);
+        }
+    }
+
     void placesThePanelOnTheScreenOfThePointer()
     {
         Bench bench;

@@ -45,12 +45,14 @@ double contrast(QRgb a, QRgb b)
     return (light + 0.05) / (dark + 0.05);
 }
 
-/// What a picture shows between its border line and nothing else, in points.
+/// What a picture shows between its border line and nothing else, in points from the frame's
+/// corner.
 class Picture
 {
 public:
-    explicit Picture(QWidget& panel)
-        : image(panel.grab().toImage().convertToFormat(QImage::Format_RGB32))
+    explicit Picture(CapturePanelView& view)
+        : image(
+            view.window()->grab(view.geometry()).toImage().convertToFormat(QImage::Format_RGB32))
         , scale(image.devicePixelRatio())
         , paper(pixel({ 4, 4 }))
     {
@@ -86,8 +88,6 @@ public:
         return strongest;
     }
 
-    [[nodiscard]] bool save(const QString& fileName) const { return image.save(fileName); }
-
 private:
     void forEachPixel(const QRectF& area, const std::function<void(QPoint)>& visit) const
     {
@@ -120,7 +120,13 @@ class PanelPicturesTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { QApplication::setLayoutDirection(Qt::LeftToRight); }
+    void init() { controller.emplace(windows, screens); }
+
+    void cleanup()
+    {
+        controller.reset();
+        QApplication::setLayoutDirection(Qt::LeftToRight);
+    }
 
     void isLegibleInEveryState_data()
     {
@@ -130,6 +136,7 @@ private Q_SLOTS:
         QTest::addColumn<ScreenshotMode>("mode");
         QTest::addColumn<QString>("text");
         QTest::addColumn<Qt::LayoutDirection>("direction");
+        QTest::addColumn<bool>("floating");
 
         const QStringList one { u"Kitchen"_s };
         const QStringList three { u"Kitchen"_s, u"Garden"_s, u"Attic"_s };
@@ -148,8 +155,12 @@ private Q_SLOTS:
                                     ScreenshotMode mode,
                                     const QString& text,
                                     Qt::LayoutDirection direction = Qt::LeftToRight) {
-                QTest::addRow("%s, %s", name, look == Look::light ? "light" : "dark")
-                    << look << names << warning << mode << text << direction;
+                for (const bool floating : { false, true })
+                    QTest::addRow("%s, %s%s",
+                                  name,
+                                  look == Look::light ? "light" : "dark",
+                                  floating ? ", floating" : "")
+                        << look << names << warning << mode << text << direction << floating;
             };
             row("no project", {}, false, ScreenshotMode::off, {});
             row("no project, warning", {}, true, ScreenshotMode::off, {});
@@ -177,44 +188,99 @@ private Q_SLOTS:
         QFETCH(const ScreenshotMode, mode);
         QFETCH(const QString, text);
         QFETCH(const Qt::LayoutDirection, direction);
+        QFETCH(const bool, floating);
 
         QApplication::setPalette(makePalette(look));
         QApplication::setLayoutDirection(direction);
-        FakePanelWindows windows;
-        FakeScreens screens;
-        CapturePanelController controller(windows, screens);
-        controller.show({ .projects = makeProjects(names),
-                          .preferredProjectID = {},
-                          .showSyncWarning = warning,
-                          .screenshotMode = mode,
-                          .onScreenshotModeChanged = {},
-                          .onSubmit = {},
-                          .onCancel = {} });
-        QWidget& panel = *QWidget::find(windows.panel->winId());
-        auto& field = *panel.findChild<QLineEdit*>();
+        windows.setTranslucent(floating);
+        CapturePanelView& view = show({ .projects = makeProjects(names),
+                                        .preferredProjectID = {},
+                                        .showSyncWarning = warning,
+                                        .screenshotMode = mode,
+                                        .onScreenshotModeChanged = {},
+                                        .onSubmit = {},
+                                        .onCancel = {} });
+        auto& field = *view.findChild<QLineEdit*>();
         field.setText(text);
-        QVERIFY(QTest::qWaitForWindowExposed(windows.panel));
 
-        const Picture picture(panel);
-        save(picture);
-        QVERIFY(picture.hasSize(QSizeF(484, panel.height())));
+        save(*view.window());
+        const Picture picture(view);
+        QVERIFY(picture.hasSize(QSizeF(484, view.height())));
         QCOMPARE(QColor(picture.background()), makePalette(look).color(QPalette::Window));
         QVERIFY(contrast(picture.pixel({ 0, 20 }), picture.background()) > 1.5);
 
-        checkLabels(picture, panel);
+        checkLabels(picture, view);
         checkField(picture, field);
-        checkPadding(picture, panel);
+        // A floating panel's line is bent into its corners.
+        checkPadding(picture, view, floating ? 4 : 2);
+    }
+
+    void castsASoftShadow_data()
+    {
+        QTest::addColumn<Look>("look");
+        QTest::newRow("light") << Look::light;
+        QTest::newRow("dark") << Look::dark;
+    }
+
+    void castsASoftShadow()
+    {
+        QFETCH(const Look, look);
+        QApplication::setPalette(makePalette(look));
+        windows.setTranslucent(true);
+        CapturePanelView& view = show({});
+        const QImage image = view.window()->grab().toImage();
+        const double scale = image.devicePixelRatio();
+        const QRect frame
+            = QRectF(QPointF(view.pos()) * scale, QSizeF(view.size()) * scale).toAlignedRect();
+        const auto opacity = [&](QPoint pixel) { return qAlpha(image.pixel(pixel)); };
+
+        for (const QPoint corner :
+             { frame.topLeft(), frame.topRight(), frame.bottomLeft(), frame.bottomRight() })
+            QVERIFY(opacity(corner) < 100);
+        const int bend = qCeil(4 * scale);
+        for (const QPoint inside :
+             { frame.topLeft() + QPoint(bend, bend), frame.bottomRight() - QPoint(bend, bend) })
+            QCOMPARE(opacity(inside), 255);
+
+        const QPoint centre = frame.center();
+        checkFading(image, { frame.left() - 1, centre.y() }, { -1, 0 });
+        checkFading(image, { frame.right() + 1, centre.y() }, { 1, 0 });
+        checkFading(image, { centre.x(), frame.top() - 1 }, { 0, -1 });
+        checkFading(image, { centre.x(), frame.bottom() + 1 }, { 0, 1 });
+        checkFading(image, frame.topLeft(), { -1, -1 });
+        checkFading(image, frame.bottomRight(), { 1, 1 });
     }
 
 private:
+    [[nodiscard]] CapturePanelView& show(CapturePanelController::ShowRequest request)
+    {
+        controller->show(std::move(request));
+        if (!QTest::qWaitForWindowExposed(windows.panel))
+            qFatal("the panel does not appear");
+        return *QWidget::find(windows.panel->winId())->findChild<CapturePanelView*>();
+    }
+
+    /// From `start` outwards there is ever less shadow, step by step, and none in the end.
+    static void checkFading(const QImage& image, QPoint start, QPoint step)
+    {
+        int former = qAlpha(image.pixel(start));
+        QVERIFY(former > 20 && former < 200);
+        for (QPoint pixel = start + step; image.valid(pixel); pixel += step) {
+            const int opacity = qAlpha(image.pixel(pixel));
+            QVERIFY(opacity <= former && former - opacity < 30);
+            former = opacity;
+        }
+        QVERIFY(former <= 2);
+    }
+
     /// Each label that shows something shows it within its own area and apart from its neighbours.
-    static void checkLabels(const Picture& picture, const QWidget& panel)
+    static void checkLabels(const Picture& picture, const QWidget& view)
     {
         QRectF former;
-        for (const auto* label : panel.findChildren<QLabel*>()) {
+        for (const auto* label : view.findChildren<QLabel*>()) {
             if (!label->isVisible() || label->text().isEmpty())
                 continue;
-            const QRectF area(label->mapTo(&panel, QPoint(0, 0)), label->size());
+            const QRectF area(label->mapTo(&view, QPoint(0, 0)), label->size());
             const QRectF ink = picture.ink(area.adjusted(-2, -1, 2, 1));
             QVERIFY2(!ink.isEmpty(), qPrintable(label->text()));
             QVERIFY2(area.adjusted(-0.5, -0.5, 0.5, 0.5).contains(ink), qPrintable(label->text()));
@@ -226,7 +292,7 @@ private:
 
     static void checkField(const Picture& picture, const QLineEdit& field)
     {
-        const QRectF area(field.mapTo(field.window(), QPoint(0, 0)), field.size());
+        const QRectF area = field.geometry();
         const QRectF ink = picture.ink(area.adjusted(0, -2, 0, 2));
         QVERIFY(!ink.isEmpty());
         QVERIFY(area.contains(ink));
@@ -234,14 +300,14 @@ private:
     }
 
     /// Nothing is drawn into the padding but the border line.
-    static void checkPadding(const Picture& picture, const QWidget& panel)
+    static void checkPadding(const Picture& picture, const QWidget& view, int line)
     {
-        const QRectF inner = QRectF(panel.rect()).adjusted(2, 2, -2, -2);
-        const QRectF content = QRectF(panel.rect()).adjusted(12, 8, -12, -8);
+        const QRectF inner = QRectF(view.rect()).adjusted(line, line, -line, -line);
+        const QRectF content = QRectF(view.rect()).adjusted(12, 8, -12, -8);
         QVERIFY(content.adjusted(-0.5, -0.5, 0.5, 0.5).contains(picture.ink(inner)));
     }
 
-    void save(const Picture& picture) const
+    void save(QWidget& panel) const
     {
         const QString wanted = qEnvironmentVariable("QUIBEL_PICTURES_DIR");
         const QDir target(wanted.isEmpty() ? directory.path() : wanted);
@@ -249,9 +315,12 @@ private:
         name.replace(u", "_s, u"-"_s).replace(u' ', u'_');
         const double scale = QGuiApplication::primaryScreen()->devicePixelRatio();
         QVERIFY(target.mkpath(u"."_s));
-        QVERIFY(picture.save(target.filePath(u"%1@%2x.png"_s.arg(name).arg(scale))));
+        QVERIFY(panel.grab().save(target.filePath(u"%1@%2x.png"_s.arg(name).arg(scale))));
     }
 
+    FakePanelWindows windows;
+    FakeScreens screens;
+    std::optional<CapturePanelController> controller;
     QTemporaryDir directory;
 };
 
