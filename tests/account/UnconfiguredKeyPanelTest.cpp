@@ -4,6 +4,7 @@
 #include "tests/fakes/FakePreferences.h"
 #include "tests/fakes/FakeScreens.h"
 #include "tests/fakes/FakeSecretItems.h"
+#include "tests/fakes/FakeWorkspace.h"
 
 #include <QTest>
 
@@ -23,6 +24,7 @@ private Q_SLOTS:
         FakeSecretItems secretItems;
         FakeHttpSession session;
         FakePanelWindows windows;
+        FakeWorkspace workspace;
         FakeScreens screens;
         ProjectStore store({ .defaults = preferences,
                              .secretItems = secretItems,
@@ -30,7 +32,7 @@ private Q_SLOTS:
                              .environment = QProcessEnvironment(),
                              .standardOutput = {} });
         KeychainService keychain = makeAgentKeychain(secretItems);
-        APIKeyPanelController controller(store, keychain, windows, screens);
+        APIKeyPanelController controller(store, keychain, windows, workspace, screens);
         controller.show();
         QWidget* const panel = QApplication::topLevelWidgets().constFirst()->window();
         auto* const save = panel->findChild<QPushButton*>(u"saveButton"_s);
