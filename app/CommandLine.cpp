@@ -108,8 +108,9 @@ std::variant<CommandLine, CommandLine::Notice> CommandLine::parse(const QStringL
     const bool json = form->tellsAsJson && asked.removeOne(u"json"_s);
     if (!asked.isEmpty())
         return misuse(u"--%1 does not go with --%2"_s.arg(asked.constFirst(), form->option));
-    const QString operand = options.value(form->option);
-    if (!form->operands.isEmpty() && !form->operands.contains(operand))
+    const bool takesOperand = !form->operands.isEmpty();
+    const QString operand = takesOperand ? options.value(form->option) : QString();
+    if (takesOperand && !form->operands.contains(operand))
         return misuse(
             u"--%1 takes one of these: %2"_s.arg(form->option, form->operands.join(u", "_s)));
     return CommandLine { .command = form->command, .operand = operand, .json = json };
