@@ -79,7 +79,7 @@ private Q_SLOTS:
                                    u"label: API Key"_s,
                                    u"password text: API Key, focused"_s,
                                    u"label: Generate an API key at %1/settings"_s.arg(host),
-                                   u"push button: Save"_s }));
+                                   u"button: Save"_s }));
         QVERIFY(dismissPanel(session));
     }
 

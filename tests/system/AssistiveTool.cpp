@@ -55,13 +55,20 @@ bool isOfAnotherProcess(AtspiAccessible* object)
         != static_cast<guint>(QCoreApplication::applicationPid());
 }
 
+/// The name of a role, as new versions of AT-SPI have it.
+QString roleOf(AtspiAccessible* object)
+{
+    const QString role = taken(atspi_accessible_get_role_name(object, nullptr));
+    return role == u"push button"_s ? u"button"_s : role;
+}
+
 AssistiveTool::Part partOf(AtspiAccessible* object, int depth)
 {
     const GLibHandle<AtspiStateSet> states(atspi_accessible_get_state_set(object));
     const auto is = [&states](AtspiStateType state) {
         return states && atspi_state_set_contains(states.get(), state) != FALSE;
     };
-    return { .role = taken(atspi_accessible_get_role_name(object, nullptr)),
+    return { .role = roleOf(object),
              .name = nameOf(object),
              .text = textOf(object),
              .showing = is(ATSPI_STATE_SHOWING),
