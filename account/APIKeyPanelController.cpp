@@ -187,8 +187,10 @@ void APIKeyPanelController::savePressed()
         key, [controller = QPointer(this), key](const ProjectsResult& result) {
             if (!controller)
                 return;
-            const auto finish = [controller, key, result] { controller->finishCheck(key, result); };
-            QMetaObject::invokeMethod(controller, finish, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                controller,
+                [controller, key, result] { controller->finishCheck(key, result); },
+                Qt::QueuedConnection);
         });
 }
 

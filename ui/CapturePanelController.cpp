@@ -33,6 +33,16 @@ QLineEdit* firstTextField(QWidget& root)
     return nullptr;
 }
 
+/// Makes `window` the toolkit's active window without asking the window system.
+void makeActive(QWidget& window)
+{
+    // activateWindow() would ask for a keyboard that the window has already: no event would come.
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    QApplication::setActiveWindow(&window);
+    QT_WARNING_POP
+}
+
 bool isArrowKey(int key)
 {
     return key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Down || key == Qt::Key_Up;
@@ -98,7 +108,7 @@ void CapturePanelController::focusTextField(QWidget& root)
     // When the panel is shown again before the window system has told of its loss of the keyboard,
     // hiding has made it inactive and no event makes it active again.
     if (QGuiApplication::focusWindow() == panel->windowHandle())
-        QApplication::setActiveWindow(panel.get());
+        makeActive(*panel);
     if (QLineEdit* field = firstTextField(root))
         field->setFocus();
 }
@@ -156,7 +166,11 @@ void CapturePanelController::positionPanel()
 
 void CapturePanelController::placeFrame(QPoint origin)
 {
+    const QSize size = panel->size();
     panelWindows.place(*panel->windowHandle(), origin - panel->frame().topLeft());
+    // Qt 6.8 tells a window its widget's size only when it is shown; a window that changes its
+    // screen before gives the widget its own former size back.
+    panel->resize(size);
 }
 
 void CapturePanelController::followTranslucency()
