@@ -1,5 +1,6 @@
 #include "tests/service/TestCertificates.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QProcess>
 #include <QSslCertificate>
@@ -34,10 +35,12 @@ TestCertificates::TestCertificates()
 {
     makeSelfSigned(u"authority"_s, { u"-addext"_s, u"basicConstraints=critical,CA:TRUE"_s });
     makeSelfSigned(u"selfSigned"_s, { u"-addext"_s, thisMachine });
-    issue(u"good"_s, thisMachine, 2);
-    issue(u"renewed"_s, thisMachine, 2);
-    issue(u"expired"_s, thisMachine, -1);
-    issue(u"wrongHost"_s, anotherMachine, 2);
+    writeConfiguration();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    issue(u"good"_s, thisMachine, now.addDays(2));
+    issue(u"renewed"_s, thisMachine, now.addDays(2));
+    issue(u"expired"_s, thisMachine, now.addDays(-1));
+    issue(u"wrongHost"_s, anotherMachine, now.addDays(2));
 }
 
 QSslCertificate TestCertificates::authority() const
@@ -80,7 +83,29 @@ void TestCertificates::makeSelfSigned(const QString& name, const QStringList& op
                + newKey + options);
 }
 
-void TestCertificates::issue(const QString& name, const QString& hosts, int days) const
+void TestCertificates::writeConfiguration() const
+{
+    QFile configuration(file(u"ca.conf"_s));
+    QFile database(file(u"issued"_s));
+    if (!configuration.open(QIODevice::WriteOnly) || !database.open(QIODevice::WriteOnly))
+        qFatal("cannot write %s", qPrintable(configuration.fileName()));
+    configuration.write(QStringLiteral("[ca]\n"
+                                       "default_ca = test\n"
+                                       "[test]\n"
+                                       "database = %1\n"
+                                       "new_certs_dir = %2\n"
+                                       "rand_serial = yes\n"
+                                       "unique_subject = no\n"
+                                       "default_md = sha256\n"
+                                       "copy_extensions = copy\n"
+                                       "policy = any\n"
+                                       "[any]\n"
+                                       "commonName = supplied\n")
+                            .arg(database.fileName(), directory.path())
+                            .toUtf8());
+}
+
+void TestCertificates::issue(const QString& name, const QString& hosts, const QDateTime& end) const
 {
     const QString request = file(name + u".csr"_s);
     runOpenssl(QStringList { u"req"_s,
@@ -93,19 +118,23 @@ void TestCertificates::issue(const QString& name, const QString& hosts, int days
                              u"-out"_s,
                              request }
                + newKey);
-    runOpenssl({ u"x509"_s,
-                 u"-req"_s,
+    // Not "openssl x509 -days -1", which newer versions refuse.
+    const QString format = u"yyyyMMddHHmmss'Z'"_s;
+    runOpenssl({ u"ca"_s,
+                 u"-batch"_s,
+                 u"-notext"_s,
+                 u"-config"_s,
+                 file(u"ca.conf"_s),
                  u"-in"_s,
                  request,
-                 u"-days"_s,
-                 QString::number(days),
-                 u"-copy_extensions"_s,
-                 u"copy"_s,
-                 u"-CA"_s,
+                 u"-startdate"_s,
+                 end.addDays(-4).toString(format),
+                 u"-enddate"_s,
+                 end.toString(format),
+                 u"-cert"_s,
                  authorityFile(),
-                 u"-CAkey"_s,
+                 u"-keyfile"_s,
                  file(u"authority.key"_s),
-                 u"-CAcreateserial"_s,
                  u"-out"_s,
                  file(name + u".pem"_s) });
 }

@@ -31,7 +31,8 @@ public:
 
 private:
     void makeSelfSigned(const QString& name, const QStringList& options) const;
-    void issue(const QString& name, const QString& hosts, int days) const;
+    void issue(const QString& name, const QString& hosts, const QDateTime& end) const;
+    void writeConfiguration() const;
     [[nodiscard]] QSslConfiguration configuration(const QString& name) const;
 
     QTemporaryDir directory;

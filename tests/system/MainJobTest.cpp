@@ -35,7 +35,8 @@ private Q_SLOTS:
         QVERIFY(maps.open(QIODevice::ReadOnly));
         const QByteArray loaded = maps.readAll();
         QVERIFY(loaded.contains("libQt6Network"));
-        QVERIFY2(!loaded.contains("libssl"), "TLS where none is spoken");
+        // Not libssl: libproxy of Debian 13 links it, through curl and LDAP.
+        QVERIFY2(!loaded.contains("libqopensslbackend"), "TLS where none is spoken");
         QVERIFY2(!loaded.contains("libQt6Svg"), "more than a path for the logo");
         QVERIFY2(!loaded.contains(" rwxp "), "code made at run time: for a regular expression");
     }
@@ -92,7 +93,8 @@ private Q_SLOTS:
         QVERIFY(session.output().contains("branch_id    : b1\n"));
         QCOMPARE(session.preferences()[u"quibel.screenshotMode"_s], u"on"_s);
         QCOMPARE(session.preferences()[u"quibel.lastUsedProjectId"_s], u"p2"_s);
-        QCOMPARE(session.preferences()[u"ProjectStore.projects"_s], QJsonArray({ u"p2"_s }));
+        QCOMPARE(session.preferences()[u"ProjectStore.projects"_s].toArray(),
+                 QJsonArray({ u"p2"_s }));
     }
 
     void eachPictureGoesToItsOwnBranch()

@@ -114,9 +114,6 @@ private Q_SLOTS:
         row("a target that is no path", RawHttp::request("GET host:443", {}), 400);
         row("an asterisk", RawHttp::request("OPTIONS *", {}), 400);
         row("an escape that is none", RawHttp::request("GET /?a=%zz", {}), 400);
-        row("NUL in the path", RawHttp::request(QByteArray("GET /a\0b", 8), {}), 400);
-        row("NUL in the query", RawHttp::request(QByteArray("GET /?a=\0b", 10), {}), 400);
-        row("NUL at the end of the path", RawHttp::request(QByteArray("GET /a\0", 7), {}), 400);
     }
     void refuses()
     {
@@ -148,6 +145,11 @@ private Q_SLOTS:
         QTest::newRow("a header without a colon") << RawHttp::request("GET /", { "nothing" });
         QTest::newRow("NUL in the name of a header")
             << RawHttp::request("GET /", { QByteArray("X\0Y: 1", 6) });
+        // libmicrohttpd answers these until 1.0, and from then on only cuts the connection.
+        QTest::newRow("NUL in the path") << RawHttp::request(QByteArray("GET /a\0b", 8), {});
+        QTest::newRow("NUL in the query") << RawHttp::request(QByteArray("GET /?a=\0b", 10), {});
+        QTest::newRow("NUL at the end of the path")
+            << RawHttp::request(QByteArray("GET /a\0", 7), {});
     }
     void cutsOffNoise()
     {
