@@ -44,10 +44,11 @@ function(quibel_program name)
   target_link_libraries(${name} PRIVATE quibel_options ${ARG_LIBRARIES})
 endfunction()
 
-# quibel_test(<class> [SOURCES <more files>] LIBRARIES <libraries> [LABELS <labels>] [TIMEOUT <seconds>])
-# One Qt Test class a file; <class>.cpp lies beside the CMakeLists.txt that calls this.
+# quibel_test(<class> [SOURCES <more files>] LIBRARIES <libraries> [LABELS <labels>] [TIMEOUT <seconds>] [MAY_MOUNT])
+# One Qt Test class a file; <class>.cpp lies beside the CMakeLists.txt that calls this. MAY_MOUNT: it
+# runs in a mount namespace of its own, with the right to mount there, if the system grants that.
 function(quibel_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "MAY_MOUNT" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 60)
   endif()
@@ -56,7 +57,10 @@ function(quibel_test name)
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests/bin")
   target_link_libraries(${name} PRIVATE quibel_options Qt6::Test ${ARG_LIBRARIES})
   target_precompile_headers(${name} REUSE_FROM quibel_precompiled)
-  add_test(NAME ${name} COMMAND ${name})
+  if(ARG_MAY_MOUNT)
+    set(launcher "${CMAKE_SOURCE_DIR}/tests/may_mount")
+  endif()
+  add_test(NAME ${name} COMMAND ${launcher} "$<TARGET_FILE:${name}>")
   set_tests_properties(${name} PROPERTIES
     TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" ENVIRONMENT "${QUIBEL_TEST_ENVIRONMENT}")
 endfunction()

@@ -1,5 +1,7 @@
 #include "tests/inbox/program/InboxProcess.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTest>
 
 #include <csignal>
@@ -85,6 +87,15 @@ void InboxProcess::signal(int number) const
 bool InboxProcess::waitForEnd()
 {
     return service->state() == QProcess::NotRunning || service->waitForFinished(patience);
+}
+
+QHash<QString, QString> InboxProcess::keptBranches() const
+{
+    QHash<QString, QString> branches;
+    const auto listed = run({ u"branches"_s, u"--json"_s });
+    for (const auto& branch : QJsonDocument::fromJson(listed.output).array())
+        branches.insert(branch[u"id"_s].toString(), branch[u"title"_s].toString());
+    return branches;
 }
 
 QByteArray InboxProcess::createKey() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -51,6 +52,8 @@ public:
 
     /// A new key for an agent.
     [[nodiscard]] QByteArray createKey() const;
+    /// The texts of all branches that are kept, by their ids.
+    [[nodiscard]] QHash<QString, QString> keptBranches() const;
 
 private:
     QString program;
