@@ -71,10 +71,22 @@ void ScriptedService::answer(Script newScript)
     script = std::move(newScript);
 }
 
+void ScriptedService::leaveToScript(const QByteArray& path)
+{
+    answers.remove(path);
+}
+
 void ScriptedService::release()
 {
     for (auto* connection : findChildren<ServiceConnection*>())
         connection->release();
+}
+
+void ScriptedService::release(std::size_t request)
+{
+    for (auto* connection : findChildren<ServiceConnection*>())
+        if (connection->lastRequest() == request)
+            connection->release();
 }
 
 void ScriptedService::disconnectClients()

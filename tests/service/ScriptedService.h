@@ -46,6 +46,8 @@ public:
     void answer(const QByteArray& path, const Answer& answer);
     /// Answers every request whose path has no answer of its own.
     void answer(Script script);
+    /// Takes the path's own answer away.
+    void leaveToScript(const QByteArray& path);
 
     /// Every complete request so far, oldest first.
     [[nodiscard]] const std::vector<ReceivedRequest>& requests() const { return received; }
@@ -60,6 +62,8 @@ public:
 
     /// Sends the answers that are held back.
     void release();
+    /// Sends the answer to one of `requests`, if that is held back.
+    void release(std::size_t request);
     /// Ends every open connection.
     void disconnectClients();
     /// Takes requests only so fast; slows a client's upload. No bytes: as fast as they come.

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void endsTheConnectionWhereTold_data();
     void endsTheConnectionWhereTold();
     void holdsAnAnswerUntilReleased();
+    void releasesOneOfTheAnswersThatAreHeld();
     void neverAnswersWhenTold();
     void sendsChunksOfOneByte();
     void sendsByteByByte();
@@ -121,6 +122,11 @@ void ScriptedServiceTest::prefersThePathsOwnAnswerToTheScript()
     client.input.clear();
     client.socket.write(get("/other"));
     QTRY_VERIFY(client.input.startsWith("HTTP/1.1 203 "));
+
+    service.leaveToScript("/known");
+    client.input.clear();
+    client.socket.write(get("/known"));
+    QTRY_VERIFY(client.input.startsWith("HTTP/1.1 500 "));
 }
 
 void ScriptedServiceTest::endsTheConnectionWhereTold_data()
@@ -165,6 +171,24 @@ void ScriptedServiceTest::holdsAnAnswerUntilReleased()
 
     service.release();
     QTRY_VERIFY(held.input.endsWith("late"));
+}
+
+void ScriptedServiceTest::releasesOneOfTheAnswersThatAreHeld()
+{
+    ScriptedService service;
+    service.answer("/", Answer::reply(200, "late").heldBack());
+    RawClient first(service);
+    first.socket.write(get("/"));
+    QTRY_COMPARE(service.requests().size(), 1U);
+    RawClient second(service);
+    second.socket.write(get("/"));
+    QTRY_COMPARE(service.requests().size(), 2U);
+
+    service.release(1);
+    QTRY_VERIFY(second.input.endsWith("late"));
+    QVERIFY(first.input.isEmpty());
+    service.release(0);
+    QTRY_VERIFY(first.input.endsWith("late"));
 }
 
 void ScriptedServiceTest::neverAnswersWhenTold()

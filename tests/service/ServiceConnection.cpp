@@ -74,6 +74,7 @@ void ServiceConnection::takeRequests()
     if (answer)
         return;
     if (const auto request = nextRequest()) {
+        last = service.requests().size();
         answer = service.answerTo(*request);
         startAnswer();
     }

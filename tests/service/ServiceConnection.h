@@ -24,6 +24,8 @@ public:
 
     void release();
     void disconnectClient();
+    /// The place in ScriptedService::requests of the one that came last; none before the first.
+    [[nodiscard]] std::optional<std::size_t> lastRequest() const { return last; }
 
 private:
     void takeBytes();
@@ -38,6 +40,7 @@ private:
     QTimer intake;
     QTimer pace;
     QByteArray input;
+    std::optional<std::size_t> last;
     std::optional<Answer> answer; ///< What is still to be sent; none between two requests.
 };
 

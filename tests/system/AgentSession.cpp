@@ -171,13 +171,23 @@ void AgentSession::stopReading()
 
 void AgentSession::press(const QString& keys) const
 {
-    static_cast<void>(desktop.output(u"xdotool"_s, { u"key"_s, keys }));
+    xdotool({ u"key"_s, keys });
 }
 
 void AgentSession::type(const QString& text) const
 {
-    static_cast<void>(desktop.output(
-        u"xdotool"_s, { u"type"_s, u"--delay"_s, u"1"_s, u"--file"_s, u"-"_s }, text.toUtf8()));
+    xdotool({ u"type"_s, u"--delay"_s, u"1"_s, u"--file"_s, u"-"_s }, text.toUtf8());
+}
+
+void AgentSession::xdotool(const QStringList& arguments, const QByteArray& input) const
+{
+    QProcess process;
+    process.setProcessEnvironment(desktop.environment());
+    process.start(u"xdotool"_s, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    // In the event loop: what the keys uncover of this process's windows is drawn meanwhile.
+    static_cast<void>(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
 }
 
 std::vector<AgentSession::Window> AgentSession::visibleWindows() const

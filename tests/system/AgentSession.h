@@ -76,6 +76,8 @@ public:
     /// Presses keys as a keyboard does, for example "super+shift+b".
     void press(const QString& keys) const;
     void type(const QString& text) const;
+    /// Runs it to its end.
+    void xdotool(const QStringList& arguments, const QByteArray& input = {}) const;
 
     struct Window
     {
