@@ -13,14 +13,16 @@ namespace quibel {
 
 namespace {
 
-/// Asked of the window system's focus, since the toolkit holds on to the window that lost it for
-/// some tenths of a second.
-bool isOwnWindow(xcb_window_t window)
+/// The window of this program that has this number; null when it is another's. Asked of the window
+/// system's focus, since the toolkit holds on to the window that lost it for some tenths of a
+/// second.
+const QWindow* ownWindow(xcb_window_t window)
 {
     const auto own = QGuiApplication::topLevelWindows();
-    return std::ranges::any_of(own, [window](const QWindow* each) {
+    const auto found = std::ranges::find_if(own, [window](const QWindow* each) {
         return each->handle() != nullptr && each->winId() == window;
     });
+    return found == own.end() ? nullptr : *found;
 }
 
 RunningApplication ownApplication(xcb_window_t keyWindow)
@@ -75,7 +77,7 @@ void XcbWorkspace::setActivationPolicy(ActivationPolicy policy)
 std::optional<RunningApplication> XcbWorkspace::frontmostApplication()
 {
     const xcb_window_t focus = inputFocus();
-    if (isOwnWindow(focus))
+    if (ownWindow(focus) != nullptr)
         return ownApplication(focus);
     const std::vector<xcb_window_t> outwards = ancestry(focus);
     const xcb_window_t frontmost = frontmostWindow(outwards);
@@ -90,6 +92,9 @@ void XcbWorkspace::activate(const RunningApplication& application)
 {
     const xcb_window_t window = application.keyWindow;
     if (window == XCB_WINDOW_NONE)
+        return;
+    // The toolkit hides windows on its own connection, so the server may not know yet.
+    if (const QWindow* own = ownWindow(window); own != nullptr && !own->isVisible())
         return;
     const auto activeQuestion = askProperty(x.get(), x.root(), netActiveWindow);
     const auto currentQuestion = askProperty(x.get(), x.root(), netCurrentDesktop);
