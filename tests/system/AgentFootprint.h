@@ -21,9 +21,9 @@ struct AgentFootprint
     /// Errors: none when the process, or the server's X Resource extension, does not tell.
     [[nodiscard]] static std::optional<AgentFootprint> of(pid_t process);
 
-    /// What has grown since `earlier` by more than caches may that are filled late; empty when
-    /// nothing has.
-    [[nodiscard]] QString growthSince(const AgentFootprint& earlier) const;
+    /// What has grown since `earlier`, so many steps ago, by more than caches may that are filled
+    /// late; empty when nothing has.
+    [[nodiscard]] QString growthSince(const AgentFootprint& earlier, int steps) const;
 
     [[nodiscard]] QString text() const;
 };

@@ -85,7 +85,8 @@ private Q_SLOTS:
         QString growth;
         const auto hasNotGrown = [&] {
             const auto now = AgentFootprint::of(session.processId());
-            growth = now && before ? now->growthSince(*before) : QString();
+            growth
+                = now && before ? now->growthSince(*before, plan.steps - warmUpSteps) : QString();
             return growth.isEmpty();
         };
         QVERIFY2(QTest::qWaitFor(hasNotGrown, 20'000), qPrintable(growth));
