@@ -19,11 +19,10 @@ bool isModifierOrLock(Qt::Key key)
 }
 
 /// Shift alone would take a capital letter from everything that is typed.
-bool sufficesFor(Qt::Key key, Qt::KeyboardModifiers modifiers)
+bool suffice(Qt::KeyboardModifiers modifiers, Qt::Key key)
 {
     const bool typesText = key < Qt::Key_Escape;
-    return (modifiers & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
-        || (modifiers == Qt::ShiftModifier && !typesText);
+    return modifiers != Qt::NoModifier && (modifiers != Qt::ShiftModifier || !typesText);
 }
 
 std::optional<QKeyCombination> keyWithModifier(const QString& portableText)
@@ -32,11 +31,10 @@ std::optional<QKeyCombination> keyWithModifier(const QString& portableText)
     if (sequence.count() != 1)
         return std::nullopt;
     const QKeyCombination key = sequence[0];
-    if (key.key() == Qt::Key_unknown || isModifierOrLock(key.key())
-        || (key.keyboardModifiers() & Qt::KeypadModifier)
-        || !sufficesFor(key.key(), key.keyboardModifiers()))
-        return std::nullopt;
-    return key;
+    const bool canBe = key.key() != Qt::Key_unknown && !isModifierOrLock(key.key())
+        && !key.keyboardModifiers().testFlag(Qt::KeypadModifier)
+        && suffice(key.keyboardModifiers(), key.key());
+    return canBe ? std::optional(key) : std::nullopt;
 }
 
 HotKeyChoice refuse(const QString& wanted, const QString& reason)

@@ -114,13 +114,13 @@ std::vector<std::uint16_t> XcbKeyboard::masksOf(Qt::KeyboardModifiers modifiers)
                 combined.push_back(mask | bit);
         masks = std::move(combined);
     };
-    if (modifiers & Qt::ShiftModifier)
+    if (modifiers.testFlag(Qt::ShiftModifier))
         combineWith({ XCB_MOD_MASK_SHIFT });
-    if (modifiers & Qt::ControlModifier)
+    if (modifiers.testFlag(Qt::ControlModifier))
         combineWith({ XCB_MOD_MASK_CONTROL });
-    if (modifiers & Qt::AltModifier)
+    if (modifiers.testFlag(Qt::AltModifier))
         combineWith(alts);
-    if (modifiers & Qt::MetaModifier)
+    if (modifiers.testFlag(Qt::MetaModifier))
         combineWith(supers);
     return masks;
 }
