@@ -175,8 +175,8 @@ std::optional<Screen> APIKeyPanelController::screenOfKeyWindow()
 
 void APIKeyPanelController::savePressed()
 {
-    const QString key = keyField.text().trimmed();
-    if (key.isEmpty()) {
+    const SecretText key(keyField.text().trimmed());
+    if (key->isEmpty()) {
         showError(u"API key is required."_s);
         return;
     }
@@ -194,7 +194,7 @@ void APIKeyPanelController::savePressed()
         });
 }
 
-void APIKeyPanelController::finishCheck(const QString& key, const ProjectsResult& result)
+void APIKeyPanelController::finishCheck(const SecretText& key, const ProjectsResult& result)
 {
     if (const auto* error = std::get_if<APIError>(&result)) {
         saveButton.setEnabled(true);
@@ -216,9 +216,11 @@ void APIKeyPanelController::install(const ProjectList& projects)
     projectStore.applyFetchedProjects(projects);
     projectStore.didAttemptFetch = true;
     projectStore.apiKey([&store = projectStore](const KeyResult& stored) {
-        if (const auto* key = std::get_if<QString>(&stored))
+        if (const auto* key = std::get_if<SecretText>(&stored))
             store.fetchProjects(*key);
     });
+    const SecretText typed(keyField.text()); // To be overwritten, once it is here alone.
+    keyField.setText({});
     panel->orderOut();
 }
 

@@ -46,7 +46,7 @@ private:
     void centerPanel();
     [[nodiscard]] std::optional<Screen> screenOfKeyWindow();
     void savePressed();
-    void finishCheck(const QString& key, const ProjectsResult& result);
+    void finishCheck(const SecretText& key, const ProjectsResult& result);
     void install(const ProjectList& projects);
 
     ProjectStore& projectStore;

@@ -22,7 +22,7 @@ KeyResult keyOf(const SecretAnswer& answer)
                            QStringDecoder::Flag::Stateless
                                | QStringDecoder::Flag::ConvertInitialBom);
     QString key = decoder.decode(*answer.data);
-    return decoder.hasError() ? KeyResult(KeyError::noKey) : KeyResult(std::move(key));
+    return decoder.hasError() ? KeyResult(KeyError::noKey) : KeyResult(SecretText(std::move(key)));
 }
 
 } // namespace
@@ -40,7 +40,7 @@ void KeychainService::save(const QString& key, QObject& owner, std::function<voi
         done(false);
         return;
     }
-    const QByteArray data = key.toUtf8();
+    const SecretBytes data(key.toUtf8());
     const SecretStatus status = replace(data);
     if (status != SecretStatus::locked) {
         done(status == SecretStatus::success);

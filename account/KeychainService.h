@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/SecretItems.h"
+#include "platform/SecretText.h"
 
 #include <QString>
 
@@ -16,7 +17,7 @@ enum class KeyError {
     noAnswer, ///< The store is locked, gone or silent, and has not said whether it has one.
 };
 
-using KeyResult = std::variant<QString, KeyError>;
+using KeyResult = std::variant<SecretText, KeyError>;
 
 /// Keeps the user's API key as one item of the secret store. Knows nothing about the service.
 ///

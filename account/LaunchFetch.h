@@ -2,15 +2,23 @@
 
 #include "account/ProjectStore.h"
 
+#include <QDeadlineTimer>
 #include <QObject>
+#include <QTimer>
+
+#include <chrono>
+#include <memory>
 
 namespace quibel {
 
+class Connectivity;
+
 /// The one request for the projects of the run, made at launch.
 ///
-/// It waits, without asking anybody, while the secret store does not say whether there is a key. An
-/// answer that had to be waited for fills the list and does nothing else: by then the user may have
-/// worked on, and a branch may have been kept.
+/// It waits, without asking anybody, while the secret store does not say whether there is a key. If
+/// the service gives no answer, it is sent again when the network is back, at most once a minute,
+/// until there is one. An answer that had to be waited for fills the list and does nothing else: by
+/// then the user may have worked on, and a branch may have been kept.
 ///
 /// Thread: main.
 class LaunchFetch : public QObject
@@ -18,15 +26,28 @@ class LaunchFetch : public QObject
     Q_OBJECT
 
 public:
-    /// The store outlives this.
-    explicit LaunchFetch(ProjectStore& projectStore);
+    static constexpr std::chrono::minutes retryInterval { 1 };
+
+    /// Both outlive this.
+    LaunchFetch(ProjectStore& projectStore,
+                Connectivity& network,
+                std::chrono::milliseconds betweenRetries = retryInterval);
 
     void start();
 
 private:
     void fetch(const KeyResult& key, ProjectStore::Arrival arrival);
+    void takeResult(const ProjectsResult& result);
+    void tryAgain();
 
     ProjectStore& store;
+    Connectivity& connectivity;
+    std::chrono::milliseconds interval;
+    bool isUnderWay = true;
+    bool isToBeSentAgain = false;         ///< Once the request that is under way has failed.
+    std::unique_ptr<QObject> unconnected; ///< While the network is waited for.
+    QDeadlineTimer earliestRetry { 0 };
+    QTimer untilEarliest;
 };
 
 } // namespace quibel

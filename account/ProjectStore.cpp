@@ -111,11 +111,11 @@ void ProjectStore::apiKeyWhenAnswered(KeychainService::Receive receive)
 
 KeyResult ProjectStore::effectiveKey(const KeyResult& stored) const
 {
-    const auto* key = std::get_if<QString>(&stored);
-    if (key != nullptr && !key->isEmpty())
+    const auto* key = std::get_if<SecretText>(&stored);
+    if (key != nullptr && !(*key)->isEmpty())
         return stored;
-    QString fromEnvironment = environment.value(u"QUIBEL_API_KEY"_s);
-    if (!fromEnvironment.isEmpty())
+    SecretText fromEnvironment(environment.value(u"QUIBEL_API_KEY"_s));
+    if (!fromEnvironment->isEmpty())
         return fromEnvironment;
     return key != nullptr ? KeyResult(KeyError::noKey) : stored;
 }
@@ -126,19 +126,31 @@ std::optional<QUrl> ProjectStore::apiBaseURL() const
     return address ? std::optional(address->url) : std::nullopt;
 }
 
-void ProjectStore::fetchProjects(const QString& apiKey, Arrival arrival)
+void ProjectStore::fetchProjects(const QString& apiKey,
+                                 Arrival arrival,
+                                 std::function<void(const ProjectsResult&)> completion)
 {
-    requestProjects(apiKey, [store = QPointer(this), arrival](const ProjectsResult& result) {
-        const auto* fetched = std::get_if<ProjectList>(&result);
-        if (!store || !fetched || fetched->empty())
-            return;
-        if (arrival == Arrival::late)
-            store->fillList(*fetched);
-        else
-            store->applyFetchedProjects(*fetched);
-        store->standardOutput("Loaded " + QByteArray::number(fetched->size())
-                              + " projects from API\n");
-    });
+    requestProjects(apiKey,
+                    [store = QPointer(this), arrival, completion = std::move(completion)](
+                        const ProjectsResult& result) {
+                        if (!store)
+                            return;
+                        store->takeProjects(result, arrival);
+                        if (completion)
+                            completion(result);
+                    });
+}
+
+void ProjectStore::takeProjects(const ProjectsResult& result, Arrival arrival)
+{
+    const auto* fetched = std::get_if<ProjectList>(&result);
+    if (!fetched || fetched->empty())
+        return;
+    if (arrival == Arrival::late)
+        fillList(*fetched);
+    else
+        applyFetchedProjects(*fetched);
+    standardOutput("Loaded " + QByteArray::number(fetched->size()) + " projects from API\n");
 }
 
 void ProjectStore::requestProjects(const QString& apiKey,

@@ -57,8 +57,11 @@ public:
     /// What an answer does: it is applied, or, when it is `late`, fills the list and nothing else.
     enum class Arrival { inTime, late };
 
-    /// Asks the service for the projects and takes an answer that is not empty.
-    void fetchProjects(const QString& apiKey, Arrival arrival = Arrival::inTime);
+    /// Asks the service for the projects and takes an answer that is not empty. `completion` is
+    /// called after that, as by `requestProjects`.
+    void fetchProjects(const QString& apiKey,
+                       Arrival arrival = Arrival::inTime,
+                       std::function<void(const ProjectsResult&)> completion = {});
 
     /// Asks the service for the projects. `completion` is called once: at once with `network` when
     /// there is no base URL, else in a later turn of the event loop; not when the store is gone.
@@ -80,6 +83,7 @@ public:
 
 private:
     [[nodiscard]] KeyResult effectiveKey(const KeyResult& stored) const;
+    void takeProjects(const ProjectsResult& result, Arrival arrival);
     void fillList(ProjectList fetched);
     [[nodiscard]] QStringList identifierCache() const;
 

@@ -1,15 +1,29 @@
 #include "account/ServiceRequest.h"
 
+#include <QStringEncoder>
+
 namespace quibel {
 
 namespace {
+
+/// Encodes in place, so that no copy of the key is left behind.
+QByteArray bearer(const QString& apiKey)
+{
+    QByteArray value = "Bearer ";
+    const qsizetype begin = value.size();
+    QStringEncoder encoder(QStringEncoder::Utf8);
+    value.resize(begin + encoder.requiredSpace(apiKey.size()));
+    const char* const end = encoder.appendToBuffer(value.data() + begin, apiKey);
+    value.truncate(end - value.constData());
+    return value;
+}
 
 HttpRequest
 makeRequest(const QByteArray& method, const QUrl& base, const QString& path, const QString& apiKey)
 {
     return { .method = method,
              .url = appendingPathComponent(base, path),
-             .headers = { { "Authorization", "Bearer " + apiKey.toUtf8() } },
+             .headers = { { "Authorization", bearer(apiKey) } },
              .body = {} };
 }
 

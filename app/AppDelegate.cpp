@@ -36,7 +36,7 @@ AppDelegate::AppDelegate(Platform desktop)
                      .session = platform.session,
                      .environment = platform.environment,
                      .standardOutput = platform.standardOutput })
-    , launchFetch(projectStore)
+    , launchFetch(projectStore, platform.connectivity)
     , keychain(makeAgentKeychain(platform.secretItems))
     , captureFlow(platform, projectStore, keychain)
 {

@@ -129,8 +129,8 @@ bool CaptureFlow::readSyncWarning()
     openPanel = std::make_unique<QObject>();
     hasKey = false;
     const auto take = [this](const KeyResult& stored) {
-        const auto* key = std::get_if<QString>(&stored);
-        hasKey = key != nullptr && !key->isEmpty();
+        const auto* key = std::get_if<SecretText>(&stored);
+        hasKey = key != nullptr && !(*key)->isEmpty();
         capturePanelController->setSyncWarning(showsSyncWarning());
     };
     keychain.read(*openPanel, take, longestHold);

@@ -8,6 +8,7 @@
 #include "platform/freedesktop/PortalAppearance.h"
 #include "platform/freedesktop/SessionBus.h"
 #include "platform/libsecret/LibsecretSecretItems.h"
+#include "platform/qt/QtConnectivity.h"
 #include "platform/qt/QtHttpSession.h"
 #include "platform/x11/XcbHotKeyService.h"
 #include "platform/x11/XcbPanelWindows.h"
@@ -47,6 +48,7 @@ struct DesktopPlatform::Adapters
     LibsecretSecretItems secretItems;
     JsonFilePreferences preferences { JsonFilePreferences::defaultPath() };
     QtHttpSession session;
+    QtConnectivity connectivity;
 };
 
 std::unique_ptr<SingleInstance> DesktopPlatform::singleInstance()
@@ -100,6 +102,7 @@ Platform DesktopPlatform::ports()
              .screenCapture = adapters->screenCapture,
              .preferences = adapters->preferences,
              .session = adapters->session,
+             .connectivity = adapters->connectivity,
              .panelWindows = adapters->panelWindows,
              .statusArea = adapters->statusArea,
              .appearance = adapters->appearance,

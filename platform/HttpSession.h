@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/HttpBody.h"
+#include "platform/SecretText.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -16,6 +17,12 @@ namespace quibel {
 
 struct HttpRequest
 {
+    ~HttpRequest()
+    {
+        for (auto& [name, value] : headers)
+            wipe(value); // One of them is the user's key.
+    }
+
     QByteArray method;
     QUrl url;
     std::vector<std::pair<QByteArray, QByteArray>> headers;

@@ -8,6 +8,7 @@
 namespace quibel {
 
 class Appearance;
+class Connectivity;
 class HotKeyService;
 class HttpSession;
 class PanelWindows;
@@ -28,6 +29,7 @@ struct Platform
     ScreenCapture& screenCapture;
     Preferences& preferences;
     HttpSession& session;
+    Connectivity& connectivity;
     PanelWindows& panelWindows;
     StatusArea& statusArea;
     Appearance& appearance;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/SecretText.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -30,6 +32,12 @@ enum class SecretStatus {
 
 struct SecretAnswer
 {
+    ~SecretAnswer()
+    {
+        if (data)
+            wipe(*data);
+    }
+
     SecretStatus status = SecretStatus::unavailable;
     std::optional<QByteArray> data; ///< Set on success, unless the store gave no data.
 

@@ -144,11 +144,11 @@ void BranchSubmissionClient::prepare(const QString& path,
 {
     keychain.readAsking(*this,
                         [this, path, json, proceed = std::move(proceed)](const KeyResult& stored) {
-                            const auto* key = std::get_if<QString>(&stored);
+                            const auto* key = std::get_if<SecretText>(&stored);
                             const auto base = projectStore.apiBaseURL();
                             if (stored == KeyResult(KeyError::noAnswer))
                                 proceed(SubmissionError::network);
-                            else if (key == nullptr || key->isEmpty())
+                            else if (key == nullptr || (*key)->isEmpty())
                                 proceed(SubmissionError::noAPIKey);
                             else if (!base)
                                 proceed(SubmissionError::network);

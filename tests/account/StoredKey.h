@@ -11,8 +11,8 @@ namespace quibel {
 /// The key in what was read; none for any error.
 [[nodiscard]] inline std::optional<QString> keyIn(const KeyResult& result)
 {
-    const auto* key = std::get_if<QString>(&result);
-    return key != nullptr ? std::optional(*key) : std::nullopt;
+    const auto* key = std::get_if<SecretText>(&result);
+    return key != nullptr ? std::optional<QString>(*key) : std::nullopt;
 }
 
 /// What is read of a store that answers at once.

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "tests/fakes/FakeAppearance.h"
+#include "tests/fakes/FakeConnectivity.h"
 #include "tests/fakes/FakeHotKeyService.h"
 #include "tests/fakes/FakeHttpSession.h"
 #include "tests/fakes/FakePanelWindows.h"
@@ -40,6 +41,7 @@ struct FakePlatform
                  .screenCapture = screenCapture,
                  .preferences = preferences,
                  .session = session,
+                 .connectivity = connectivity,
                  .panelWindows = panelWindows,
                  .statusArea = statusArea,
                  .appearance = appearance,
@@ -56,6 +58,7 @@ struct FakePlatform
     FakeScreenCapture screenCapture;
     FakePreferences preferences;
     FakeHttpSession session;
+    FakeConnectivity connectivity;
     FakePanelWindows panelWindows;
     FakeStatusArea statusArea;
     FakeAppearance appearance;
