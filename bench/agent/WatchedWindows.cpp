@@ -31,19 +31,29 @@ bool cover(const std::vector<WatchedWindows::Paint>& paints,
     return true;
 }
 
+xcb_visualid_t visualOf(xcb_connection_t* connection, xcb_window_t window)
+{
+    const auto attributes = xcbReply(
+        xcb_get_window_attributes_reply, connection, xcb_get_window_attributes(connection, window));
+    return attributes ? attributes->visual : xcb_visualid_t {};
+}
+
 } // namespace
 
 std::optional<Clock::time_point> WatchedWindows::Window::covered() const
 {
-    for (std::size_t count = 1; count <= paints.size(); ++count)
-        if (cover(paints, count, geometry))
-            return paints[count - 1].time;
+    const auto first = paints.begin() + (filledWhenMapped && !paints.empty() ? 1 : 0);
+    const std::vector<Paint> own(first, paints.end());
+    for (std::size_t count = 1; count <= own.size(); ++count)
+        if (cover(own, count, geometry))
+            return own[count - 1].time;
     return std::nullopt;
 }
 
 WatchedWindows::WatchedWindows(xcb_connection_t* connection, xcb_window_t root, xcb_window_t own)
     : x(connection)
     , rootWindow(root)
+    , rootVisual(visualOf(connection, root))
     , ownWindow(own)
     , damageEvent(xcb_get_extension_data(connection, &xcb_damage_id)->first_event)
 {
@@ -101,7 +111,9 @@ void WatchedWindows::forget()
 {
     grabs.clear();
     for (auto& [id, window] : windows)
-        window = { .damage = window.damage, .geometry = window.geometry };
+        window = { .damage = window.damage,
+                   .filledWhenMapped = window.filledWhenMapped,
+                   .geometry = window.geometry };
 }
 
 const WatchedWindows::Window* WatchedWindows::withKeyboard()
@@ -127,7 +139,8 @@ void WatchedWindows::watch(xcb_window_t id)
     const std::array<std::uint32_t, 1> mask { XCB_EVENT_MASK_FOCUS_CHANGE
                                               | XCB_EVENT_MASK_STRUCTURE_NOTIFY };
     xcb_change_window_attributes(x, id, XCB_CW_EVENT_MASK, mask.data());
-    Window window { .damage = xcb_generate_id(x) };
+    Window window { .damage = xcb_generate_id(x),
+                    .filledWhenMapped = visualOf(x, id) != rootVisual };
     xcb_damage_create(x, window.damage, id, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
     xcb_flush(x);
     // A program that comes after another is given the same numbers for its windows.

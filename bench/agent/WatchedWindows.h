@@ -30,6 +30,8 @@ public:
     struct Window
     {
         xcb_damage_damage_t damage = 0;
+        /// The server itself fills a window of another visual than the root's when it maps it.
+        bool filledWhenMapped = false;
         xcb_rectangle_t geometry {};
         std::optional<Clock::time_point> mapped {};
         std::optional<Clock::time_point> unmapped {};
@@ -59,6 +61,7 @@ private:
 
     xcb_connection_t* x;
     xcb_window_t rootWindow;
+    xcb_visualid_t rootVisual;
     xcb_window_t ownWindow;
     std::uint8_t damageEvent = 0;
     std::map<xcb_window_t, Window> windows;
