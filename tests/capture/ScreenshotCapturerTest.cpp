@@ -303,8 +303,9 @@ private Q_SLOTS:
             capturer->capture(context, project, [&](const auto& result) {
                 types.push_back(result ? result->metadata.captureType : QString());
             });
+        // Encoding gives way to whatever else runs.
         QTRY_COMPARE_WITH_TIMEOUT(
-            types, (std::vector { u"active_window"_s, u"active_window"_s }), 40'000);
+            types, (std::vector { u"active_window"_s, u"active_window"_s }), 120'000);
     }
 
     void takesWhatWasFrontmostWhenTheCaptureWasAskedFor()
@@ -394,7 +395,7 @@ private:
             answer = std::move(result);
         });
         returned = true;
-        if (!QTest::qWaitFor([&] { return answers > 0; }, 20'000) || !onMainThread)
+        if (!QTest::qWaitFor([&] { return answers > 0; }, 120'000) || !onMainThread)
             qFatal("no answer, or not later on the main thread");
         QCoreApplication::processEvents();
         return answers == 1 ? answer : std::nullopt;
