@@ -204,7 +204,7 @@ void ProjectStore::fillList(ProjectList fetched)
     });
 
     fetchedProjects.clear();
-    fetchedProjects.reserve(entries.size());
+    fetchedProjects.reserve(static_cast<qsizetype>(entries.size()));
     for (Entry& entry : entries)
         fetchedProjects.push_back(std::move(entry.project));
 }

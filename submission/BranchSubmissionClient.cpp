@@ -72,7 +72,7 @@ BranchSubmissionClient::BranchSubmissionClient(HttpSession& httpSession,
 PendingScreenshotRef BranchSubmissionClient::submit(const QByteArray& document,
                                                     const Completion& completion)
 {
-    const auto pending = std::make_shared<PendingScreenshot>();
+    auto pending = std::make_shared<PendingScreenshot>();
     const auto finish
         = [self = QPointer(this), pending, completion](const SubmissionResult& result) {
               completion(result);
@@ -146,14 +146,13 @@ void BranchSubmissionClient::prepare(const QString& path,
                         [this, path, json, proceed = std::move(proceed)](const KeyResult& stored) {
                             const auto* key = std::get_if<SecretText>(&stored);
                             const auto base = projectStore.apiBaseURL();
-                            if (stored == KeyResult(KeyError::noAnswer))
-                                proceed(SubmissionError::network);
-                            else if (key == nullptr || (*key)->isEmpty())
-                                proceed(SubmissionError::noAPIKey);
-                            else if (!base)
+                            const bool hasKey = key != nullptr && !(*key)->isEmpty();
+                            if (hasKey && base)
+                                proceed(makePostRequest(*base, path, *key, json));
+                            else if (hasKey || stored == KeyResult(KeyError::noAnswer))
                                 proceed(SubmissionError::network);
                             else
-                                proceed(makePostRequest(*base, path, *key, json));
+                                proceed(SubmissionError::noAPIKey);
                         });
 }
 

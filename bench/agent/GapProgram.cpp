@@ -130,7 +130,7 @@ int main(int argc, char* argv[])
     quibel::XcbScreens screens(*connection);
     quibel::XcbScreenCapture screenCapture(*connection, screens);
     quibel::ScreenshotCapturer capturer(workspace, screens, screenCapture);
-    quibel::QtHttpSession session(60s);
+    quibel::QtHttpSession session;
     const QUrl service(words[3]);
 
     for (int run = words[2].toInt(); run > 0; --run) {

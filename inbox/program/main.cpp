@@ -14,7 +14,7 @@ int main(int argc, char* argv[])
     // Left to itself, glibc soon takes what a screenshot needs from its heap, which then stays as
     // large as several of them: 68 MiB after the largest ones, instead of 19.
     constexpr int largestOfHeap = 128 * 1024;
-    mallopt(M_MMAP_THRESHOLD, largestOfHeap);
+    mallopt(M_MMAP_THRESHOLD, largestOfHeap); // NOLINT(concurrency-mt-unsafe): one thread yet
 
     const QCoreApplication application(argc, argv);
     const auto parsed = CommandLine::parse(QCoreApplication::arguments());

@@ -177,15 +177,15 @@ SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
 {
     const auto operation
         = [&](const TimedCalls& calls, SecretService* service) -> std::optional<SecretStatus> {
-        const auto items = search(calls, service, identity);
+        auto items = search(calls, service, identity);
         if (!items)
             return std::nullopt;
-        const bool someAreLocked = std::ranges::any_of(*items, isLocked);
+        if (items->empty())
+            return SecretStatus::itemNotFound;
+        const bool someAreLocked = std::erase_if(*items, isLocked) > 0;
         if (someAreLocked && policy == IfSomeAreLocked::leaveAll)
             return SecretStatus::locked;
         for (const auto& item : *items) {
-            if (isLocked(item))
-                continue;
             const auto result = calls.resultOf(
                 [&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer slot) {
                     start(item.get(), cancellable, done, slot);
@@ -194,8 +194,6 @@ SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,
             if (finish(item.get(), result.get(), error.receiver()) == FALSE)
                 return std::nullopt;
         }
-        if (items->empty())
-            return SecretStatus::itemNotFound;
         return someAreLocked ? SecretStatus::locked : SecretStatus::success;
     };
     return perform(operation);

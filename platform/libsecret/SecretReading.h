@@ -22,6 +22,8 @@ public:
                   std::chrono::milliseconds limit);
     /// Waits until what is under way has been cancelled.
     ~SecretReading() override;
+    SecretReading(const SecretReading&) = delete;
+    SecretReading& operator=(const SecretReading&) = delete;
 
     /// None while it is under way.
     [[nodiscard]] const std::optional<SecretAnswer>& answer() const { return answered; }

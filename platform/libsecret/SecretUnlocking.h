@@ -22,6 +22,8 @@ public:
                     SecretIdentity wanted);
     /// Waits until what is under way has been cancelled; a prompt is left to the service.
     ~SecretUnlocking() override;
+    SecretUnlocking(const SecretUnlocking&) = delete;
+    SecretUnlocking& operator=(const SecretUnlocking&) = delete;
 
 private:
     void search();

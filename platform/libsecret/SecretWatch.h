@@ -16,6 +16,8 @@ public:
     SecretWatch(GMainContext* callContext, SecretConnection& connection);
     /// Waits until what is under way has been cancelled.
     ~SecretWatch() override;
+    SecretWatch(const SecretWatch&) = delete;
+    SecretWatch& operator=(const SecretWatch&) = delete;
 
 private:
     void watch(GDBusConnection* bus);

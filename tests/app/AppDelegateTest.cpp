@@ -220,7 +220,7 @@ private Q_SLOTS:
         QTRY_VERIFY(bench.statusLine().isVisible());
 
         bench.delegate->connectAccount();
-        bench.enterKey(u"sk_new"_s);
+        AgentBench::enterKey(u"sk_new"_s);
         QCOMPARE(bench.desktop.session.requests.size(), 2U);
         bench.desktop.session.answer(
             1, FakeHttpSession::success(200, R"([{"id":"p1","name":"Atlas"}])"));

@@ -43,7 +43,7 @@ VirtualDesktop::VirtualDesktop(Options wanted)
     const QDir home(directory.path());
     const auto make = [&](const QString& name) {
         home.mkpath(name);
-        const QString path = home.filePath(name);
+        QString path = home.filePath(name);
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         return path;
     };

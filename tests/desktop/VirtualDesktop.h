@@ -32,7 +32,7 @@ public:
         bool accessibility = false; ///< A bus for assistive tools, and one that wants to be served.
     };
 
-    explicit VirtualDesktop(Options options);
+    explicit VirtualDesktop(Options wanted);
     VirtualDesktop(const VirtualDesktop&) = delete;
     VirtualDesktop& operator=(const VirtualDesktop&) = delete;
     ~VirtualDesktop();

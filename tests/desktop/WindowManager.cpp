@@ -8,9 +8,9 @@ using namespace Qt::StringLiterals;
 
 namespace quibel::testing {
 
-WindowManager::WindowManager(QString program, QString home)
+WindowManager::WindowManager(QString program, const QString& home)
     : name(std::move(program))
-    , i3Settings(std::move(home) + u"/i3"_s)
+    , i3Settings(home + u"/i3"_s)
 {
 }
 

@@ -12,8 +12,7 @@ namespace quibel::testing {
 class WindowManager
 {
 public:
-    /// `name` is that of its program.
-    WindowManager(QString name, QString home);
+    WindowManager(QString program, const QString& home);
 
     /// Writes the settings without which it would ask the user for some.
     ///

@@ -240,7 +240,7 @@ void QtHttpSessionTest::sendsABigBodyWhole()
     QByteArray bytes;
     while (bytes.size() < 5'000'000)
         bytes += QByteArray::number(bytes.size());
-    HttpBody body("{\""_ba);
+    HttpBody body(R"({")"_ba);
     body.appendAsBase64(bytes);
     body.append("\"}");
     const HttpOutcome outcome = outcomeOf(post(service.url(u"/"_s), body));

@@ -61,7 +61,7 @@ private Q_SLOTS:
         QFETCH(const QString, hotKey);
         DBusSingleInstance agent;
         QCOMPARE(agent.takeRole(AgentCommand::capture), SingleInstance::Role::agent);
-        agent.setHotKeyQuestion([hotKey] { return hotKey; });
+        agent.setHotKeyQuestion([&hotKey] { return QString(hotKey); });
         // The agent answers from its event loop.
         auto facts = std::async(std::launch::async, [] { return lookAtSessionBus(patience); });
         QTRY_VERIFY(facts.wait_for(0s) == std::future_status::ready);

@@ -7,6 +7,7 @@
 using namespace quibel::inbox;
 using namespace quibel::inbox::testing;
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name libFuzzer calls.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     const auto decoded = decodeBranch(toInput(bytes, size));

@@ -36,6 +36,7 @@ void check(const QByteArray& picture)
 
 } // namespace
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name libFuzzer calls.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     const auto picture = toInput(bytes, size);

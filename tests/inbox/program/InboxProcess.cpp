@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <utility>
 
 #include <sys/prctl.h>
 
@@ -19,9 +20,9 @@ constexpr int patience = 30'000;
 
 } // namespace
 
-InboxProcess::InboxProcess(const QStringList& place)
+InboxProcess::InboxProcess(QStringList place)
     : program(qEnvironmentVariable("QUIBEL_TEST_BIN_DIR") + u"/quibel-inbox"_s)
-    , placeOptions(place)
+    , placeOptions(std::move(place))
 {
 }
 
@@ -59,7 +60,7 @@ QUrl InboxProcess::serve(const QStringList& options)
         patience);
     if (said.isEmpty())
         std::fprintf(stderr, "%s\n", service->readAllStandardError().constData());
-    return QUrl(QString::fromUtf8(said.trimmed()).section(u' ', -1));
+    return { QString::fromUtf8(said.trimmed()).section(u' ', -1) };
 }
 
 bool InboxProcess::stop()

@@ -26,7 +26,7 @@ class InboxProcess
 {
 public:
     /// `place` is where it keeps everything: { "--data", directory } or { "--database", url }.
-    explicit InboxProcess(const QStringList& place);
+    explicit InboxProcess(QStringList place);
     InboxProcess(const InboxProcess&) = delete;
     InboxProcess& operator=(const InboxProcess&) = delete;
     ~InboxProcess();

@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 
 #include <chrono>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -69,10 +70,10 @@ QByteArray request(const QByteArray& key, const QString& text)
 
 } // namespace
 
-PostingClients::PostingClients(const QUrl& service, const QByteArray& key, int connections)
+PostingClients::PostingClients(const QUrl& service, QByteArray key, int connections)
     : host(service.host().toLatin1())
     , port(static_cast<quint16>(service.port()))
-    , apiKey(key)
+    , apiKey(std::move(key))
 {
     for (int i = 0; i < connections; ++i)
         clients.emplace_back([this](const std::stop_token& stopped) { post(stopped); });

@@ -22,7 +22,7 @@ class PostingClients
 {
 public:
     /// Starts posting at once. Every branch has a text of its own, "branch <n>".
-    PostingClients(const QUrl& service, const QByteArray& key, int connections);
+    PostingClients(const QUrl& service, QByteArray key, int connections);
     PostingClients(const PostingClients&) = delete;
     PostingClients& operator=(const PostingClients&) = delete;
     ~PostingClients();

@@ -332,11 +332,11 @@ private Q_SLOTS:
         for (int i = 0; i < 30; ++i) {
             const auto text = u"common %1"_s.arg(i);
             const auto id = add(sampleDocument(text));
-            if (i % 2)
+            if (i % 2 != 0)
                 QVERIFY(value(storage->branches.setProject(owner, id, garden)));
-            if (i % 3)
+            if (i % 3 != 0)
                 QVERIFY(value(storage->branches.setDone(owner, id, true)));
-            if (i % 2 && i % 3)
+            if (i % 2 != 0 && i % 3 != 0)
                 expected.prepend(text);
         }
         BranchQuery query { .accountID = owner,

@@ -544,7 +544,7 @@ private Q_SLOTS:
                                   QByteArray("{"),
                                   QByteArray("{}{}"),
                                   QByteArray("{\"name\":\"\xff\"}"),
-                                  QByteArray("{\"\\u0000\":1}"),
+                                  QByteArray(R"({"\u0000":1})"),
                                   QByteArray("\0{}", 3),
                                   QByteArray(60'000, '['),
                                   QByteArray("{\"a\":").repeated(10'000) })
