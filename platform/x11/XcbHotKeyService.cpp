@@ -4,6 +4,8 @@
 #include "platform/TracePoint.h"
 #include "platform/freedesktop/KeySymbols.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -24,6 +26,7 @@ XcbHotKeyService::XcbHotKeyService(XcbConnection& connection)
 {
     connect(&x, &XcbConnection::received, this, &XcbHotKeyService::handleEvent);
     connect(&keyboard, &XcbKeyboard::changed, this, &XcbHotKeyService::grabAgain);
+    QCoreApplication::instance()->installNativeEventFilter(this);
 }
 
 XcbHotKeyService::~XcbHotKeyService()
@@ -78,6 +81,28 @@ void XcbHotKeyService::unregisterHotKey(HotKeyRef hotKey)
 void XcbHotKeyService::removeHandler(HotKeyHandlerRef handler)
 {
     handlers.erase(handler);
+}
+
+bool XcbHotKeyService::nativeEventFilter(const QByteArray& /*type*/,
+                                         void* message,
+                                         qintptr* /*result*/)
+{
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    const int type = event->response_type & 0x7FU;
+    if (type == XCB_KEY_RELEASE)
+        lastReleaseInToolkit = eventAs<xcb_key_release_event_t>(event).time;
+    if (type != XCB_KEY_PRESS)
+        return false;
+    const auto& press = eventAs<xcb_key_press_event_t>(event);
+    const HotKey* pressed = hotKeyOf(press);
+    if (pressed == nullptr)
+        return false;
+    // A held key is released and pressed in the same instant.
+    if (press.time != lastReleaseInToolkit) {
+        tracePoint("hot key");
+        deliver(pressed->id);
+    }
+    return true;
 }
 
 std::vector<xcb_keycode_t> XcbHotKeyService::keycodesOf(Qt::Key key) const
@@ -218,11 +243,13 @@ void XcbHotKeyService::thaw(xcb_allow_t how)
 
 const XcbHotKeyService::HotKey* XcbHotKeyService::hotKeyOf(const xcb_key_press_event_t& press) const
 {
+    constexpr unsigned everyModifier = 0xFF;
+    const unsigned locks = keyboard.lockCombinations().back();
+    const unsigned modifiers = press.state & everyModifier & ~locks;
     const auto found = std::ranges::find_if(hotKeys, [&](const auto& entry) {
         const HotKey& hotKey = entry.second;
         return std::ranges::find(hotKey.keycodes, press.detail) != hotKey.keycodes.end()
-            && std::ranges::any_of(
-                   hotKey.masks, [&](std::uint16_t mask) { return (press.state & mask) == mask; });
+            && std::ranges::find(hotKey.masks, modifiers) != hotKey.masks.end();
     });
     return found == hotKeys.end() ? nullptr : &found->second;
 }

@@ -3,6 +3,8 @@
 #include "platform/HotKeyService.h"
 #include "platform/x11/XcbKeyboard.h"
 
+#include <QAbstractNativeEventFilter>
+
 #include <map>
 
 namespace quibel {
@@ -14,7 +16,12 @@ namespace quibel {
 ///
 /// The grabs freeze the keyboard while handlers run: what is typed right behind a hot key waits in
 /// the server and goes to the window that has the focus afterwards. A handler must not take long.
-class XcbHotKeyService final : public QObject, public HotKeyService
+///
+/// While a window of this program holds the whole keyboard, no passive grab fires: the hot key then
+/// comes among the keys of the toolkit.
+class XcbHotKeyService final : public QObject,
+                               public HotKeyService,
+                               public QAbstractNativeEventFilter
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(XcbHotKeyService)
@@ -30,6 +37,8 @@ public:
     [[nodiscard]] HotKeyAvailability availability(QKeyCombination key) override;
     void unregisterHotKey(HotKeyRef hotKey) override;
     void removeHandler(HotKeyHandlerRef handler) override;
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
 
 private:
     struct HotKey
@@ -74,6 +83,7 @@ private:
     std::map<HotKeyHandlerRef, Handler> handlers;
     std::uint32_t lastReference = 0;
     xcb_keycode_t held = 0; ///< The hot key that is down; 0 for none.
+    xcb_timestamp_t lastReleaseInToolkit = 0;
     bool saidTaken = false;
 };
 

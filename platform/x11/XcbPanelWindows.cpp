@@ -87,6 +87,7 @@ void setBackground(xcb_window_t window, bool transparent)
 XcbPanelWindows::XcbPanelWindows(XcbConnection& connection)
     : x(connection)
     , compositor(x, x.screenAtom("_NET_WM_CM_S"))
+    , keyboard(toolkitConnection(), connection)
 {
     connect(&compositor, &XcbSelectionOwner::changed, this, &PanelWindows::translucencyChanged);
 }
@@ -161,6 +162,8 @@ void XcbPanelWindows::orderOut(QWindow& panel)
     // window managers pick it up late and put it into a window of their own choice.
     if (isCapture && focusedWindow() == windowOf(panel))
         setFocus(focusBefore);
+    if (isCapture)
+        keyboard.release();
     // A compositor that fades windows out does so with what they showed last.
     if (isCapture && areTranslucent())
         xcb_clear_area(toolkitConnection(), 0, windowOf(panel), 0, 0, 0, 0);
@@ -196,10 +199,12 @@ void XcbPanelWindows::takeFocus(QWindow& panel)
     // Behind the map request on the same connection: the window is viewable by then, since no
     // window manager is asked.
     setFocus(window);
+    keyboard.hold(window);
 }
 
 void XcbPanelWindows::makeDialogKey(QWindow& panel)
 {
+    keyboard.release();
     xcb_connection_t* connection = toolkitConnection();
     const xcb_window_t window = windowOf(panel);
     if (!panel.isVisible()) {

@@ -2,6 +2,7 @@
 
 #include "platform/PanelWindows.h"
 #include "platform/x11/XcbConnection.h"
+#include "platform/x11/XcbKeyboardGrab.h"
 #include "platform/x11/XcbSelectionOwner.h"
 
 #include <QHash>
@@ -13,8 +14,9 @@ namespace quibel {
 ///
 /// The capture panel bypasses the window manager, as launchers do: nothing stands between the key
 /// press and the panel, no prevention of focus stealing applies, and it lies over full-screen
-/// windows and on every desktop. It takes the input focus itself and hands it back. The dialog is
-/// an ordinary window that floats and that no task bar, pager or switcher offers.
+/// windows and on every desktop. It takes the keyboard itself, keeps it until the user clicks
+/// something else, and hands it back. The dialog is an ordinary window that floats and that no task
+/// bar, pager or switcher offers.
 class XcbPanelWindows final : public PanelWindows
 {
     Q_OBJECT
@@ -40,6 +42,7 @@ private:
 
     XcbConnection& x; ///< Knows the atoms; requests go over the toolkit's connection.
     XcbSelectionOwner compositor;
+    XcbKeyboardGrab keyboard;
     QHash<const QWindow*, PanelKind> kinds;
     QHash<const QWindow*, QRect> frames;
     /// What had the keyboard before a capture panel took it, and gets it back.

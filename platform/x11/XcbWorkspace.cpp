@@ -1,6 +1,7 @@
 #include "platform/x11/XcbWorkspace.h"
 
 #include "platform/x11/XcbActivation.h"
+#include "platform/x11/XcbOwnWindows.h"
 
 #include <QGuiApplication>
 #include <QWindow>
@@ -12,18 +13,6 @@
 namespace quibel {
 
 namespace {
-
-/// The window of this program that has this number; null when it is another's. Asked of the window
-/// system's focus, since the toolkit holds on to the window that lost it for some tenths of a
-/// second.
-const QWindow* ownWindow(xcb_window_t window)
-{
-    const auto own = QGuiApplication::topLevelWindows();
-    const auto found = std::ranges::find_if(own, [window](const QWindow* each) {
-        return each->handle() != nullptr && each->winId() == window;
-    });
-    return found == own.end() ? nullptr : *found;
-}
 
 RunningApplication ownApplication(xcb_window_t keyWindow)
 {
@@ -76,6 +65,7 @@ void XcbWorkspace::setActivationPolicy(ActivationPolicy policy)
 
 std::optional<RunningApplication> XcbWorkspace::frontmostApplication()
 {
+    // Not the toolkit's, which holds on to the window that lost it for some tenths of a second.
     const xcb_window_t focus = inputFocus();
     if (ownWindow(focus) != nullptr)
         return ownApplication(focus);
