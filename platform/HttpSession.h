@@ -15,6 +15,7 @@
 
 namespace quibel {
 
+// NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): a copy is wiped in its turn.
 struct HttpRequest
 {
     ~HttpRequest()

@@ -30,6 +30,7 @@ enum class SecretStatus {
     unavailable,   ///< No store, one that went away, or no answer in time.
 };
 
+// NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): a copy is wiped in its turn.
 struct SecretAnswer
 {
     ~SecretAnswer()
