@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QPointer>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -30,10 +31,7 @@ public:
     /// Whether anybody waits for the network.
     [[nodiscard]] bool isAwaited() const
     {
-        for (const auto& [owner, connected] : waiting)
-            if (owner)
-                return true;
-        return false;
+        return std::ranges::any_of(waiting, [](const auto& one) { return !one.first.isNull(); });
     }
 
 private:

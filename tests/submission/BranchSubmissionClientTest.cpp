@@ -26,7 +26,7 @@ struct Bench
     /// Sends a branch, which the service stores as `id`; or says that it has, without an id.
     [[nodiscard]] PendingScreenshotRef createBranch(const QByteArray& id = "b1")
     {
-        const auto pending = client->submit("{}", [](const SubmissionResult&) {});
+        auto pending = client->submit("{}", [](const SubmissionResult&) {});
         session.answerNext(FakeHttpSession::success(
             201, id.isEmpty() ? QByteArray() : QByteArray(R"({"id":")" + id + R"("})")));
         processAnswers();
@@ -36,13 +36,13 @@ struct Bench
     /// Sends a branch that fails.
     [[nodiscard]] PendingScreenshotRef failBranch(int status = 500)
     {
-        const auto pending = client->submit("{}", [](const SubmissionResult&) {});
+        auto pending = client->submit("{}", [](const SubmissionResult&) {});
         session.answerNext(FakeHttpSession::success(status, {}));
         processAnswers();
         return pending;
     }
 
-    static void processAnswers() { QCoreApplication::processEvents(); }
+    void processAnswers() { QCoreApplication::processEvents(); }
 
     /// The paths of the uploads so far.
     [[nodiscard]] QStringList uploads() const

@@ -15,7 +15,7 @@ namespace {
 
 // What is made once for each, such as the cursor over a text field.
 constexpr qint64 allowance = 2;
-constexpr qint64 memoryAllowanceKiB = 8 * 1024;
+constexpr qint64 memoryAllowanceKiB = 8192;
 // The address sanitizer keeps 12 KiB for itself; without it nothing grows in 1500 steps.
 constexpr qint64 memoryAllowancePerStepKiB = 24;
 
@@ -91,8 +91,8 @@ std::optional<AgentFootprint> AgentFootprint::of(pid_t process)
 QString AgentFootprint::growthSince(const AgentFootprint& earlier, int steps) const
 {
     QStringList growth;
-    const auto compare = [&](const QString& what, qint64 before, qint64 now, qint64 allowance) {
-        if (now > before + allowance)
+    const auto compare = [&](const QString& what, qint64 before, qint64 now, qint64 most) {
+        if (now > before + most)
             growth.append(u"%1 from %2 to %3"_s.arg(what).arg(before).arg(now));
     };
     compare(u"resident KiB"_s,

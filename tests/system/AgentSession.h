@@ -45,7 +45,7 @@ class AgentSession
 {
 public:
     /// `service` stands for the user's account: two projects, every branch is taken.
-    explicit AgentSession(VirtualDesktop& desktop);
+    explicit AgentSession(VirtualDesktop& where);
     AgentSession(const AgentSession&) = delete;
     AgentSession& operator=(const AgentSession&) = delete;
     /// Ends the agent; fails the test when it does not end well.

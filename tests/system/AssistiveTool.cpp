@@ -20,7 +20,7 @@ const std::array watched { "object:state-changed",   "object:children-changed",
 
 QString taken(gchar* text)
 {
-    const QString copy = QString::fromUtf8(text);
+    QString copy = QString::fromUtf8(text);
     g_free(text);
     return copy;
 }
@@ -91,6 +91,7 @@ void walk(AtspiAccessible* object, int depth, std::vector<AssistiveTool::Part>& 
 AssistiveTool::AssistiveTool()
 {
     atspi_init();
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): only after atspi_init().
     listener = atspi_event_listener_new(hear, this, nullptr);
     const Accessible desktop(atspi_get_desktop(0));
     atspi_accessible_set_cache_mask(desktop.get(), ATSPI_CACHE_NONE);

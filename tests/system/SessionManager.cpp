@@ -50,7 +50,7 @@ SessionManager::SessionManager()
     }
     char* const ids = IceComposeNetworkIdList(listenerCount, listeners);
     networkIds = QString::fromLocal8Bit(ids);
-    std::free(ids);
+    std::free(ids); // NOLINT(cppcoreguidelines-no-malloc): libSM allocates it
 }
 
 SessionManager::~SessionManager()
@@ -95,10 +95,10 @@ Status SessionManager::accept(SmsConn connection,
     std::memset(callbacks, 0, sizeof *callbacks);
     callbacks->register_client
         = { [](SmsConn asking, SmPointer, char* previous) -> Status {
-               std::free(previous);
+               std::free(previous); // NOLINT(cppcoreguidelines-no-malloc): libSM allocates it
                char* const id = SmsGenerateClientID(asking);
                SmsRegisterClientReply(asking, id);
-               std::free(id);
+               std::free(id); // NOLINT(cppcoreguidelines-no-malloc): libSM allocates it
                SmsSaveYourself(asking, SmSaveLocal, False, SmInteractStyleNone, False);
                return 1;
            },
@@ -121,17 +121,17 @@ Status SessionManager::accept(SmsConn connection,
                SmsCleanUp(closing);
            },
             self };
-    callbacks->set_properties = { [](SmsConn, SmPointer pointer, int count, SmProp** properties) {
-                                     for (int index = 0; index < count; ++index) {
-                                         const SmProp& property = *properties[index];
-                                         if (std::strcmp(property.name, SmRestartStyleHint) == 0)
-                                             manager(pointer).style
-                                                 = *static_cast<const char*>(property.vals->value);
-                                         SmFreeProperty(properties[index]);
-                                     }
-                                     std::free(properties);
-                                 },
-                                  self };
+    callbacks->set_properties
+        = { [](SmsConn, SmPointer pointer, int count, SmProp** properties) {
+               for (int index = 0; index < count; ++index) {
+                   const SmProp& property = *properties[index];
+                   if (std::strcmp(property.name, SmRestartStyleHint) == 0)
+                       manager(pointer).style = *static_cast<const char*>(property.vals->value);
+                   SmFreeProperty(properties[index]);
+               }
+               std::free(properties); // NOLINT(cppcoreguidelines-no-malloc): libSM allocates it
+           },
+            self };
     callbacks->delete_properties
         = { [](SmsConn, SmPointer, int count, char** names) { SmFreeReasons(count, names); },
             self };

@@ -262,7 +262,7 @@ private Q_SLOTS:
         const auto filled = [&state] {
             return u"%1 projects, index %2, warning %3, %4"_s.arg(state.projects().size())
                 .arg(state.selectedIndex())
-                .arg(state.showSyncWarning())
+                .arg(state.showSyncWarning() ? 1 : 0)
                 .arg(rawValue(state.screenshotMode()));
         };
         QStringList steps;

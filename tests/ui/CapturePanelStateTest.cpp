@@ -18,7 +18,7 @@ namespace {
 ProjectList makeProjects(int count)
 {
     ProjectList projects;
-    projects.reserve(static_cast<std::size_t>(count));
+    projects.reserve(count);
     for (int i = 0; i < count; ++i)
         projects.push_back({ .id = QString::number(i), .name = u"Project %1"_s.arg(i) });
     return projects;
