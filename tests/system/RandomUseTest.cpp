@@ -67,7 +67,7 @@ private Q_SLOTS:
                        u"quarantine_size_mb=1:thread_local_quarantine_size_kb=64"_s);
         QVERIFY(session.launch(sparing));
         QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
-        RandomUser user(session, plan.seed);
+        RandomUser user(desktop, session, plan.seed);
         QVERIFY(user.begin());
         std::optional<AgentFootprint> before;
         for (int step = 1; step <= plan.steps; ++step) {

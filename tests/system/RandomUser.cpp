@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -17,17 +18,17 @@ namespace {
 constexpr int windowCount = 3;
 constexpr std::size_t mostUnanswered = 4;
 const QString hotKey = u"super+shift+b"_s;
+const QString agentName = u"Quibel"_s;
 
 } // namespace
 
-RandomUser::RandomUser(AgentSession& with, std::uint32_t seed)
-    : session(with)
+RandomUser::RandomUser(VirtualDesktop& where, AgentSession& with, std::uint32_t seed)
+    : desktop(where)
+    , session(with)
     , witness(with)
     , random(seed)
 {
 }
-
-RandomUser::~RandomUser() = default;
 
 bool RandomUser::begin()
 {
@@ -50,7 +51,7 @@ bool RandomUser::step()
         : choice < 4                           ? changeWindow()
         : witness.ledger.interceptsNextPress() ? pressForResend()
                                                : writeLine();
-    return isDone && witness.agentHasCaughtUp();
+    return isDone && intruderGotNothing() && witness.agentHasCaughtUp();
 }
 
 bool RandomUser::rest()
@@ -79,18 +80,24 @@ bool RandomUser::writeLine()
         if (!distract())
             return false;
     type(u"of %1"_s.arg(lastNumber));
+    if (keyboardGoesToAnybody()) {
+        press(u"Left"_s);
+        takesPictures = false;
+    }
     return pick(4) == 0 ? cancel() : finish();
 }
 
 bool RandomUser::distract()
 {
-    switch (pick(4)) {
+    switch (pick(5)) {
     case 0:
         return pressAgain();
     case 1:
+        return intruder != nullptr || letAWindowAppear();
+    case 2:
         movePointer();
         return true;
-    case 2:
+    case 3:
         return witness.ledger.unanswered().empty() || answerOne();
     default:
         pressArrows();
@@ -118,7 +125,7 @@ bool RandomUser::finish()
 bool RandomUser::cancel()
 {
     press(u"Escape"_s);
-    const bool isHasty = !intruder && pick(2) == 0;
+    const bool isHasty = intruder == nullptr && pick(2) == 0;
     return isHasty ? witness.panelIsGone() : keyboardIsBack();
 }
 
@@ -141,7 +148,7 @@ bool RandomUser::pressAgain()
     press(hotKey, u"press again"_s);
     draft.text.clear();
     draft.project = witness.ledger.preferredProject();
-    draft.application = u"Quibel"_s;
+    draft.application = agentName;
     draft.windowTitle = QJsonValue();
     return true;
 }
@@ -175,11 +182,27 @@ bool RandomUser::letAWindowAppear()
 {
     note(u"a window appears"_s);
     // Beside the others, so that pictures show them whole.
-    intruder = std::make_unique<ClientWindow>(
-        ClientWindow::Options { .title = "intruder", .geometry = { 920, pick(500), 300, 200 } });
-    intruder->map();
-    return witness.sees(u"the window appears"_s, [this] { return intruder->isViewable(); })
-        && settleWindowManager();
+    intruder = desktop.launch(u"xev"_s,
+                              { u"-event"_s,
+                                u"keyboard"_s,
+                                u"-name"_s,
+                                u"intruder"_s,
+                                u"-geometry"_s,
+                                u"300x200+920+%1"_s.arg(pick(500)) });
+    const QStringList search { u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^intruder$"_s };
+    return intruder != nullptr && witness.sees(u"the window appears"_s, [&] {
+        return desktop.output(u"xdotool"_s, search).has_value();
+    }) && settleWindowManager();
+}
+
+bool RandomUser::intruderGotNothing()
+{
+    if (intruder == nullptr)
+        return true;
+    if (intruder->readAllStandardOutput().contains("KeyPress event"))
+        witness.ledger.complain(u"the window that appeared got keys"_s);
+    desktop.stop(std::exchange(intruder, nullptr));
+    return settleWindowManager() && complaints().isEmpty();
 }
 
 void RandomUser::movePointer()
@@ -189,8 +212,17 @@ void RandomUser::movePointer()
     session.xdotool({ u"mousemove"_s, QString::number(to.x()), QString::number(to.y()) });
 }
 
+bool RandomUser::keyboardGoesToAnybody() const
+{
+    // A panel that was opened from the panel gives the keyboard back to no application, so another
+    // window that has asked for it meanwhile may have it.
+    return intruder != nullptr && draft.application == agentName;
+}
+
 bool RandomUser::keyboardIsBack()
 {
+    if (keyboardGoesToAnybody())
+        return witness.panelIsGone() && front().bringToFrontAsItIs();
     const auto frontHasKeyboard
         = [this] { return front().isActiveWindow() && front().field.hasFocus(); };
     if (!witness.panelIsGone()
@@ -203,10 +235,7 @@ bool RandomUser::keyboardIsBack()
     for (const auto& window : windows)
         if (!window->field.text().isEmpty())
             witness.ledger.complain(u"another window got \"%1\""_s.arg(window->field.text()));
-    if (intruder && !intruder->pressedKeys().empty())
-        witness.ledger.complain(u"the window that appeared got keys"_s);
-    intruder.reset();
-    return isBack && settleWindowManager() && complaints().isEmpty();
+    return isBack && complaints().isEmpty();
 }
 
 int RandomUser::pick(int count)

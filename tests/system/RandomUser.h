@@ -9,8 +9,6 @@
 
 namespace quibel::testing {
 
-class ClientWindow;
-
 /// A person at the desktop who does one random thing after the other, by real keys, with a service
 /// that answers as it likes; and who sees at once when something is not as it must be.
 ///
@@ -19,10 +17,10 @@ class RandomUser
 {
 public:
     /// The same seed does the same things.
-    RandomUser(AgentSession& session, std::uint32_t seed);
+    RandomUser(VirtualDesktop& desktop, AgentSession& session, std::uint32_t seed);
     RandomUser(const RandomUser&) = delete;
     RandomUser& operator=(const RandomUser&) = delete;
-    ~RandomUser();
+    ~RandomUser() = default;
 
     /// Opens some windows to work in.
     [[nodiscard]] bool begin();
@@ -46,7 +44,9 @@ private:
     [[nodiscard]] bool answerOne();
     [[nodiscard]] bool changeWindow();
     [[nodiscard]] bool letAWindowAppear();
+    [[nodiscard]] bool intruderGotNothing();
     void movePointer();
+    [[nodiscard]] bool keyboardGoesToAnybody() const;
     [[nodiscard]] bool keyboardIsBack();
 
     [[nodiscard]] int pick(int count);
@@ -56,14 +56,15 @@ private:
     void note(const QString& what) { steps.back() += u' ' + what; }
     [[nodiscard]] MarkedWindow& front() { return *windows.at(frontIndex); }
 
+    VirtualDesktop& desktop;
     AgentSession& session;
     Witness witness;
     std::mt19937 random;
     QStringList steps;
     std::vector<std::unique_ptr<MarkedWindow>> windows;
     std::size_t frontIndex = 0;
-    std::unique_ptr<ClientWindow> intruder;
-    SentLine draft; ///< What is in the open panel.
+    QProcess* intruder = nullptr; ///< The program whose window has appeared.
+    SentLine draft;               ///< What is in the open panel.
     int lastNumber = 0;
     bool takesPictures = false; ///< As it was chosen last.
 };
