@@ -4,6 +4,7 @@
 #include "tests/fakes/FakeHttpSession.h"
 
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -260,7 +261,10 @@ private:
     {
         return { .url = QUrl(u"https://a.test/b"_s), .source = ServiceAddress::Source::preference };
     }
-    [[nodiscard]] static QDateTime noon() { return { QDate(2026, 3, 1), QTime(12, 0), Qt::UTC }; }
+    [[nodiscard]] static QDateTime noon()
+    {
+        return { QDate(2026, 3, 1), QTime(12, 0), QTimeZone::utc() };
+    }
     [[nodiscard]] static HttpOutcome failure(TransportErrorCode code, const QString& description)
     {
         return { .error = TransportError { code, description }, .status = {}, .body = {} };

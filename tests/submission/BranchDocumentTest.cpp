@@ -17,7 +17,7 @@ private:
     const CaptureContext context { .appName = u"Editor"_s,
                                    .bundleID = u"org.example.Editor"_s,
                                    .windowTitle = u"notes.txt"_s };
-    const QDateTime moment { { 2026, 11, 15 }, { 23, 24, 38, 999 }, Qt::OffsetFromUTC, 3600 };
+    const QDateTime moment { { 2026, 11, 15 }, { 23, 24, 38, 999 }, QTimeZone(3600) };
 
     [[nodiscard]] QJsonObject build(const QString& text) const
     {
