@@ -17,7 +17,7 @@ class RandomUser
 {
 public:
     /// The same seed does the same things.
-    RandomUser(VirtualDesktop& desktop, AgentSession& session, std::uint32_t seed);
+    RandomUser(VirtualDesktop& where, AgentSession& with, std::uint32_t seed);
     RandomUser(const RandomUser&) = delete;
     RandomUser& operator=(const RandomUser&) = delete;
     ~RandomUser() = default;
