@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <utility>
 
 namespace quibel {
 
@@ -53,6 +54,8 @@ void CaptureFlow::beginCapture(Trigger trigger)
         return;
     }
 
+    // The toolkit may deliver Return and the next press in one turn.
+    finishClosing();
     const PreviousApplication previous = workspace.frontmostApplication();
     const CaptureContext context = currentCaptureContext(previous);
     tracePoint("context");
@@ -85,6 +88,7 @@ void CaptureFlow::accountChanged(bool unauthorized)
 {
     isUnauthorized = unauthorized;
     keptCapture.clearLastFailedCapture();
+    submission.dropStrandedScreenshot();
 }
 
 void CaptureFlow::resendKeptCapture()
@@ -94,10 +98,8 @@ void CaptureFlow::resendKeptCapture()
     const QByteArray document = *keptCapture.payload();
     submission.resend(document, [this, document](const SubmissionResult& result) {
         const auto* error = std::get_if<SubmissionError>(&result);
-        const bool ended = error == nullptr || *error == SubmissionError::unauthorized;
-        // Meanwhile another branch may have failed and taken its place.
-        if (ended && keptCapture.payload() == document)
-            keptCapture.clearLastFailedCapture();
+        if (error == nullptr || *error == SubmissionError::unauthorized)
+            keptCapture.clearLastFailedCapture(document);
     });
 }
 
@@ -161,7 +163,7 @@ void CaptureFlow::handleSubmit(const QString& text,
                                const PreviousApplication& previous)
 {
     // The toolkit may deliver several key presses in one turn, and Return is easily held too long.
-    if (isClosing)
+    if (closing)
         return;
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty())
@@ -171,12 +173,13 @@ void CaptureFlow::handleSubmit(const QString& text,
     if (!document)
         return;
 
-    isClosing = true;
-    QMetaObject::invokeMethod(
-        this, [this, previous] { closePanelAndRestoreFocus(previous); }, Qt::QueuedConnection);
+    closing = [this, previous] { closePanelAndRestoreFocus(previous); };
+    QMetaObject::invokeMethod(this, &CaptureFlow::finishClosing, Qt::QueuedConnection);
     const auto pending = submission.submit(
-        *document, [this, project, document = *document](const SubmissionResult& result) {
-            handleSubmitResult(result, project, document);
+        *document,
+        [this, project, document = *document, keptBefore = keptCapture.payload()](
+            const SubmissionResult& result) {
+            handleSubmitResult(result, project, document, keptBefore);
         });
     if (mode == ScreenshotMode::on)
         QTimer::singleShot(
@@ -185,9 +188,14 @@ void CaptureFlow::handleSubmit(const QString& text,
             });
 }
 
+void CaptureFlow::finishClosing()
+{
+    if (const auto close = std::exchange(closing, nullptr))
+        close();
+}
+
 void CaptureFlow::closePanelAndRestoreFocus(const PreviousApplication& previous)
 {
-    isClosing = false;
     openPanel.reset();
     if (capturePanelController)
         capturePanelController->close();
@@ -196,11 +204,12 @@ void CaptureFlow::closePanelAndRestoreFocus(const PreviousApplication& previous)
 
 void CaptureFlow::handleSubmitResult(const SubmissionResult& result,
                                      const Project& project,
-                                     const QByteArray& document)
+                                     const QByteArray& document,
+                                     const std::optional<QByteArray>& keptBefore)
 {
     const auto* error = std::get_if<SubmissionError>(&result);
     if (error == nullptr) {
-        keptCapture.clearLastFailedCapture();
+        keptCapture.clearLastFailedCapture(keptBefore);
         projectStore.recordUse(project);
         return;
     }

@@ -14,6 +14,7 @@
 
 #include <QObject>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -63,10 +64,13 @@ private:
                       ScreenshotMode mode,
                       const CaptureContext& context,
                       const PreviousApplication& previous);
+    /// Closes the panel now if its closing is due.
+    void finishClosing();
     void closePanelAndRestoreFocus(const PreviousApplication& previous);
     void handleSubmitResult(const SubmissionResult& result,
                             const Project& project,
-                            const QByteArray& document);
+                            const QByteArray& document,
+                            const std::optional<QByteArray>& keptBefore);
     void startScreenshotCapture(const CaptureContext& context,
                                 const Project& project,
                                 const PendingScreenshotRef& pending);
@@ -85,9 +89,9 @@ private:
     BranchSubmissionClient submission;
     ScreenshotCapturer screenshots;
     std::unique_ptr<CapturePanelController> capturePanelController;
-    std::unique_ptr<QObject>
-        openPanel;          ///< Stands for one showing of the panel, as long as it lasts.
-    bool isClosing = false; ///< A branch was handed on; the panel closes in a later turn.
+    std::unique_ptr<QObject> openPanel; ///< Stands for one showing of the panel, while it lasts.
+    /// Closes the panel; there from the hand-over of a branch to the closing in a later turn.
+    std::function<void()> closing;
 };
 
 } // namespace quibel

@@ -35,6 +35,12 @@ void KeptCapture::clearLastFailedCapture()
     preferences.remove(lastFailedCaptureKey);
 }
 
+void KeptCapture::clearLastFailedCapture(const std::optional<QByteArray>& earlier)
+{
+    if (lastFailedPayload == earlier)
+        clearLastFailedCapture();
+}
+
 bool KeptCapture::interceptHotkey()
 {
     return std::exchange(shouldInterceptNextHotkey, false);

@@ -24,6 +24,10 @@ public:
 
     void clearLastFailedCapture();
 
+    /// The same, but only if `earlier` is still what is kept: another branch may have failed and
+    /// taken its place.
+    void clearLastFailedCapture(const std::optional<QByteArray>& earlier);
+
     /// Whether this press of the hot key is to be spent on sending the kept branch again. True once
     /// for each failure.
     [[nodiscard]] bool interceptHotkey();

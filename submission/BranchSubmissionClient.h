@@ -46,6 +46,9 @@ public:
     /// succeeds, unless a newer one takes its place.
     void uploadScreenshot(const PendingScreenshotRef& pending, ScreenshotCapture screenshot);
 
+    /// Forgets a screenshot whose branch had failed.
+    void dropStrandedScreenshot() { strandedScreenshot.reset(); }
+
 private:
     /// A request; or why there can be none.
     using Prepared = std::variant<HttpRequest, SubmissionError>;

@@ -163,6 +163,25 @@ private Q_SLOTS:
         AgentBench::pressKey(Qt::Key_Escape);
     }
 
+    void anEarlierBranchThatIsSentLeavesALaterOneThatFailed()
+    {
+        AgentBench bench;
+        bench.connectAccount({ u"p1"_s });
+        bench.launch();
+        bench.branchOff(u"first"_s);
+        QTRY_VERIFY(!AgentBench::panelIsOpen());
+        bench.branchOff(u"second"_s);
+        const auto second = bench.desktop.session.requests.at(branchRequest + 1).body.joined();
+        bench.desktop.session.answer(branchRequest + 1, FakeHttpSession::success(503, {}));
+        QTRY_COMPARE(bench.keptBranch(), second);
+        bench.desktop.session.answer(branchRequest, createdBranch);
+        QTRY_COMPARE(bench.desktop.preferences.text(u"quibel.lastUsedProjectId"_s), u"p1"_s);
+        QCOMPARE(bench.keptBranch(), second);
+        bench.pressHotKey();
+        QVERIFY(!AgentBench::panelIsOpen());
+        QCOMPARE(bench.desktop.session.requests.back().body.joined(), second);
+    }
+
     void aNewFailureReplacesTheKeptBranch()
     {
         AgentBench bench;

@@ -216,6 +216,28 @@ private Q_SLOTS:
         QVERIFY(bench.desktop.session.requests.back().url.path().endsWith(u"/b1/screenshots"));
     }
 
+    void anotherAccountGetsNoScreenshotOfAFailedBranch()
+    {
+        AgentBench bench;
+        prepareForScreenshots(bench);
+        bench.branchOff(u"x"_s);
+        bench.desktop.session.answer(branchRequest, FakeHttpSession::success(401, {}));
+        QTRY_VERIFY(bench.desktop.output.contains("Screenshot captured"));
+        bench.delegate->connectAccount();
+        bench.enterKey(u"sk_other"_s);
+        bench.desktop.session.answer(
+            branchRequest + 1, FakeHttpSession::success(200, R"([{"id":"q","name":"Other"}])"));
+        QTRY_VERIFY(!bench.statusLine().isVisible());
+
+        bench.desktop.preferences.values.insert(u"quibel.screenshotMode"_s, u"off"_s);
+        bench.branchOff(u"y"_s);
+        const std::size_t requests = bench.desktop.session.requests.size();
+        bench.desktop.session.answer(requests - 1, createdBranch);
+        QTRY_COMPARE(bench.desktop.preferences.text(u"quibel.lastUsedProjectId"_s), u"q"_s);
+        AgentBench::settle();
+        QCOMPARE(bench.desktop.session.requests.size(), requests);
+    }
+
     void aBranchWithoutAnIdUploadsNothing_data()
     {
         QTest::addColumn<QByteArray>("body");

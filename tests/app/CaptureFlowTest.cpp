@@ -117,6 +117,26 @@ private Q_SLOTS:
         QCOMPARE(bench.desktop.workspace.activated, std::vector { bench.editor });
     }
 
+    void aPressBeforeThePanelHasClosedOpensItAnew()
+    {
+        AgentBench bench;
+        bench.connectAccount({ u"p1"_s });
+        bench.launch();
+        bench.pressHotKey();
+        AgentBench::type(u"first"_s);
+        QLineEdit* field = AgentBench::textField();
+        QTest::sendKeyEvent(QTest::Press, field, Qt::Key_Return, QString(), {}, 0);
+        bench.pressHotKey();
+        AgentBench::settle();
+        QVERIFY(AgentBench::panelIsOpen());
+        QCOMPARE(bench.desktop.workspace.activated, std::vector { bench.editor });
+        AgentBench::type(u"second"_s);
+        AgentBench::pressKey(Qt::Key_Return);
+        const QJsonObject document = bench.sentDocument(branchRequest + 1);
+        QCOMPARE(document[u"title"_s], u"second"_s);
+        QCOMPARE(document[u"context_snapshot"_s][u"active_app"_s][u"name"_s], u"Editor"_s);
+    }
+
     void sendsOneBranchForReturnsThatComeBeforeThePanelHasClosed()
     {
         AgentBench bench;

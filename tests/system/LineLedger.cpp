@@ -34,7 +34,10 @@ QString branchOf(const SentLine& line)
 
 void LineLedger::send(const SentLine& line)
 {
-    attempts.push_back({ .kind = Attempt::Kind::branch, .line = lines.size(), .fate = line.fate });
+    attempts.push_back({ .kind = Attempt::Kind::branch,
+                         .line = lines.size(),
+                         .fate = line.fate,
+                         .keptBefore = kept });
     lines.push_back(line);
 }
 
@@ -155,21 +158,30 @@ void LineLedger::answer(std::size_t index)
     const bool isAccepted = attempt->fate.outcome == Fate::Outcome::accepted;
     switch (attempt->kind) {
     case Attempt::Kind::branch:
-        kept = isAccepted ? std::nullopt : std::optional(attempt->line);
-        intercepts = !isAccepted;
         (isAccepted ? line.storedAt : line.failedAt) = answers;
-        if (isAccepted)
+        if (isAccepted) {
             lastUsedProject = line.project;
+            forget(attempt->keptBefore);
+        } else {
+            kept = attempt->line;
+            intercepts = true;
+        }
         break;
     case Attempt::Kind::resend:
-        if (isAccepted && kept == attempt->line) {
-            kept.reset();
-            intercepts = false;
-        }
+        if (isAccepted)
+            forget(attempt->line);
         break;
     case Attempt::Kind::picture:
         break;
     }
+}
+
+void LineLedger::forget(std::optional<std::size_t> line)
+{
+    if (kept != line)
+        return;
+    kept.reset();
+    intercepts = false;
 }
 
 QByteArray LineLedger::acceptance(std::size_t index) const

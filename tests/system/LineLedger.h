@@ -91,7 +91,8 @@ private:
         Kind kind = Kind::branch;
         std::size_t line = 0;
         Fate fate {};
-        std::optional<std::size_t> request {}; ///< None until it has come.
+        std::optional<std::size_t> keptBefore {}; ///< What was kept when a branch was sent.
+        std::optional<std::size_t> request {};    ///< None until it has come.
         bool isAnswered = false;
     };
 
@@ -101,6 +102,8 @@ private:
     void compare(const SentLine& line, const QJsonObject& document);
     [[nodiscard]] const Attempt& attemptAt(std::size_t index) const;
     void judgePlace(const SentLine& line, const QString& branch);
+    /// If it is still this one that is kept.
+    void forget(std::optional<std::size_t> line);
 
     std::vector<SentLine> lines;
     std::vector<Attempt> attempts;
