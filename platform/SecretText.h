@@ -8,7 +8,7 @@
 
 namespace quibel {
 
-/// Overwrites memory, even where the compiler sees that nobody reads it again.
+/// Overwrites memory, even where the compiler sees that it is never read again.
 void overwrite(void* memory, std::size_t size);
 
 /// Empties `text`, and overwrites what it held unless another one shares that.
