@@ -213,6 +213,7 @@ void APIKeyPanelController::finishCheck(const SecretText& key, const ProjectsRes
 
 void APIKeyPanelController::install(const ProjectList& projects)
 {
+    projectStore.abandonFetches();
     projectStore.applyFetchedProjects(projects);
     projectStore.didAttemptFetch = true;
     projectStore.apiKey([&store = projectStore](const KeyResult& stored) {

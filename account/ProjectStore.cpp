@@ -97,16 +97,24 @@ void ProjectStore::recordUse(const Project& project)
 
 void ProjectStore::apiKey(KeychainService::Receive receive)
 {
-    keychain.read(*this, [this, receive = std::move(receive)](const KeyResult& stored) {
-        receive(effectiveKey(stored));
-    });
+    keychain.read(*this, takeKey(std::move(receive), &ProjectStore::apiKey));
 }
 
 void ProjectStore::apiKeyWhenAnswered(KeychainService::Receive receive)
 {
-    keychain.readWhenAnswered(*this, [this, receive = std::move(receive)](const KeyResult& stored) {
-        receive(effectiveKey(stored));
-    });
+    keychain.readWhenAnswered(*this,
+                              takeKey(std::move(receive), &ProjectStore::apiKeyWhenAnswered));
+}
+
+KeychainService::Receive ProjectStore::takeKey(KeychainService::Receive receive, ReadKey read)
+{
+    return [this, read, generation = keyGeneration, receive = std::move(receive)](
+               const KeyResult& stored) {
+        if (generation == keyGeneration)
+            receive(effectiveKey(stored));
+        else
+            (this->*read)(receive);
+    };
 }
 
 KeyResult ProjectStore::effectiveKey(const KeyResult& stored) const
@@ -130,15 +138,16 @@ void ProjectStore::fetchProjects(const QString& apiKey,
                                  Arrival arrival,
                                  std::function<void(const ProjectsResult&)> completion)
 {
-    requestProjects(apiKey,
-                    [store = QPointer(this), arrival, completion = std::move(completion)](
-                        const ProjectsResult& result) {
-                        if (!store)
-                            return;
-                        store->takeProjects(result, arrival);
-                        if (completion)
-                            completion(result);
-                    });
+    ask(apiKey,
+        [this, arrival, generation = keyGeneration, completion = std::move(completion)](
+            const ProjectsResult& result) {
+            if (generation == keyGeneration) {
+                signOutIfRejected(result);
+                takeProjects(result, arrival);
+            }
+            if (completion)
+                completion(result);
+        });
 }
 
 void ProjectStore::takeProjects(const ProjectsResult& result, Arrival arrival)
@@ -156,6 +165,14 @@ void ProjectStore::takeProjects(const ProjectsResult& result, Arrival arrival)
 void ProjectStore::requestProjects(const QString& apiKey,
                                    std::function<void(const ProjectsResult&)> completion)
 {
+    ask(apiKey, [this, completion = std::move(completion)](const ProjectsResult& result) {
+        signOutIfRejected(result);
+        completion(result);
+    });
+}
+
+void ProjectStore::ask(const QString& apiKey, std::function<void(const ProjectsResult&)> completion)
+{
     const std::optional<QUrl> base = apiBaseURL();
     if (!base) {
         completion(APIError::network);
@@ -165,13 +182,15 @@ void ProjectStore::requestProjects(const QString& apiKey,
     session.send(
         makeGetRequest(*base, u"api/projects"_s, apiKey),
         [store = QPointer(this), completion = std::move(completion)](const HttpOutcome& outcome) {
-            if (!store)
-                return;
-            const ProjectsResult result = readProjects(outcome);
-            if (result == ProjectsResult(APIError::unauthorized))
-                store->handleUnauthorized();
-            completion(result);
+            if (store)
+                completion(readProjects(outcome));
         });
+}
+
+void ProjectStore::signOutIfRejected(const ProjectsResult& result)
+{
+    if (result == ProjectsResult(APIError::unauthorized))
+        handleUnauthorized();
 }
 
 void ProjectStore::applyFetchedProjects(ProjectList fetched)
@@ -209,8 +228,14 @@ void ProjectStore::fillList(ProjectList fetched)
         fetchedProjects.push_back(std::move(entry.project));
 }
 
+void ProjectStore::abandonFetches()
+{
+    ++keyGeneration;
+}
+
 void ProjectStore::handleUnauthorized()
 {
+    abandonFetches();
     keychain.remove();
     fetchedProjects.clear();
     lastUsedProjectIDInSession.reset();

@@ -45,7 +45,8 @@ public:
     void recordUse(const Project& project);
 
     /// Reads the effective API key: the stored one, else the environment's; empty counts as none.
-    /// `receive` gets it as from `KeychainService::read`, unless the store is gone by then.
+    /// `receive` gets it as from `KeychainService::read`, unless the store is gone by then. A key
+    /// that is replaced meanwhile is read anew.
     void apiKey(KeychainService::Receive receive);
 
     /// The same as from `KeychainService::readWhenAnswered`.
@@ -57,8 +58,8 @@ public:
     /// What an answer does: it is applied, or, when it is `late`, fills the list and nothing else.
     enum class Arrival { inTime, late };
 
-    /// Asks the service for the projects and takes an answer that is not empty. `completion` is
-    /// called after that, as by `requestProjects`.
+    /// Asks the service for the projects and takes an answer that is not empty, unless the fetch
+    /// was abandoned. `completion` is called after that, as by `requestProjects`.
     void fetchProjects(const QString& apiKey,
                        Arrival arrival = Arrival::inTime,
                        std::function<void(const ProjectsResult&)> completion = {});
@@ -73,8 +74,11 @@ public:
     /// Sorts `fetched` (recently used first, the rest by name), installs it and reports it.
     void applyFetchedProjects(ProjectList fetched);
 
-    /// Signs the user out locally: key, list and remembered projects are gone at once,
-    /// `onUnauthorized` is called in a later turn of the event loop.
+    /// Makes the answers to all fetches under way change nothing: their key has been replaced.
+    void abandonFetches();
+
+    /// Signs the user out locally and abandons all fetches: key, list and remembered projects are
+    /// gone at once, `onUnauthorized` is called in a later turn of the event loop.
     void handleUnauthorized();
 
     bool didAttemptFetch = false;
@@ -82,7 +86,12 @@ public:
     std::function<void()> onAuthorized;
 
 private:
+    using ReadKey = void (ProjectStore::*)(KeychainService::Receive);
+
+    [[nodiscard]] KeychainService::Receive takeKey(KeychainService::Receive receive, ReadKey read);
     [[nodiscard]] KeyResult effectiveKey(const KeyResult& stored) const;
+    void ask(const QString& apiKey, std::function<void(const ProjectsResult&)> completion);
+    void signOutIfRejected(const ProjectsResult& result);
     void takeProjects(const ProjectsResult& result, Arrival arrival);
     void fillList(ProjectList fetched);
     [[nodiscard]] QStringList identifierCache() const;
@@ -94,6 +103,7 @@ private:
     KeychainService keychain;
     std::optional<QString> lastUsedProjectIDInSession;
     ProjectList fetchedProjects;
+    unsigned keyGeneration = 0; ///< Raised whenever the key is replaced or removed.
 };
 
 } // namespace quibel

@@ -598,6 +598,23 @@ private Q_SLOTS:
         QCOMPARE(output, "Loaded 1 projects from API\n"_ba);
     }
 
+    void keepsTheNewAccountWhenTheFormerKeyIsRejectedLate()
+    {
+        QVERIFY(saved(*keychain, u"former"_s));
+        store->fetchProjects(u"former"_s);
+        press(u"sk_1"_s);
+        session->answer(1, FakeHttpSession::success(200, twoProjects));
+        QTRY_COMPARE(storedKey(*keychain), u"sk_1"_s);
+        int signOuts = 0;
+        store->onUnauthorized = [&signOuts] { ++signOuts; };
+        session->answer(0, FakeHttpSession::success(401, {}));
+        for (int turn = 0; turn < 3; ++turn)
+            QCoreApplication::processEvents();
+        QCOMPARE(signOuts, 0);
+        QCOMPARE(storedKey(*keychain), u"sk_1"_s);
+        QCOMPARE(store->projects().size(), std::size_t(2));
+    }
+
     void isDoneBeforeASlowStoreAnswers()
     {
         secretItems->slow = true;

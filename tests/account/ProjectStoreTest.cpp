@@ -575,6 +575,78 @@ private Q_SLOTS:
         QCOMPARE(output + standardError.text(), QByteArray());
     }
 
+    void dropsTheAnswerToAFormerKey_data()
+    {
+        QTest::addColumn<HttpOutcome>("outcome");
+        QTest::newRow("rejected") << FakeHttpSession::success(401, {});
+        QTest::newRow("projects") << FakeHttpSession::success(200, R"([{"id":"1","name":"a"}])");
+    }
+
+    void dropsTheAnswerToAFormerKey()
+    {
+        QFETCH(const HttpOutcome, outcome);
+        store->onUnauthorized = [this] { events << u"signed out"_s; };
+        store->fetchProjects(u"former"_s);
+        store->fetchProjects(u"former"_s, ProjectStore::Arrival::late);
+        storeSecret("new");
+        store->abandonFetches();
+        store->applyFetchedProjects({ x });
+        session->answer(0, outcome);
+        session->answer(1, outcome);
+        settle();
+        QCOMPARE(effectiveKey(), u"new"_s);
+        QCOMPARE(store->projects(), ProjectList { x });
+        QCOMPARE(output, QByteArray());
+        QVERIFY(events.isEmpty());
+    }
+
+    void fillsNoListAfterASignOut()
+    {
+        store->fetchProjects(u"former"_s);
+        store->handleUnauthorized();
+        session->answerNext(FakeHttpSession::success(200, R"([{"id":"1","name":"a"}])"));
+        settle();
+        QVERIFY(store->projects().empty());
+    }
+
+    void signsOutWhenTheKeyOfNowIsRejectedLate()
+    {
+        storeSecret("new");
+        store->abandonFetches();
+        store->applyFetchedProjects({ x });
+        store->fetchProjects(u"new"_s, ProjectStore::Arrival::late);
+        session->answerNext(FakeHttpSession::success(401, {}));
+        settle();
+        QCOMPARE(effectiveKey(), std::nullopt);
+        QVERIFY(store->projects().empty());
+    }
+
+    void readsTheKeyAnewThatWasReplacedMeanwhile_data()
+    {
+        QTest::addColumn<bool>("waits");
+        QTest::newRow("as it is") << false;
+        QTest::newRow("once the store answers") << true;
+    }
+
+    void readsTheKeyAnewThatWasReplacedMeanwhile()
+    {
+        QFETCH(const bool, waits);
+        secretItems->slow = true;
+        std::vector<std::optional<QString>> received;
+        const auto receive = [&received](const KeyResult& key) { received.push_back(keyIn(key)); };
+        storeSecret("former");
+        if (waits)
+            store->apiKeyWhenAnswered(receive);
+        else
+            store->apiKey(receive);
+        store->abandonFetches();
+        QVERIFY(secretItems->answerLate());
+        QVERIFY(received.empty());
+        secretItems->items.front().second = "new";
+        QVERIFY(secretItems->answerLate());
+        QCOMPARE(received, std::vector { std::optional(u"new"_s) });
+    }
+
     void leavesTheFetchGuardToItsOwner()
     {
         QVERIFY(!store->didAttemptFetch);
