@@ -87,6 +87,9 @@ void APIKeyPanelController::show()
 {
     if (!panel)
         buildPanel();
+    ++showings;
+    if (saving)
+        saveButton.setEnabled(true);
     showError({});
     keyField.clear();
     showLine(hintLabel, hintFor(projectStore.apiBaseURL().value_or(QUrl())));
@@ -181,6 +184,7 @@ void APIKeyPanelController::savePressed()
         return;
     }
 
+    saving.reset();
     saveButton.setEnabled(false);
     showError({});
     projectStore.requestProjects(
@@ -202,13 +206,24 @@ void APIKeyPanelController::finishCheck(const SecretText& key, const ProjectsRes
                                                    : u"Unable to connect."_s);
         return;
     }
-    keychain.save(key, *this, [this, projects = std::get<ProjectList>(result)](bool isSaved) {
-        saveButton.setEnabled(true);
-        if (isSaved)
-            install(projects);
-        else
-            showError(u"Unable to save API key."_s);
-    });
+    saving = std::make_unique<QObject>();
+    const auto finish = [this, projects = std::get<ProjectList>(result), showing = showings](
+                            bool isSaved) { finishSaving(isSaved, projects, showing); };
+    keychain.save(key, *saving, finish);
+}
+
+void APIKeyPanelController::finishSaving(bool isSaved, const ProjectList& projects, int showing)
+{
+    saving.reset();
+    if (isSaved)
+        install(projects);
+    if (showing != showings)
+        return;
+    saveButton.setEnabled(true);
+    if (isSaved)
+        hide();
+    else
+        showError(u"Unable to save API key."_s);
 }
 
 void APIKeyPanelController::install(const ProjectList& projects)
@@ -220,6 +235,10 @@ void APIKeyPanelController::install(const ProjectList& projects)
         if (const auto* key = std::get_if<SecretText>(&stored))
             store.fetchProjects(*key);
     });
+}
+
+void APIKeyPanelController::hide()
+{
     const SecretText typed(keyField.text()); // To be overwritten, once it is here alone.
     keyField.setText({});
     panel->orderOut();

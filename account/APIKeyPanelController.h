@@ -35,6 +35,9 @@ public:
 
     /// Presents the panel, emptied, in the middle of the screen of the window that has the
     /// keyboard, else of the pointer's screen.
+    ///
+    /// An accepted key that still waits for the key ring is saved when the ring is unlocked, unless
+    /// the user tries another key first; the panel shown anew does not wait for it.
     void show();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -47,7 +50,9 @@ private:
     [[nodiscard]] std::optional<Screen> screenOfKeyWindow();
     void savePressed();
     void finishCheck(const SecretText& key, const ProjectsResult& result);
+    void finishSaving(bool isSaved, const ProjectList& projects, int showing);
     void install(const ProjectList& projects);
+    void hide();
 
     ProjectStore& projectStore;
     KeychainService& keychain;
@@ -60,6 +65,8 @@ private:
     QLabel errorLabel;
     Announcer* announcer = nullptr; ///< A part of the panel.
     QPushButton saveButton;
+    std::unique_ptr<QObject> saving; ///< While the key ring may be asking the user.
+    int showings = 0;
 };
 
 } // namespace quibel

@@ -679,6 +679,42 @@ private Q_SLOTS:
         QCOMPARE(storedKey(*keychain).has_value(), unlocks);
     }
 
+    void waitsNoLongerForTheKeyRingWhenShownAgain_data()
+    {
+        QTest::addColumn<bool>("unlocks");
+        QTest::newRow("unlocked") << true;
+        QTest::newRow("refused") << false;
+    }
+
+    void waitsNoLongerForTheKeyRingWhenShownAgain()
+    {
+        QFETCH(const bool, unlocks);
+        waitForTheKeyRingWith(u"sk_1"_s);
+        QTest::keyClick(keyField(), Qt::Key_Escape);
+        controller->show();
+        QVERIFY(saveButton()->isEnabled());
+        QTest::keyClicks(keyField(), u"sk_2"_s);
+        secretItems->answerPrompts(unlocks);
+        QCOMPARE(storedKey(*keychain).has_value(), unlocks);
+        QCOMPARE(store->projects().size(), std::size_t(unlocks ? 2 : 0));
+        QVERIFY(panel()->isVisible());
+        QCOMPARE(keyField()->text(), u"sk_2"_s);
+        QCOMPARE(errorText(), u""_s);
+        QVERIFY(saveButton()->isEnabled());
+    }
+
+    void letsTheLatestKeyCountWhenTheKeyRingIsUnlocked()
+    {
+        waitForTheKeyRingWith(u"sk_1"_s);
+        waitForTheKeyRingWith(u"sk_2"_s);
+        QVERIFY(!saveButton()->isEnabled());
+        secretItems->answerPrompts(true);
+        QCOMPARE(storedKey(*keychain), u"sk_2"_s);
+        QCOMPARE(secretItems->calls.count(u"update"_s), 0);
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(saveButton()->isEnabled());
+    }
+
     void losesTheFormerKeyToARejectedOne()
     {
         QVERIFY(saved(*keychain, u"old"_s));
@@ -778,6 +814,16 @@ private:
         controller->show();
         keyField()->setText(key);
         QTest::mouseClick(saveButton(), Qt::LeftButton);
+    }
+
+    /// The service accepts the key, and the key ring asks the user.
+    void waitForTheKeyRingWith(const QString& key)
+    {
+        secretItems->locked = true;
+        const auto asked = secretItems->calls.count(u"unlock"_s);
+        press(key);
+        session->answerNext(FakeHttpSession::success(200, twoProjects));
+        QTRY_COMPARE(secretItems->calls.count(u"unlock"_s), asked + 1);
     }
 
     [[nodiscard]] static QWidget* panel()
