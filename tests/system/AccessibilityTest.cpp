@@ -167,6 +167,7 @@ private Q_SLOTS:
         QVERIFY(session.openPanel());
         QTRY_VERIFY(tool.find(u"text"_s, QString::fromLatin1(question)));
         QVERIFY(!tool.find(u"label"_s, line));
+        QTRY_COMPARE(tool.heard(), QStringList(u"Atlas, No screenshot"_s));
         QVERIFY(dismissPanel(session));
 
         session.forgetKey();
