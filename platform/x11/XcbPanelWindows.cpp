@@ -121,6 +121,8 @@ void XcbPanelWindows::setFrame(QWindow& panel, const QRect& frame)
 {
     frames.insert(&panel, frame);
     shapeInput(panel);
+    // A panel gets another frame when a compositor comes or goes.
+    setBackground(windowOf(panel), areTranslucent());
 }
 
 void XcbPanelWindows::shapeInput(const QWindow& panel) const
@@ -180,7 +182,6 @@ bool XcbPanelWindows::eventFilter(QObject* watched, QEvent* event)
 
 void XcbPanelWindows::makeCapturePanelKey(QWindow& panel)
 {
-    setBackground(windowOf(panel), areTranslucent());
     panel.show();
     tracePoint("map");
     const std::array<std::uint32_t, 1> above { XCB_STACK_MODE_ABOVE };

@@ -259,25 +259,28 @@ private Q_SLOTS:
     void leavesNothingToFade_data()
     {
         QTest::addColumn<QStringList>("looks");
-        QTest::newRow("fading") << QStringList {};
-        QTest::newRow("fading, shadows") << QStringList { u"--shadow"_s };
+        QTest::addColumn<bool>("comesLate");
+        QTest::newRow("fading") << QStringList {} << false;
+        QTest::newRow("fading, shadows") << QStringList { u"--shadow"_s } << false;
+        QTest::newRow("fading, came while the panel was open") << QStringList {} << true;
     }
 
     void leavesNothingToFade()
     {
         QFETCH(const QStringList, looks);
+        QFETCH(const bool, comesLate);
+        // Appears at once, and takes 20 s to vanish.
+        const QStringList arguments = QStringList {
+            u"--fading"_s, u"--fade-in-step=1"_s, u"--fade-out-step=0.01"_s, u"--fade-delta=200"_s
+        } + looks;
         AgentSession session(desktop);
         QVERIFY(session.launchConnected());
         const Ground ground;
-        // Appears at once, and takes 20 s to vanish.
-        QVERIFY(startCompositor(QStringList { u"--fading"_s,
-                                              u"--fade-in-step=1"_s,
-                                              u"--fade-out-step=0.01"_s,
-                                              u"--fade-delta=200"_s }
-                                + looks));
+        QVERIFY(comesLate || startCompositor(arguments));
         QTRY_VERIFY(isGroundAlone(picture()));
         for (int i = 0; i < 3; ++i) {
             QVERIFY(session.openPanel());
+            QVERIFY(compositor != nullptr || startCompositor(arguments));
             const QRect frame = session.panel()->geometry;
             session.type(u"nothing of this"_s);
             QTRY_VERIFY(floats(picture(), frame));
