@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 
+#include <chrono>
 #include <utility>
 
 #include <xcb/xinput.h>
@@ -12,6 +13,8 @@
 namespace quibel {
 
 namespace {
+
+constexpr std::chrono::minutes idleTime { 1 };
 
 /// Wheels are buttons as well.
 bool scrolls(std::uint32_t button)
@@ -30,6 +33,9 @@ XcbKeyboardGrab::XcbKeyboardGrab(xcb_connection_t* toolkitConnection, XcbConnect
     const auto* extension = xcb_get_extension_data(connection, &xcb_input_id);
     if (extension != nullptr && extension->present != 0)
         inputExtension = extension->major_opcode;
+    idle.setSingleShot(true);
+    idle.setInterval(idleTime);
+    idle.callOnTimeout([this] { ungrab(); });
     QCoreApplication::instance()->installNativeEventFilter(this);
 }
 
@@ -54,8 +60,7 @@ void XcbKeyboardGrab::release()
     if (std::exchange(holder, XCB_WINDOW_NONE) == XCB_WINDOW_NONE)
         return;
     listenToClicks(0);
-    xcb_ungrab_keyboard(connection, XCB_CURRENT_TIME);
-    xcb_flush(connection);
+    ungrab();
 }
 
 bool XcbKeyboardGrab::nativeEventFilter(const QByteArray& /*type*/,
@@ -67,12 +72,15 @@ bool XcbKeyboardGrab::nativeEventFilter(const QByteArray& /*type*/,
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
     switch (event->response_type & 0x7FU) {
     case XCB_FOCUS_IN: {
-        // Comes too when the one who held the keyboard has let it go.
+        // Comes too when the one who held the keyboard has let it go, this one included.
         const auto& came = eventAs<xcb_focus_in_event_t>(event);
-        if (came.event == holder && came.mode != XCB_NOTIFY_MODE_GRAB)
+        if (came.event == holder && came.mode != XCB_NOTIFY_MODE_GRAB && idle.isActive())
             grab();
         break;
     }
+    case XCB_KEY_PRESS:
+        keyPressed();
+        break;
     case XCB_FOCUS_OUT:
         takeFocusBack(eventAs<xcb_focus_out_event_t>(event));
         break;
@@ -92,6 +100,22 @@ void XcbKeyboardGrab::grab()
         connection, 1, holder, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     xcb_discard_reply(connection, request.sequence);
     xcb_flush(connection);
+    idle.start();
+}
+
+void XcbKeyboardGrab::ungrab()
+{
+    idle.stop();
+    xcb_ungrab_keyboard(connection, XCB_CURRENT_TIME);
+    xcb_flush(connection);
+}
+
+void XcbKeyboardGrab::keyPressed()
+{
+    if (idle.isActive())
+        idle.start();
+    else
+        grab();
 }
 
 void XcbKeyboardGrab::listenToClicks(std::uint32_t events)
@@ -114,7 +138,19 @@ void XcbKeyboardGrab::takeFocusBack(const xcb_focus_out_event_t& event)
         || event.detail == XCB_NOTIFY_DETAIL_POINTER)
         return;
     // Keys come here by the grab as it is, but input methods go by the focus.
-    setFocus(holder);
+    if (mayTakeFocusBack())
+        setFocus(holder);
+}
+
+bool XcbKeyboardGrab::mayTakeFocusBack()
+{
+    constexpr std::chrono::milliseconds span { 10'000 };
+    constexpr int most = 5;
+    if (!sinceTakenBack.isValid() || sinceTakenBack.hasExpired(span.count())) {
+        sinceTakenBack.start();
+        timesTakenBack = 0;
+    }
+    return ++timesTakenBack <= most;
 }
 
 void XcbKeyboardGrab::setFocus(xcb_window_t window)

@@ -1,4 +1,5 @@
 #include "platform/x11/XcbConnection.h"
+#include "tests/platform/ClientWindow.h"
 #include "tests/system/AgentSession.h"
 #include "tests/system/DesktopTest.h"
 
@@ -142,6 +143,54 @@ private Q_SLOTS:
         session->press(u"Escape"_s);
         QTRY_VERIFY(!session->panel());
         checkThatTheEditorIsTypedInto();
+    }
+
+    void leavesTheFocusToAProgramThatInsists()
+    {
+        ClientWindow rival({ .title = "rival", .overrideRedirect = true });
+        rival.map();
+        QTRY_VERIFY(rival.isViewable());
+        int times = 0;
+        const auto takeFocus = [&] {
+            ++times;
+            xcb_set_input_focus(
+                rival.connection().get(), XCB_INPUT_FOCUS_PARENT, rival.id(), XCB_CURRENT_TIME);
+            rival.connection().flush();
+        };
+        QObject::connect(&rival.connection(),
+                         &XcbConnection::received,
+                         &rival.connection(),
+                         [&](const xcb_generic_event_t* event) {
+                             if ((event->response_type & 0x7FU) == XCB_FOCUS_OUT)
+                                 takeFocus();
+                         });
+        takeFocus();
+        session->type(u"one two "_s);
+        const auto isSettled = [&] {
+            const int before = times;
+            QTest::qWait(1'000);
+            return times == before && rival.hasFocus();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isSettled(), 10'000);
+        session->type(u"three"_s);
+        session->press(u"Return"_s);
+        QTRY_COMPARE(session->countOf(branchPath), 1U);
+        QCOMPARE(session->sent(branchPath)[u"context_snapshot"_s][u"captured_text"_s],
+                 u"one two three"_s);
+        QCOMPARE(rival.pressedKeys(), std::vector<xcb_keycode_t>());
+    }
+
+    void letsALockerHaveTheKeyboardOfAPanelThatIsLeftOpen()
+    {
+        session->type(u"one "_s);
+        constexpr int longerThanAMinute = 90'000;
+        QTRY_VERIFY_WITH_TIMEOUT(keyboardIsFree(), longerThanAMinute);
+        session->type(u"two"_s);
+        QTRY_VERIFY(!keyboardIsFree());
+        session->press(u"Return"_s);
+        QTRY_COMPARE(session->countOf(branchPath), 1U);
+        QCOMPARE(session->sent(branchPath)[u"context_snapshot"_s][u"captured_text"_s],
+                 u"one two"_s);
     }
 };
 
