@@ -89,7 +89,7 @@ void KeychainService::readAfterChange(QObject& owner, Receive receive) const
     auto* const waiting = new QObject(&owner);
     items.awaitChange(*waiting, [self = *this, &owner, waiting, receive] {
         delete waiting;
-        self.readWhenAnswered(owner, receive);
+        self.readAfterChange(owner, receive);
     });
     read(*waiting, [waiting, receive = std::move(receive)](const KeyResult& result) {
         if (result == KeyResult(KeyError::noAnswer))

@@ -26,7 +26,7 @@ enum class SecretStatus {
     success,
     duplicateItem, ///< `add`: an item with this identity exists.
     itemNotFound,  ///< The store says so.
-    locked,        ///< The store has not said what there is, and nothing was changed.
+    locked,        ///< Some of it is locked: not told, not changed.
     unavailable,   ///< No store, one that went away, or no answer in time.
 };
 
@@ -55,7 +55,7 @@ enum class SecretStoreState {
 
 /// The user's secret store (key ring), one item at a time.
 ///
-/// Nobody is asked anything but by `unlock`: what is locked stays so.
+/// Only `unlock` prompts the user; every other call leaves what is locked as it is.
 ///
 /// Thread: main. Calls are synchronous and return within two seconds; to read holds nobody up.
 class SecretItems
@@ -92,8 +92,10 @@ public:
     virtual void unlock(const SecretIdentity& identity, QObject& owner, std::function<void()> done)
         = 0;
 
-    /// Calls `changed` once, in a later turn of the event loop, when the store has come or gone or
-    /// something in it has changed, such as its lock; not when `owner` is gone by then.
+    /// Calls `changed` once, when the store has come or something in it has changed, such as its
+    /// lock, and it has not gone since; not when `owner` is gone by then. That is in a later turn
+    /// of the event loop, some seconds after this call at the earliest, so that a store which
+    /// reports a change at every read is not read in a busy loop.
     virtual void awaitChange(QObject& owner, std::function<void()> changed) = 0;
 };
 

@@ -23,9 +23,10 @@ class BusSubscription
     Q_DISABLE_COPY_MOVE(BusSubscription)
 
 public:
-    BusSubscription(GDBusConnection* connection,
-                    const BusSignal& wanted,
-                    std::function<void()> receive)
+    /// Gets the arguments of a signal.
+    using Receive = std::function<void(GVariant*)>;
+
+    BusSubscription(GDBusConnection* connection, const BusSignal& wanted, Receive receive)
         : bus(G_DBUS_CONNECTION(g_object_ref(connection)))
         , identifier(g_dbus_connection_signal_subscribe(
               connection,
@@ -36,7 +37,7 @@ public:
               wanted.firstArgument,
               G_DBUS_SIGNAL_FLAGS_NONE,
               deliver,
-              std::make_unique<std::function<void()>>(std::move(receive)).release(),
+              std::make_unique<Receive>(std::move(receive)).release(),
               release))
     {
     }
@@ -48,18 +49,17 @@ private:
                         const gchar* /*path*/,
                         const gchar* /*interface*/,
                         const gchar* /*member*/,
-                        GVariant* /*arguments*/,
+                        GVariant* arguments,
                         gpointer receive)
     {
         // What is called may end the subscription, and the function with it.
-        const std::function<void()> call = *static_cast<std::function<void()>*>(receive);
-        call();
+        const Receive call = *static_cast<Receive*>(receive);
+        call(arguments);
     }
 
     static void release(gpointer receive)
     {
-        const std::unique_ptr<std::function<void()>> owned(
-            static_cast<std::function<void()>*>(receive));
+        const std::unique_ptr<Receive> owned(static_cast<Receive*>(receive));
     }
 
     GLibHandle<GDBusConnection> bus;

@@ -8,7 +8,6 @@
 #include "platform/libsecret/SecretWatch.h"
 
 #include <QMetaObject>
-#include <QPointer>
 
 #include <algorithm>
 #include <chrono>
@@ -26,6 +25,9 @@ constexpr auto patience = 1500ms;
 /// Holds nobody up, and what waits for it may be lost without the answer.
 constexpr auto patienceToRead = 10s;
 
+/// Some services tell of a change whenever they are asked, which must not become a busy loop.
+constexpr auto shortestWatch = 3s;
+
 SecretValueHandle makeValue(const QByteArray& data)
 {
     return SecretValueHandle(secret_value_new(data.constData(), data.size(), "text/plain"));
@@ -40,9 +42,10 @@ bool isLocked(const GLibHandle<SecretItem>& item)
 
 struct LibsecretSecretItems::Awaited
 {
+    int number = 0;
     std::unique_ptr<SecretTask> task;
-    QPointer<QObject> owner;
     std::function<void()> tell;
+    QMetaObject::Connection whenOwnerIsGone;
 };
 
 LibsecretSecretItems::LibsecretSecretItems()
@@ -143,31 +146,46 @@ void LibsecretSecretItems::unlock(const SecretIdentity& identity,
 
 void LibsecretSecretItems::awaitChange(QObject& owner, std::function<void()> changed)
 {
-    await(std::make_unique<SecretWatch>(context.get(), connection), owner, std::move(changed));
+    await(std::make_unique<SecretWatch>(context.get(), connection, shortestWatch),
+          owner,
+          std::move(changed));
 }
 
 void LibsecretSecretItems::await(std::unique_ptr<SecretTask> task,
                                  QObject& owner,
                                  std::function<void()> tell)
 {
-    task->onEnd = [this, ended = task.get()] {
+    const int number = ++lastNumber;
+    task->onEnd = [this, number] {
         QMetaObject::invokeMethod(
-            &deliveries, [this, ended] { deliver(*ended); }, Qt::QueuedConnection);
+            &deliveries, [this, number] { deliver(number); }, Qt::QueuedConnection);
     };
-    awaited.push_back({ .task = std::move(task), .owner = &owner, .tell = std::move(tell) });
+    const auto forget = [this, number] { static_cast<void>(take(number)); };
+    awaited.push_back(
+        { .number = number,
+          .task = std::move(task),
+          .tell = std::move(tell),
+          .whenOwnerIsGone = QObject::connect(&owner, &QObject::destroyed, &deliveries, forget) });
     driver.start();
 }
 
-void LibsecretSecretItems::deliver(const SecretTask& ended)
+void LibsecretSecretItems::deliver(int number)
 {
-    const auto found = std::ranges::find_if(
-        awaited, [&](const Awaited& each) { return each.task.get() == &ended; });
-    const Awaited arrived = std::move(*found);
+    if (const auto arrived = take(number))
+        arrived->tell();
+}
+
+std::optional<LibsecretSecretItems::Awaited> LibsecretSecretItems::take(int number)
+{
+    const auto found = std::ranges::find(awaited, number, &Awaited::number);
+    if (found == awaited.end())
+        return std::nullopt;
+    std::optional<Awaited> taken = std::move(*found);
     awaited.erase(found);
+    QObject::disconnect(taken->whenOwnerIsGone);
     if (awaited.empty())
         driver.stop();
-    if (arrived.owner)
-        arrived.tell();
+    return taken;
 }
 
 SecretStatus LibsecretSecretItems::changeEach(const SecretIdentity& identity,

@@ -8,6 +8,7 @@
 #include <QObject>
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include <libsecret/secret.h>
@@ -54,7 +55,8 @@ private:
     [[nodiscard]] std::optional<SecretStatus> attempt(const TimedCalls& calls,
                                                       const Operation& operation);
     void await(std::unique_ptr<SecretTask> task, QObject& owner, std::function<void()> tell);
-    void deliver(const SecretTask& ended);
+    void deliver(int number);
+    [[nodiscard]] std::optional<Awaited> take(int number);
     enum class IfSomeAreLocked { leaveAll, changeOthers };
 
     [[nodiscard]] SecretStatus changeEach(const SecretIdentity& identity,
@@ -73,7 +75,8 @@ private:
 
     GLibHandle<GMainContext> context;
     SecretConnection connection;
-    std::vector<Awaited> awaited;
+    std::vector<Awaited> awaited; ///< Each until it is told, or its owner is gone.
+    int lastNumber = 0;
     ContextDriver driver; ///< Runs while answers are awaited.
     QObject deliveries;   ///< The context of queued calls of ours.
 };

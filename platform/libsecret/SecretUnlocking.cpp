@@ -114,7 +114,7 @@ void SecretUnlocking::takePrompt(GVariant* reply)
                                .interface = "org.freedesktop.Secret.Prompt",
                                .member = "Completed",
                                .path = prompt },
-                   [this] {
+                   [this](GVariant* /*arguments*/) {
                        answer.reset();
                        if (nextLook)
                            stop();

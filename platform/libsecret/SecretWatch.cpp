@@ -2,6 +2,8 @@
 
 #include "platform/glib/DefaultContext.h"
 
+#include <algorithm>
+
 namespace quibel {
 
 namespace {
@@ -10,8 +12,11 @@ constexpr const char* serviceName = "org.freedesktop.secrets";
 
 } // namespace
 
-SecretWatch::SecretWatch(GMainContext* callContext, SecretConnection& connection)
+SecretWatch::SecretWatch(GMainContext* callContext,
+                         SecretConnection& connection,
+                         std::chrono::milliseconds shortest)
     : context(callContext)
+    , earliestEnd(std::chrono::steady_clock::now() + shortest)
     , opening(g_cancellable_new())
 {
     const DefaultContext current(context);
@@ -24,6 +29,7 @@ SecretWatch::SecretWatch(GMainContext* callContext, SecretConnection& connection
 
 SecretWatch::~SecretWatch()
 {
+    cancelEnd();
     if (!opening)
         return;
     g_cancellable_cancel(opening.get());
@@ -32,21 +38,61 @@ SecretWatch::~SecretWatch()
 
 void SecretWatch::watch(GDBusConnection* bus)
 {
-    signals.emplace(bus, BusSignal { .sender = serviceName }, [this] { takeChange(); });
+    signals.emplace(bus, BusSignal { .sender = serviceName }, [this](GVariant* /*arguments*/) {
+        takeChange();
+    });
     owners.emplace(bus,
                    BusSignal { .sender = "org.freedesktop.DBus",
                                .interface = "org.freedesktop.DBus",
                                .member = "NameOwnerChanged",
                                .firstArgument = serviceName },
-                   [this] { takeChange(); });
+                   [this](GVariant* change) { takeOwner(change); });
+}
+
+void SecretWatch::takeOwner(GVariant* change)
+{
+    const char* owner = "";
+    if (g_variant_is_of_type(change, G_VARIANT_TYPE("(sss)")) != FALSE)
+        g_variant_get(change, "(&s&s&s)", nullptr, nullptr, &owner);
+    // To read from a service that has gone would start it, only to see it go again perhaps.
+    if (*owner == '\0')
+        cancelEnd();
+    else
+        takeChange();
 }
 
 void SecretWatch::takeChange()
 {
+    using std::chrono::milliseconds;
+    if (due)
+        return;
+    const auto rest
+        = std::chrono::ceil<milliseconds>(earliestEnd - std::chrono::steady_clock::now());
+    due.reset(g_timeout_source_new(static_cast<guint>(std::max(rest, milliseconds(0)).count())));
+    g_source_set_callback(
+        due.get(),
+        [](gpointer self) -> gboolean {
+            static_cast<SecretWatch*>(self)->endNow();
+            return G_SOURCE_REMOVE;
+        },
+        this,
+        nullptr);
+    g_source_attach(due.get(), context);
+}
+
+void SecretWatch::cancelEnd()
+{
+    if (due)
+        g_source_destroy(due.get());
+    due.reset();
+}
+
+void SecretWatch::endNow()
+{
     signals.reset();
     owners.reset();
-    if (!hasEnded())
-        end();
+    cancelEnd();
+    end();
 }
 
 } // namespace quibel

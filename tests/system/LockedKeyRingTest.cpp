@@ -105,7 +105,7 @@ private Q_SLOTS:
         QCOMPARE(session.countOf("/api/projects"), 0U);
 
         unlockElsewhere(session);
-        QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
+        QTRY_VERIFY_WITH_TIMEOUT(session.output().contains("Loaded 2 projects from API\n"), 20'000);
         QCOMPARE(session.countOf("/api/projects"), 1U);
         QVERIFY(session.preferences().contains(keptKey));
     }
@@ -122,7 +122,7 @@ private Q_SLOTS:
         session.press(u"Return"_s);
         QTRY_COMPARE(session.countOf(branchPath), 1U);
         QCOMPARE(session.sent(branchPath)[u"title"_s], u"thought"_s);
-        QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
+        QTRY_VERIFY_WITH_TIMEOUT(session.output().contains("Loaded 2 projects from API\n"), 20'000);
         QVERIFY(!session.preferences().contains(keptKey));
     }
 
@@ -137,7 +137,7 @@ private Q_SLOTS:
         QTRY_VERIFY(session.preferences().contains(keptKey));
 
         unlockElsewhere(session);
-        QTRY_VERIFY(session.output().contains("Loaded 2 projects from API\n"));
+        QTRY_VERIFY_WITH_TIMEOUT(session.output().contains("Loaded 2 projects from API\n"), 20'000);
         QVERIFY(session.preferences().contains(keptKey));
         QCOMPARE(session.countOf(branchPath), 0U);
         session.press(u"super+shift+b"_s);
