@@ -45,7 +45,8 @@ public:
     /// The same, but a locked store asks the user first.
     void readAsking(QObject& owner, Receive receive) const;
 
-    /// The same, but asks nobody, and goes on waiting until the store does answer.
+    /// The same, but never prompts the user: it waits, for as long as it takes, until the store
+    /// answers.
     void readWhenAnswered(QObject& owner, Receive receive) const;
 
     /// Removes the item, silently also when there is none.

@@ -15,8 +15,8 @@ class Connectivity;
 
 /// The one request for the projects of the run, made at launch.
 ///
-/// It waits, without asking anybody, while the secret store does not say whether there is a key. If
-/// the service gives no answer, it is sent again when the network is back, at most once a minute,
+/// While the secret store does not say whether there is a key, it waits and prompts nobody. If the
+/// service gives no answer, it is sent again when the network is back, at most once a minute,
 /// until there is one. An answer that had to be waited for fills the list and does nothing else: by
 /// then the user may have worked on, and a branch may have been kept.
 ///

@@ -2,7 +2,8 @@
 
 namespace quibel {
 
-/// Lets a crash of this process leave no file with what was in its memory, the API key among it.
+/// Asks the system to write no core file of this process, whose memory holds the API key. A crash
+/// handler that the system pipes cores to may ignore that.
 ///
 /// The process can still be looked into by its user, from which desktops learn who it is.
 void forbidCoreDumps();
