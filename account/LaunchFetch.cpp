@@ -1,19 +1,20 @@
 #include "account/LaunchFetch.h"
 
+#include "account/APIError.h"
 #include "platform/Connectivity.h"
 
 #include <QPointer>
-
-#include <utility>
 
 namespace quibel {
 
 namespace {
 
-bool isWithoutAnswer(const ProjectsResult& result)
+/// Whether there was no answer, and another network may bring one.
+bool isWorthRepeating(const HttpOutcome& outcome)
 {
-    return result == ProjectsResult(APIError::offline)
-        || result == ProjectsResult(APIError::network);
+    const auto error = classifyResponse(outcome);
+    return (error == APIError::offline || error == APIError::network)
+        && outcome.error->code != TransportErrorCode::requestRefused;
 }
 
 } // namespace
@@ -53,39 +54,42 @@ void LaunchFetch::fetch(const KeyResult& key, ProjectStore::Arrival arrival)
         unconnected.reset();
         return;
     }
-    store.fetchProjects(*known, arrival, [self = QPointer(this)](const ProjectsResult& result) {
+    store.fetchProjects(*known, arrival, [self = QPointer(this)](const HttpOutcome& outcome) {
         if (self)
-            self->takeResult(result);
+            self->takeOutcome(outcome);
     });
 }
 
-void LaunchFetch::takeResult(const ProjectsResult& result)
+void LaunchFetch::takeOutcome(const HttpOutcome& outcome)
 {
     isUnderWay = false;
-    if (!isWithoutAnswer(result)) {
+    if (!isWorthRepeating(outcome)) {
         unconnected.reset();
-        return;
-    }
-    if (!unconnected) {
+    } else if (!unconnected) {
         unconnected = std::make_unique<QObject>();
-        connectivity.whenConnected(*unconnected, [this] { tryAgain(); });
-    } else if (std::exchange(isToBeSentAgain, false)) {
+        connectivity.whenConnected(*unconnected, [this] { takeConnection(); });
+    } else if (retriesLeft > 0) {
         tryAgain();
     }
 }
 
+void LaunchFetch::takeConnection()
+{
+    retriesLeft = retriesPerConnection;
+    tryAgain();
+}
+
 void LaunchFetch::tryAgain()
 {
-    if (isUnderWay) {
-        isToBeSentAgain = true;
+    if (isUnderWay)
         return;
-    }
     if (!earliestRetry.hasExpired()) {
         untilEarliest.start(static_cast<int>(earliestRetry.remainingTime()));
         return;
     }
     earliestRetry.setRemainingTime(interval);
     isUnderWay = true;
+    --retriesLeft;
     store.apiKeyWhenAnswered([self = QPointer(this)](const KeyResult& key) {
         if (self)
             self->fetch(key, ProjectStore::Arrival::late);

@@ -16,9 +16,10 @@ class Connectivity;
 /// The one request for the projects of the run, made at launch.
 ///
 /// While the secret store does not say whether there is a key, it waits and prompts nobody. If the
-/// service gives no answer, it is sent again when the network is back, at most once a minute,
-/// until there is one. An answer that had to be waited for fills the list and does nothing else: by
-/// then the user may have worked on, and a branch may have been kept.
+/// service gives no answer, it is sent again when the network is back and some more times after
+/// that, once a minute, until there is an answer. A request that this machine refuses to send is
+/// not repeated. An answer that had to be waited for fills the list and does nothing else: by then
+/// the user may have worked on, and a branch may have been kept.
 ///
 /// Thread: main.
 class LaunchFetch : public QObject
@@ -27,6 +28,8 @@ class LaunchFetch : public QObject
 
 public:
     static constexpr std::chrono::minutes retryInterval { 1 };
+    /// How often it is sent again once the network is back: name services and VPNs come up later.
+    static constexpr int retriesPerConnection = 10;
 
     /// Both outlive this.
     LaunchFetch(ProjectStore& projectStore,
@@ -37,14 +40,15 @@ public:
 
 private:
     void fetch(const KeyResult& key, ProjectStore::Arrival arrival);
-    void takeResult(const ProjectsResult& result);
+    void takeOutcome(const HttpOutcome& outcome);
+    void takeConnection();
     void tryAgain();
 
     ProjectStore& store;
     Connectivity& connectivity;
     std::chrono::milliseconds interval;
     bool isUnderWay = true;
-    bool isToBeSentAgain = false;         ///< Once the request that is under way has failed.
+    int retriesLeft = 0;
     std::unique_ptr<QObject> unconnected; ///< While the network is waited for.
     QDeadlineTimer earliestRetry { 0 };
     QTimer untilEarliest;

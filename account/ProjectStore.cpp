@@ -136,17 +136,18 @@ std::optional<QUrl> ProjectStore::apiBaseURL() const
 
 void ProjectStore::fetchProjects(const QString& apiKey,
                                  Arrival arrival,
-                                 std::function<void(const ProjectsResult&)> completion)
+                                 HttpSession::Completion completion)
 {
     ask(apiKey,
         [this, arrival, generation = keyGeneration, completion = std::move(completion)](
-            const ProjectsResult& result) {
+            const HttpOutcome& outcome) {
             if (generation == keyGeneration) {
+                const ProjectsResult result = readProjects(outcome);
                 signOutIfRejected(result);
                 takeProjects(result, arrival);
             }
             if (completion)
-                completion(result);
+                completion(outcome);
         });
 }
 
@@ -165,17 +166,20 @@ void ProjectStore::takeProjects(const ProjectsResult& result, Arrival arrival)
 void ProjectStore::requestProjects(const QString& apiKey,
                                    std::function<void(const ProjectsResult&)> completion)
 {
-    ask(apiKey, [this, completion = std::move(completion)](const ProjectsResult& result) {
+    ask(apiKey, [this, completion = std::move(completion)](const HttpOutcome& outcome) {
+        const ProjectsResult result = readProjects(outcome);
         signOutIfRejected(result);
         completion(result);
     });
 }
 
-void ProjectStore::ask(const QString& apiKey, std::function<void(const ProjectsResult&)> completion)
+void ProjectStore::ask(const QString& apiKey, HttpSession::Completion completion)
 {
     const std::optional<QUrl> base = apiBaseURL();
     if (!base) {
-        completion(APIError::network);
+        completion({ .error = TransportError { TransportErrorCode::requestRefused, {} },
+                     .status = {},
+                     .body = {} });
         return;
     }
 
@@ -183,7 +187,7 @@ void ProjectStore::ask(const QString& apiKey, std::function<void(const ProjectsR
         makeGetRequest(*base, u"api/projects"_s, apiKey),
         [store = QPointer(this), completion = std::move(completion)](const HttpOutcome& outcome) {
             if (store)
-                completion(readProjects(outcome));
+                completion(outcome);
         });
 }
 

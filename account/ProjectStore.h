@@ -59,10 +59,11 @@ public:
     enum class Arrival { inTime, late };
 
     /// Asks the service for the projects and takes an answer that is not empty, unless the fetch
-    /// was abandoned. `completion` is called after that, as by `requestProjects`.
+    /// was abandoned. `completion` is called after that, when `requestProjects` would call it, with
+    /// how the request ended: as one that is not sent when there is no base URL.
     void fetchProjects(const QString& apiKey,
                        Arrival arrival = Arrival::inTime,
-                       std::function<void(const ProjectsResult&)> completion = {});
+                       HttpSession::Completion completion = {});
 
     /// Asks the service for the projects. `completion` is called once: at once with `network` when
     /// there is no base URL, else in a later turn of the event loop; not when the store is gone.
@@ -90,7 +91,7 @@ private:
 
     [[nodiscard]] KeychainService::Receive takeKey(KeychainService::Receive receive, ReadKey read);
     [[nodiscard]] KeyResult effectiveKey(const KeyResult& stored) const;
-    void ask(const QString& apiKey, std::function<void(const ProjectsResult&)> completion);
+    void ask(const QString& apiKey, HttpSession::Completion completion);
     void signOutIfRejected(const ProjectsResult& result);
     void takeProjects(const ProjectsResult& result, Arrival arrival);
     void fillList(ProjectList fetched);

@@ -70,6 +70,8 @@ private Q_SLOTS:
         QTest::newRow("offline") << offline << true;
         QTest::newRow("a portal that is not the service")
             << FakeHttpSession::failure(Code::secureConnectionFailed) << true;
+        QTest::newRow("refused by this machine")
+            << FakeHttpSession::failure(Code::requestRefused) << false;
         QTest::newRow("projects") << project << false;
         QTest::newRow("no projects") << FakeHttpSession::success(200, "[]") << false;
         QTest::newRow("rejected") << FakeHttpSession::success(401, {}) << false;
@@ -89,7 +91,20 @@ private Q_SLOTS:
     void isSentAgainAtMostOnceInAWhile()
     {
         QCOMPARE(LaunchFetch::retryInterval, 1min);
-        constexpr auto interval = 400ms;
+        LaunchFetch fetch(*store, *connectivity);
+        fetch.start();
+        answer(offline);
+        connectivity->connect();
+        QCOMPARE(session->requests.size(), 2U);
+        answer(offline);
+        connectivity->connect();
+        connectivity->connect();
+        QCOMPARE(session->requests.size(), 2U);
+    }
+
+    void waitsBetweenTwoRequests()
+    {
+        constexpr auto interval = 100ms;
         LaunchFetch fetch(*store, *connectivity, interval);
         fetch.start();
         answer(offline);
@@ -97,13 +112,25 @@ private Q_SLOTS:
         clock.start();
         connectivity->connect();
         answer(offline);
-        connectivity->connect();
-        connectivity->connect();
         QTRY_COMPARE(session->requests.size(), 3U);
         QVERIFY(std::chrono::milliseconds(clock.elapsed()) >= interval);
+    }
+
+    void isSentAgainSomeTimesOnAConnectionThatBringsNoAnswer()
+    {
+        LaunchFetch fetch(*store, *connectivity, 1ms);
+        fetch.start();
         answer(offline);
-        QTest::qWait(static_cast<int>((2 * interval).count()));
-        QCOMPARE(session->requests.size(), 3U);
+        std::size_t sent = 1;
+        for (const auto connection : { "first", "second" }) {
+            connectivity->connect();
+            for (int retry = 0; retry < LaunchFetch::retriesPerConnection; ++retry) {
+                ++sent;
+                QTRY_VERIFY2(session->requests.size() == sent, connection);
+                answer(offline);
+            }
+        }
+        QCOMPARE(session->requests.size(), sent);
     }
 
     void isSentAgainWhenTheNetworkCameBackBeforeItFailed()
