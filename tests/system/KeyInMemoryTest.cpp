@@ -81,7 +81,7 @@ private Q_SLOTS:
         QTRY_COMPARE(session.countOf(branchPath), 1U);
         QTRY_VERIFY(editor.isActiveWindow());
         QTRY_COMPARE(session.service.openConnectionCount(), 0);
-        QCOMPARE(ownCopies(session.processId(), key), 0);
+        QTRY_COMPARE(ownCopies(session.processId(), key), 0);
     }
 };
 
