@@ -77,12 +77,12 @@ TransportErrorCode transportErrorCode(QNetworkReply::NetworkError error, bool wa
 
 } // namespace
 
-HttpExchange::HttpExchange(HttpRequest wanted,
+HttpExchange::HttpExchange(const HttpRequest& wanted,
                            const HttpTimeouts& timeouts,
                            HttpSession::Completion whenDone,
                            QObject* parent)
     : QObject(parent)
-    , request(std::move(wanted))
+    , request(wanted)
     , completion(std::move(whenDone))
 {
     idle.setInterval(timeouts.idle);

@@ -20,7 +20,7 @@ class HttpExchange : public QObject
 
 public:
     /// Sends the request at once.
-    HttpExchange(HttpRequest wanted,
+    HttpExchange(const HttpRequest& wanted,
                  const HttpTimeouts& timeouts,
                  HttpSession::Completion whenDone,
                  QObject* parent);

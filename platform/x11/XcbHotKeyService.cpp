@@ -88,7 +88,7 @@ bool XcbHotKeyService::nativeEventFilter(const QByteArray& /*type*/,
                                          qintptr* /*result*/)
 {
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    const int type = event->response_type & 0x7FU;
+    const unsigned type = event->response_type & 0x7FU;
     if (type == XCB_KEY_RELEASE)
         lastReleaseInToolkit = eventAs<xcb_key_release_event_t>(event).time;
     if (type != XCB_KEY_PRESS)

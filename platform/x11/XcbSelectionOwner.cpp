@@ -12,7 +12,7 @@ XcbSelectionOwner::XcbSelectionOwner(XcbConnection& connection, xcb_atom_t watch
 {
     connect(&x, &XcbConnection::received, this, &XcbSelectionOwner::handleEvent);
     select();
-    owner = currentOwner();
+    owner = currentOwner(); // NOLINT(cppcoreguidelines-prefer-member-initializer): after selecting
 }
 
 void XcbSelectionOwner::select()

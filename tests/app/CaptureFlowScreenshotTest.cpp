@@ -224,10 +224,10 @@ private Q_SLOTS:
         bench.desktop.session.answer(branchRequest, FakeHttpSession::success(401, {}));
         QTRY_VERIFY(bench.desktop.output.contains("Screenshot captured"));
         bench.delegate->connectAccount();
-        bench.enterKey(u"sk_other"_s);
+        AgentBench::enterKey(u"sk_other"_s);
         bench.desktop.session.answer(
             branchRequest + 1, FakeHttpSession::success(200, R"([{"id":"q","name":"Other"}])"));
-        QTRY_VERIFY(!bench.statusLine().isVisible());
+        QTRY_VERIFY(!AgentBench::statusLine().isVisible());
 
         bench.desktop.preferences.values.insert(u"quibel.screenshotMode"_s, u"off"_s);
         bench.branchOff(u"y"_s);

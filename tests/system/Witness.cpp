@@ -28,8 +28,8 @@ Answer answerFor(const Fate& fate, const QByteArray& body)
 
 } // namespace
 
-Witness::Witness(AgentSession& watched)
-    : session(watched)
+Witness::Witness(AgentSession& watchedSession)
+    : session(watchedSession)
 {
     session.service.leaveToScript(branchPath);
     session.service.leaveToScript("/api/branches/b1/screenshots");
@@ -42,7 +42,7 @@ Answer Witness::answerTo(const ReceivedRequest& request)
     const auto fate = ledger.take(request, index);
     if (!fate)
         return Answer::reply(404);
-    const Answer answer = answerFor(*fate, ledger.acceptance(index));
+    Answer answer = answerFor(*fate, ledger.acceptance(index));
     if (fate->late)
         return answer.heldBack();
     ledger.answer(index);

@@ -18,8 +18,8 @@ namespace quibel::testing {
 class Witness
 {
 public:
-    /// Takes over what `session` answers to everything but the request for projects.
-    explicit Witness(AgentSession& session);
+    /// Takes over what `watchedSession` answers to everything but the request for projects.
+    explicit Witness(AgentSession& watchedSession);
     Witness(const Witness&) = delete;
     Witness& operator=(const Witness&) = delete;
     ~Witness() = default;

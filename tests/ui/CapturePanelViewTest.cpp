@@ -25,7 +25,7 @@ ProjectList makeProjects(int count)
 {
     const QStringList names { u"Alpha"_s, u"Beta"_s, u"Gamma"_s };
     ProjectList projects;
-    projects.reserve(static_cast<std::size_t>(count));
+    projects.reserve(count);
     for (int i = 0; i < count; ++i)
         projects.push_back({ .id = QString::number(i), .name = names[i] });
     return projects;
