@@ -122,7 +122,7 @@ private Q_SLOTS:
         fetch.start();
         answer(offline);
         std::size_t sent = 1;
-        for (const auto connection : { "first", "second" }) {
+        for (const auto* const connection : { "first", "second" }) {
             connectivity->connect();
             for (int retry = 0; retry < LaunchFetch::retriesPerConnection; ++retry) {
                 ++sent;
