@@ -86,10 +86,12 @@ void XcbWorkspace::activate(const RunningApplication& application)
     // The toolkit hides windows on its own connection, so the server may not know yet.
     if (const QWindow* own = ownWindow(window); own != nullptr && !own->isVisible())
         return;
+    const auto activeQuestion = askProperty(x.get(), x.root(), netActiveWindow);
     const auto currentQuestion = askProperty(x.get(), x.root(), netCurrentDesktop);
     const auto desktopQuestion = askProperty(x.get(), window, netWmDesktop);
     const auto managedQuestion = askProperty(x.get(), window, x.atom("WM_STATE"));
     const auto attributesQuestion = xcb_get_window_attributes(x.get(), window);
+    const auto active = XcbProperty(x.get(), activeQuestion).firstValue().value_or(XCB_WINDOW_NONE);
     const auto current = XcbProperty(x.get(), currentQuestion).firstValue();
     const auto desktop = XcbProperty(x.get(), desktopQuestion).firstValue();
     const auto managed = XcbProperty(x.get(), managedQuestion).firstValue();
@@ -104,14 +106,12 @@ void XcbWorkspace::activate(const RunningApplication& application)
 
     // The keyboard at once, and to the very window that had it.
     const xcb_window_t focus = window == lastFrontmost.window ? lastFrontmost.focus : window;
-    selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
     const auto request
         = xcb_set_input_focus(x.get(), XCB_INPUT_FOCUS_PARENT, focus, XCB_CURRENT_TIME);
-    activating = { .window = window, .request = request.sequence };
-    // Asked only now, so that no change is missed.
-    const auto active = activeWindow();
-    if (active == window)
-        endActivation();
+    if (active != window) {
+        selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        activating = { .window = window, .request = request.sequence };
+    }
     // Some window managers go to the window's desktop of themselves, some fetch the window, some
     // only mark it as urgent.
     if (isElsewhere)
@@ -226,12 +226,6 @@ void XcbWorkspace::selectRootEvents(xcb_event_mask_t events)
     xcb_change_window_attributes(x.get(), x.root(), XCB_CW_EVENT_MASK, mask.data());
 }
 
-xcb_window_t XcbWorkspace::activeWindow()
-{
-    const XcbProperty active(x.get(), askProperty(x.get(), x.root(), netActiveWindow));
-    return active.firstValue().value_or(XCB_WINDOW_NONE);
-}
-
 void XcbWorkspace::endActivation()
 {
     if (std::exchange(activating, {}).window != XCB_WINDOW_NONE)
@@ -249,12 +243,9 @@ void XcbWorkspace::handleEvent(const xcb_generic_event_t* event)
     if (isEarlier || changed.window != x.root() || changed.atom != netActiveWindow)
         return;
     // Window managers may name none on the way from one window to the next.
-    const xcb_window_t active = activeWindow();
-    if (active == XCB_WINDOW_NONE)
+    const XcbProperty active(x.get(), askProperty(x.get(), x.root(), netActiveWindow));
+    if (active.firstValue().value_or(XCB_WINDOW_NONE) == XCB_WINDOW_NONE)
         return;
-    // Some give the keyboard back to the window that they made active last.
-    if (active != activating.window)
-        askForActivation(x.get(), x, activating.window);
     endActivation();
 }
 

@@ -36,8 +36,6 @@ private:
     /// The window and what it lies in, up to below the root; empty when it is gone.
     [[nodiscard]] std::vector<xcb_window_t> ancestry(xcb_window_t window);
     [[nodiscard]] RunningApplication ownerOf(xcb_window_t window);
-    /// As the window manager names it.
-    [[nodiscard]] xcb_window_t activeWindow();
     void selectRootEvents(xcb_event_mask_t events);
     void endActivation();
     void handleEvent(const xcb_generic_event_t* event);

@@ -222,6 +222,7 @@ void XcbScreensTest::leavesRoomForDocksOnTheirScreenOnly()
         const DockWindow window(dock);
         QTRY_COMPARE(visible(0), left);
         QTRY_COMPARE(visible(1), right);
+        QVERIFY(settleWindowManager());
     }
     QTRY_COMPARE(visible(0), leftFrame);
     QTRY_COMPARE(visible(1), rightFrame);

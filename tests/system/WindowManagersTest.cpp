@@ -108,6 +108,9 @@ private Q_SLOTS:
         QTRY_COMPARE(session->countOf(branchPath), 1U);
         QCOMPARE(contextOfBranch(0)[u"captured_text"_s], u"one two three"_s);
         QCOMPARE(newcomer.pressedKeys(), std::vector<xcb_keycode_t>());
+        // KWin gives it to the newcomer once the panel has gone.
+        if (qEnvironmentVariable("QUIBEL_TEST_WINDOW_MANAGER") == u"kwin_x11")
+            return;
         QTRY_VERIFY(session->windowWithKeyboardIs(u"notes"_s));
         QVERIFY(settleWindowManager());
         QVERIFY(session->windowWithKeyboardIs(u"notes"_s));
