@@ -15,7 +15,7 @@ class Connectivity;
 
 /// The one request for the projects of the run, made at launch.
 ///
-/// While the secret store does not say whether there is a key, it waits and prompts nobody. If the
+/// While the secret store does not say whether there is a key, it waits without a prompt. If the
 /// service gives no answer, it is sent again when the network is back and some more times after
 /// that, once a minute, until there is an answer. A request that this machine refuses to send is
 /// not repeated. An answer that had to be waited for fills the list and does nothing else: by then

@@ -66,7 +66,7 @@ std::optional<Fate> LineLedger::takeBranch(const QByteArray& body, std::size_t i
         return !attempt.request && lines.at(attempt.line).text == text;
     });
     if (awaited == attempts.end()) {
-        complain(u"\"%1\" was posted, which nobody sent, or not once more"_s.arg(text));
+        complain(u"\"%1\" was posted, which the user did not send, or not again"_s.arg(text));
         return std::nullopt;
     }
     awaited->request = index;

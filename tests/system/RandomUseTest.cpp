@@ -62,7 +62,7 @@ private Q_SLOTS:
         AgentSession session(desktop);
         QVERIFY(session.storeKey());
         QProcessEnvironment sparing;
-        // What is freed is to be gone, for what is held to be seen.
+        // Hand freed memory back, so that only what is still held counts.
         sparing.insert(u"ASAN_OPTIONS"_s,
                        u"quarantine_size_mb=1:thread_local_quarantine_size_kb=64"_s);
         QVERIFY(session.launch(sparing));
